@@ -1,0 +1,57 @@
+// Small file helpers and the owners of descriptors and streams. Paths are the real absolute ones. Blocks for as long as
+// the disk does; nothing is logged: the callers know whether a failure matters.
+#ifndef KELVANE_CORE_BASE_FILE_H
+#define KELVANE_CORE_BASE_FILE_H
+
+#include <stddef.h>
+#include <stdint.h>
+#include <stdio.h>
+
+#include "core/base/buffer.h"
+#include "core/base/owned.h"
+
+namespace kelvane {
+
+void file_close_stream(FILE *stream);
+using FileOwner = Owned<FILE, file_close_stream>;
+
+// An open descriptor, closed at the end.
+class DescriptorOwner {
+ public:
+  explicit DescriptorOwner(int descriptor = -1) : descriptor_(descriptor) {}
+  ~DescriptorOwner() { close_now(); }
+  DescriptorOwner(const DescriptorOwner &) = delete;
+  DescriptorOwner &operator=(const DescriptorOwner &) = delete;
+
+  int get() const { return descriptor_; }
+  bool present() const { return descriptor_ >= 0; }
+  void close_now();
+
+ private:
+  int descriptor_;
+};
+
+// Whether access(2) says that the path exists (F_OK).
+bool file_exists(const char *path);
+
+// Whether access(2) says that the path is readable (R_OK).
+bool file_readable(const char *path);
+
+// Reads from an open descriptor to its end, at most cap bytes. The number of bytes is in out->length. 0; -1 for a read
+// error or no memory; -2 when there is more than cap. out is emptied first and empty on failure.
+int32_t file_read_all(int descriptor, uint64_t cap, Buffer *out);
+
+// Reads up to size bytes, going on after short reads and interrupts. The number of bytes read (less than size only at
+// the end), or -1.
+int64_t file_read_full(int descriptor, void *bytes, size_t size);
+
+// Writes all the bytes, going on after short writes and interrupts. 0, or -1.
+int32_t file_write_full(int descriptor, const void *bytes, size_t size);
+
+// Creates a file that does not exist yet (mode 0600, never through a link) and writes the bytes to it. 0; -1 when it
+// exists or cannot be written. A file that could not be written whole is removed again.
+int32_t file_create_with(const char *path, const void *bytes, size_t size);
+
+}  // namespace kelvane
+
+#endif

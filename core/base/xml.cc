@@ -1,0 +1,64 @@
+#include "core/base/xml.h"
+
+#include <stdlib.h>
+#include <string.h>
+
+#include "core/base/buffer.h"
+#include "core/base/file.h"
+#include "core/base/xml_gate.h"
+
+namespace kelvane {
+
+XmlOwner xml_load(const char *bytes, uint64_t length) {
+  if (xml_gate_check(bytes, length) != XmlGateVerdict::kPassed) {
+    return XmlOwner();
+  }
+  return XmlOwner(mxmlLoadString(nullptr, bytes, MXML_NO_CALLBACK));
+}
+
+XmlOwner xml_load_descriptor(int descriptor) {
+  BufferOwner document;
+  if (file_read_all(descriptor, kXmlMaxBytes, document.get()) != 0 || document.empty()) {
+    return XmlOwner();
+  }
+  return xml_load(document.data(), document.length());
+}
+
+bool xml_is_text(mxml_node_t *node) {
+  return node != nullptr && mxmlGetType(node) == MXML_TEXT;
+}
+
+Text GetNodeTextData(mxml_node_t *first) {
+  size_t total = 0;
+  for (mxml_node_t *node = first; xml_is_text(node); node = mxmlGetNextSibling(node)) {
+    int whitespace = 0;
+    const char *word = mxmlGetText(node, &whitespace);
+    total += (whitespace != 0 ? 1 : 0) + strlen(text_or(word, ""));
+  }
+  char *joined = total != 0 ? static_cast<char *>(malloc(total + 1)) : nullptr;
+  if (joined == nullptr) {
+    return Text();
+  }
+  char *end = joined;
+  for (mxml_node_t *node = first; xml_is_text(node); node = mxmlGetNextSibling(node)) {
+    int whitespace = 0;
+    const char *word = mxmlGetText(node, &whitespace);
+    if (whitespace != 0) {
+      *end++ = ' ';
+    }
+    end = stpcpy(end, text_or(word, ""));
+  }
+  *end = '\0';
+  return Text::adopt(joined);
+}
+
+mxml_node_t *xml_find(mxml_node_t *top, const char *name) {
+  return mxmlFindElement(top, top, name, nullptr, nullptr, MXML_DESCEND);
+}
+
+Text xml_find_text(mxml_node_t *top, const char *name) {
+  mxml_node_t *element = xml_find(top, name);
+  return GetNodeTextData(element != nullptr ? mxmlGetFirstChild(element) : nullptr);
+}
+
+}  // namespace kelvane

@@ -1,0 +1,37 @@
+// The SSH public key store: candidates from certificates and from the provisioning document, of which the selected
+// ones, three at the most, are written into the administrator account. Called by the certificate store, provisioning
+// and the VM-access plugin, on the main thread; blocks only in the platform's account call. Refusals are logged, never
+// returned.
+#ifndef KELVANE_CREDENTIALS_SSH_PUB_KEY_H
+#define KELVANE_CREDENTIALS_SSH_PUB_KEY_H
+
+#include <openssl/ossl_typ.h>
+#include <stdint.h>
+
+#include "core/base/text.h"
+
+namespace kelvane {
+
+// Adds a candidate: an OpenSSH one-line key, the thumbprint of its certificate (may be null), and whether it is to be
+// installed. Copies what it keeps. Duplicates and a 20th candidate are dropped.
+void SSHPubKeyAdd(const char *public_key, const char *fingerprint, int32_t selected);
+
+// Selects the first candidate with this fingerprint, compared without regard to case.
+void SSHPubKeyFlag(const char *fingerprint);
+
+// Installs the first three selected keys into the account's slots 1 to 3 and empties the store.
+void SSHPubKeySet(const char *user_name);
+
+// Installs one key in the first slot that accepts it. The result of the last platform call: 0 on success.
+int32_t SSHPubKeySetFromKey(const char *user_name, const char *public_key);
+
+// The same for the key of a PEM certificate; -1 for every input, deliberately (see the source).
+int32_t SSHPubKeySetFromCert(const char *user_name, const char *pem);
+
+// Derives the "ssh-rsa ..." text and thumbprint of a certificate and passes them to the callback, with 0, and hands the
+// key text to *key_text; both may be null. A certificate whose key is not RSA yields nothing.
+void makeSSHKey(X509 *certificate, void (*callback)(const char *, const char *, int32_t), Text *key_text);
+
+}  // namespace kelvane
+
+#endif
