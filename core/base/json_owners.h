@@ -1,4 +1,4 @@
-// The owner of json-c's objects: one reference, given back at the end.
+// The owners of json-c's objects: one reference, given back at the end.
 #ifndef KELVANE_CORE_BASE_JSON_OWNERS_H
 #define KELVANE_CORE_BASE_JSON_OWNERS_H
 
@@ -10,6 +10,11 @@ namespace kelvane {
 
 void json_release(json_object *object);
 using JsonOwner = Owned<json_object, json_release>;
+
+// For documents that hold decrypted settings: overwrites every text below the object before the reference is given
+// back. The owner's must be the only reference.
+void json_wipe_and_release(json_object *object);
+using JsonSecretOwner = Owned<json_object, json_wipe_and_release>;
 
 }  // namespace kelvane
 

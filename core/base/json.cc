@@ -1,0 +1,43 @@
+#include "core/base/json.h"
+
+#include <string.h>
+
+namespace kelvane {
+
+namespace {
+
+// Counts what may become a value, skipping string contents.
+uint64_t count_values(const char *text) {
+  uint64_t values = 1;
+  bool in_string = false;
+  for (const char *at = text; *at != '\0'; at++) {
+    if (in_string && *at == '\\' && at[1] != '\0') {
+      at++;
+    } else if (*at == '"') {
+      in_string = !in_string;
+    } else if (!in_string && (*at == ',' || *at == '[' || *at == '{')) {
+      values++;
+    }
+  }
+  return values;
+}
+
+}  // namespace
+
+JsonOwner json_load(const char *text) {
+  if (text == nullptr || strlen(text) > kJsonMaxBytes || count_values(text) > kJsonMaxValues) {
+    return JsonOwner();
+  }
+  return JsonOwner(json_tokener_parse(text));
+}
+
+json_object *json_member(json_object *value, const char *name, json_type type) {
+  json_object *member = nullptr;
+  if (!json_object_is_type(value, json_type_object) || !json_object_object_get_ex(value, name, &member) ||
+      !json_object_is_type(member, type)) {
+    return nullptr;
+  }
+  return member;
+}
+
+}  // namespace kelvane
