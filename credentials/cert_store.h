@@ -1,23 +1,15 @@
-// The certificate store: up to 20 certificates with their private keys, found by thumbprint. Refilled from scratch from
-// the platform's PKCS#12 container by each certificates document, read when extension settings are decrypted; nothing
-// is persisted. Called by both protocols and the handler settings, on the main thread; never blocks. A broken container
-// leaves what was stored before the broken place; the callers log. Everything in the store belongs to it until
-// CertStoreClear: no caller may free what it finds.
+// The certificate store: up to 20 certificates with their private keys, paired by the key id that a container gives to
+// both, found by thumbprint. Refilled from scratch by each container (credentials/pkcs12_walk.h), read when extension
+// settings are decrypted; nothing is persisted. Called on the main thread; never blocks. What finds no room is freed
+// silently. Everything in the store belongs to it until CertStoreClear: no caller may free what it finds.
 #ifndef KELVANE_CREDENTIALS_CERT_STORE_H
 #define KELVANE_CREDENTIALS_CERT_STORE_H
 
-#include <openssl/pkcs12.h>
+#include <openssl/ossl_typ.h>
 #include <stddef.h>
 #include <stdint.h>
 
 namespace kelvane {
-
-// Receives each certificate of a container as an OpenSSH key text with the certificate's thumbprint and 0. The texts
-// are borrowed. SSHPubKeyAdd has this form.
-using CertificateCallback = void (*)(const char *public_key, const char *fingerprint, int32_t selected);
-
-// Clears the store and fills it from a decoded container, which stays the caller's. The callback may be null.
-void ProcessPKCS12(PKCS12 *container, CertificateCallback callback);
 
 // 1 when a record's thumbprint (40 uppercase hexadecimal characters) equals the text exactly, with the record's
 // certificate and key lent through the outputs (either may come out null); else 0, outputs untouched.

@@ -5,10 +5,7 @@
 #ifndef KELVANE_CREDENTIALS_SSH_PUB_KEY_H
 #define KELVANE_CREDENTIALS_SSH_PUB_KEY_H
 
-#include <openssl/ossl_typ.h>
 #include <stdint.h>
-
-#include "core/base/text.h"
 
 namespace kelvane {
 
@@ -27,10 +24,6 @@ int32_t SSHPubKeySetFromKey(const char *user_name, const char *public_key);
 
 // The same for the key of a PEM certificate; -1 for every input, deliberately (see the source).
 int32_t SSHPubKeySetFromCert(const char *user_name, const char *pem);
-
-// Derives the "ssh-rsa ..." text and thumbprint of a certificate and passes them to the callback, with 0, and hands the
-// key text to *key_text; both may be null. A certificate whose key is not RSA yields nothing.
-void makeSSHKey(X509 *certificate, void (*callback)(const char *, const char *, int32_t), Text *key_text);
 
 }  // namespace kelvane
 

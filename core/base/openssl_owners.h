@@ -17,6 +17,8 @@
 namespace kelvane {
 
 void openssl_free_bytes(unsigned char *bytes);
+void openssl_free_safes(STACK_OF(PKCS7) * safes);
+void openssl_free_bags(STACK_OF(PKCS12_SAFEBAG) * bags);
 
 using BioOwner = Owned<BIO, BIO_free_all>;
 using CmsOwner = Owned<CMS_ContentInfo, CMS_ContentInfo_free>;
@@ -25,6 +27,8 @@ using OpensslBytesOwner = Owned<unsigned char, openssl_free_bytes>;
 using Pkcs12Owner = Owned<PKCS12, PKCS12_free>;
 using Pkcs7Owner = Owned<PKCS7, PKCS7_free>;
 using Pkcs8Owner = Owned<PKCS8_PRIV_KEY_INFO, PKCS8_PRIV_KEY_INFO_free>;
+using Pkcs12BagsOwner = Owned<STACK_OF(PKCS12_SAFEBAG), openssl_free_bags>;
+using Pkcs12SafesOwner = Owned<STACK_OF(PKCS7), openssl_free_safes>;
 using RsaOwner = Owned<RSA, RSA_free>;
 using X509ExtensionOwner = Owned<X509_EXTENSION, X509_EXTENSION_free>;
 using X509NameOwner = Owned<X509_NAME, X509_NAME_free>;

@@ -1,0 +1,41 @@
+#include "credentials/crypto_library.h"
+
+#include <openssl/crypto.h>
+#include <openssl/evp.h>
+#include <openssl/opensslv.h>
+#include <stdint.h>
+#if OPENSSL_VERSION_NUMBER >= 0x30000000L
+#include <openssl/provider.h>
+#endif
+
+#include "core/base/log.h"
+
+namespace kelvane {
+
+namespace {
+
+constexpr uint64_t kInitOptions = OPENSSL_INIT_ADD_ALL_CIPHERS | OPENSSL_INIT_ADD_ALL_DIGESTS;
+static_assert(kInitOptions == 12);
+
+// The one place in the agent that knows two versions of the library apart: since OpenSSL 3 ciphers come from providers,
+// the old ones from a module of its own. Naming one provider switches the automatic default off, so both are named.
+void load_providers() {
+#if OPENSSL_VERSION_NUMBER >= 0x30000000L
+  static constexpr const char *kProviders[] = {"default", "legacy"};
+  for (const char *provider : kProviders) {
+    if (OSSL_PROVIDER_load(nullptr, provider) == nullptr) {
+      LOG_ABOVE(0, "[kelvane]: OpenSSL's %s provider cannot be loaded, what needs it will fail\n", provider);
+    }
+  }
+#endif
+}
+
+}  // namespace
+
+void CryptoLibraryInit() {
+  OPENSSL_init_crypto(kInitOptions, nullptr);
+  EVP_add_cipher(EVP_rc2_40_cbc());
+  load_providers();
+}
+
+}  // namespace kelvane

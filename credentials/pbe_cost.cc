@@ -1,0 +1,56 @@
+#include "credentials/pbe_cost.h"
+
+#include <limits.h>
+#include <openssl/objects.h>
+
+#include "core/base/openssl_owners.h"
+
+namespace kelvane {
+
+namespace {
+
+using PbeParameters = Owned<PBEPARAM, PBEPARAM_free>;
+using Pbes2Parameters = Owned<PBE2PARAM, PBE2PARAM_free>;
+using Pbkdf2Parameters = Owned<PBKDF2PARAM, PBKDF2PARAM_free>;
+using ScryptParameters = Owned<SCRYPT_PARAMS, SCRYPT_PARAMS_free>;
+
+// The library cuts the number to an int, so that a negative one or one with more bits may come out as any other.
+uint64_t count_of(const ASN1_INTEGER *number) {
+  const long count = number != nullptr ? ASN1_INTEGER_get(number) : 1;
+  return count < 0 || count > INT_MAX ? kPbeCostAbsurd : static_cast<uint64_t>(count);
+}
+
+uint64_t product(uint64_t a, uint64_t b) {
+  uint64_t result = 0;
+  return __builtin_mul_overflow(a, b, &result) ? kPbeCostAbsurd : result;
+}
+
+template <typename Parameters>
+Parameters unpack(const X509_ALGOR *algorithm, const ASN1_ITEM *item) {
+  using Pointer = decltype(Parameters().get());
+  return Parameters(static_cast<Pointer>(ASN1_TYPE_unpack_sequence(item, algorithm->parameter)));
+}
+
+uint64_t cost_of_kdf(const X509_ALGOR *kdf) {
+  if (OBJ_obj2nid(kdf->algorithm) == NID_id_scrypt) {
+    const auto scrypt = unpack<ScryptParameters>(kdf, ASN1_ITEM_rptr(SCRYPT_PARAMS));
+    return scrypt.present() ? product(product(count_of(scrypt.get()->costParameter), count_of(scrypt.get()->blockSize)),
+                                      count_of(scrypt.get()->parallelizationParameter))
+                            : 0;
+  }
+  const auto pbkdf2 = unpack<Pbkdf2Parameters>(kdf, ASN1_ITEM_rptr(PBKDF2PARAM));
+  return pbkdf2.present() ? count_of(pbkdf2.get()->iter) : 0;
+}
+
+}  // namespace
+
+uint64_t pbe_cost(const X509_ALGOR *algorithm) {
+  if (OBJ_obj2nid(algorithm->algorithm) == NID_pbes2) {
+    const auto pbes2 = unpack<Pbes2Parameters>(algorithm, ASN1_ITEM_rptr(PBE2PARAM));
+    return pbes2.present() ? cost_of_kdf(pbes2.get()->keyfunc) : 0;
+  }
+  const auto pbe = unpack<PbeParameters>(algorithm, ASN1_ITEM_rptr(PBEPARAM));
+  return pbe.present() ? count_of(pbe.get()->iter) : 0;
+}
+
+}  // namespace kelvane

@@ -1,0 +1,196 @@
+#include "credentials/pkcs12_walk.h"
+
+#include <openssl/objects.h>
+#include <stddef.h>
+
+#include "core/base/openssl_owners.h"
+#include "credentials/cert_store.h"
+#include "credentials/pbe_cost.h"
+#include "credentials/ssh_key_text.h"
+
+namespace kelvane {
+
+namespace {
+
+// Bags within bags. What the platform sends has none; the library itself reads 25 levels. Beyond this bound a bag
+// fails, so that the stack never depends on what a container holds.
+constexpr int32_t kMaxNesting = 32;
+
+// Iterations of key derivation for one container, some seconds of work. The platform's containers take 2,000 for each
+// of their few bags, the most careful exporters less than a million.
+constexpr uint64_t kKeyDerivationBudget = 16'000'000;
+
+constexpr char kEmptyPassword[] = "";
+
+struct Walk {
+  CertificateCallback callback;
+  uint64_t budget;  // iterations that are left
+};
+
+int32_t process_bags(Walk *walk, const STACK_OF(PKCS12_SAFEBAG) * bags, int32_t depth);
+
+// 0 when the walk may still afford to derive this key.
+int32_t pay_for(Walk *walk, const X509_ALGOR *algorithm) {
+  const uint64_t cost = pbe_cost(algorithm);
+  if (cost > walk->budget) {
+    return -1;
+  }
+  walk->budget -= cost;
+  return 0;
+}
+
+// The value of a bag's local key id, lent by the bag; a length of 0 when it has none of a usable type.
+struct KeyId {
+  const uint8_t *bytes;
+  size_t length;
+};
+
+const ASN1_TYPE *key_id_attribute(const PKCS12_SAFEBAG *bag) {
+  return PKCS12_SAFEBAG_get0_attr(bag, NID_localKeyID);
+}
+
+KeyId key_id_of(const PKCS12_SAFEBAG *bag) {
+  const ASN1_TYPE *attribute = key_id_attribute(bag);
+  const int type = attribute != nullptr ? attribute->type : V_ASN1_UNDEF;
+  if (type != V_ASN1_OCTET_STRING && type != V_ASN1_BMPSTRING && type != V_ASN1_BIT_STRING) {
+    return {};
+  }
+  const ASN1_STRING *value = attribute->value.asn1_string;
+  const int length = ASN1_STRING_length(value);
+  return length > 0 ? KeyId{ASN1_STRING_get0_data(value), static_cast<size_t>(length)} : KeyId{};
+}
+
+// Converts the key and stores it under the bag's key id. -1 only when it cannot be converted.
+int32_t store_key(const PKCS12_SAFEBAG *bag, const PKCS8_PRIV_KEY_INFO *private_key) {
+  EvpKeyOwner key(EVP_PKCS82PKEY(private_key));
+  if (!key.present()) {
+    return -1;
+  }
+  const KeyId id = key_id_of(bag);
+  if (id.length > 0) {
+    CertStoreKey(id.bytes, id.length, key.release());
+  }
+  return 0;
+}
+
+int32_t process_key(Walk *, const PKCS12_SAFEBAG *bag, int32_t) {
+  return key_id_attribute(bag) != nullptr ? store_key(bag, PKCS12_SAFEBAG_get0_p8inf(bag)) : 0;
+}
+
+int32_t process_shrouded_key(Walk *walk, const PKCS12_SAFEBAG *bag, int32_t) {
+  const X509_ALGOR *algorithm = nullptr;
+  X509_SIG_get0(PKCS12_SAFEBAG_get0_pkcs8(bag), &algorithm, nullptr);
+  if (pay_for(walk, algorithm) != 0) {
+    return -1;
+  }
+  const Pkcs8Owner private_key(PKCS12_decrypt_skey(bag, kEmptyPassword, 0));
+  if (!private_key.present()) {
+    return -1;
+  }
+  return key_id_attribute(bag) != nullptr ? store_key(bag, private_key.get()) : 0;
+}
+
+int32_t process_certificate(Walk *walk, const PKCS12_SAFEBAG *bag, int32_t) {
+  if (PKCS12_SAFEBAG_get_bag_nid(bag) != NID_x509Certificate) {
+    return 0;
+  }
+  X509Owner certificate(PKCS12_SAFEBAG_get1_cert(bag));
+  if (!certificate.present()) {
+    return -1;
+  }
+  // Offered first: the store frees a certificate that it does not keep.
+  makeSSHKey(certificate.get(), walk->callback, nullptr);
+  const KeyId id = key_id_of(bag);
+  if (id.length > 0) {
+    CertStoreCert(id.bytes, id.length, certificate.release());
+  }
+  return 0;
+}
+
+int32_t process_safes(Walk *walk, const PKCS12_SAFEBAG *bag, int32_t depth) {
+  return depth < kMaxNesting ? process_bags(walk, PKCS12_SAFEBAG_get0_safes(bag), depth + 1) : -1;
+}
+
+struct BagRow {
+  int nid;
+  int32_t (*process)(Walk *walk, const PKCS12_SAFEBAG *bag, int32_t depth);
+};
+
+constexpr BagRow kBags[] = {
+    {.nid = NID_keyBag, .process = process_key},
+    {.nid = NID_pkcs8ShroudedKeyBag, .process = process_shrouded_key},
+    {.nid = NID_certBag, .process = process_certificate},
+    {.nid = NID_safeContentsBag, .process = process_safes},
+};
+
+// A bag of any other type is skipped.
+int32_t process_bag(Walk *walk, const PKCS12_SAFEBAG *bag, int32_t depth) {
+  for (const BagRow &row : kBags) {
+    if (row.nid == PKCS12_SAFEBAG_get_nid(bag)) {
+      return row.process(walk, bag, depth);
+    }
+  }
+  return 0;
+}
+
+// The first bag that fails fails the list.
+int32_t process_bags(Walk *walk, const STACK_OF(PKCS12_SAFEBAG) * bags, int32_t depth) {
+  const int count = sk_PKCS12_SAFEBAG_num(bags);
+  for (int i = 0; i < count; i++) {
+    if (process_bag(walk, sk_PKCS12_SAFEBAG_value(bags, i), depth) != 0) {
+      return -1;
+    }
+  }
+  return 0;
+}
+
+// Contents may come without their optional value, which not every version of the library expects.
+Pkcs12BagsOwner unpack_data(Walk *, PKCS7 *content) {
+  return Pkcs12BagsOwner(content->d.data != nullptr ? PKCS12_unpack_p7data(content) : nullptr);
+}
+
+Pkcs12BagsOwner unpack_encrypted(Walk *walk, PKCS7 *content) {
+  const PKCS7_ENCRYPT *encrypted = content->d.encrypted;
+  if (encrypted == nullptr || encrypted->enc_data->enc_data == nullptr ||
+      pay_for(walk, encrypted->enc_data->algorithm) != 0) {
+    return Pkcs12BagsOwner();
+  }
+  return Pkcs12BagsOwner(PKCS12_unpack_p7encdata(content, kEmptyPassword, -1));
+}
+
+struct ContentRow {
+  int nid;
+  Pkcs12BagsOwner (*unpack)(Walk *walk, PKCS7 *content);
+};
+
+constexpr ContentRow kContents[] = {
+    {.nid = NID_pkcs7_data, .unpack = unpack_data},
+    {.nid = NID_pkcs7_encrypted, .unpack = unpack_encrypted},
+};
+
+// A content of any other type is skipped. -1 ends the walk.
+int32_t process_content(Walk *walk, PKCS7 *content) {
+  for (const ContentRow &row : kContents) {
+    if (row.nid == OBJ_obj2nid(content->type)) {
+      const Pkcs12BagsOwner bags = row.unpack(walk, content);
+      return bags.present() ? process_bags(walk, bags.get(), 0) : -1;
+    }
+  }
+  return 0;
+}
+
+}  // namespace
+
+void ProcessPKCS12(PKCS12 *container, CertificateCallback callback) {
+  CertStoreClear();
+  const Pkcs12SafesOwner safes(PKCS12_unpack_authsafes(container));
+  Walk walk = {.callback = callback, .budget = kKeyDerivationBudget};
+  const int count = safes.present() ? sk_PKCS7_num(safes.get()) : 0;
+  for (int i = 0; i < count; i++) {
+    if (process_content(&walk, sk_PKCS7_value(safes.get(), i)) != 0) {
+      return;
+    }
+  }
+}
+
+}  // namespace kelvane
