@@ -1,0 +1,46 @@
+// The status blob: what slots 10 and 11 record between two uploads. Will own the JSON status document and its upload to
+// the storage service as a block or page blob; at present it keeps the records and uploads nothing. Called by the
+// operations table, on the main thread; does not block yet. The seventh extension of a pass is dropped silently.
+#ifndef KELVANE_PROTOCOL_WIRE_STATUS_BLOB_H
+#define KELVANE_PROTOCOL_WIRE_STATUS_BLOB_H
+
+#include <stdint.h>
+
+#include "include/vm_status.h"
+
+namespace kelvane {
+
+inline constexpr int32_t kStatusBlobExtensions = 6;
+
+// The texts of the status stay the caller's and must live until the next upload; the name is a copy, owned here.
+struct StatusBlobExtension {
+  char *name;
+  ExtStatus status;
+};
+
+struct StatusBlob {
+  VMStatus vm;
+  StatusBlobExtension extensions[kStatusBlobExtensions];
+  int32_t extension_count;
+};
+
+// The process-wide record, lent.
+const StatusBlob *status_blob();
+
+// Stores one extension's status: over the entry of that name, else in a new one. Null arguments are ignored.
+void status_blob_record_extension(const char *name, const ExtStatus *status);
+
+// Copies the whole VM status over the blob's. Its texts stay the caller's. A null argument is ignored.
+void status_blob_record_vm(const VMStatus *status);
+
+// Frees the names and zeroes the record.
+void status_blob_clear();
+
+// Whether this configuration's blob type was compared with the storage service's and reported. Cleared whenever the
+// handlers are handed out and by each extensions configuration.
+bool blob_type_reported();
+void blob_type_reported_set(bool reported);
+
+}  // namespace kelvane
+
+#endif
