@@ -1,1 +1,88 @@
-// Being written.
+// Process entry and wiring diagram: the order of start-up can be read off main. No phase but the endpoint wait can end
+// the process; each logs its own failures, and start-up goes on with what there is.
+#include <curl/curl.h>
+#include <sys/mount.h>
+#include <unistd.h>
+
+#include "core/admin_lock.h"
+#include "core/base/log.h"
+#include "core/main_loop.h"
+#include "core/pid_file.h"
+#include "core/signals.h"
+#include "core/time_zone.h"
+#include "core/version_query.h"
+#include "credentials/crypto_library.h"
+#include "credentials/transport_cert.h"
+#include "platform/platform.h"
+#include "plugins/plugin_manager.h"
+#include "protocol/metadata/metadata_protocol.h"
+#include "protocol/wire/wire_protocol.h"
+#include "provision/endpoint_wait.h"
+#include "provision/marker.h"
+#include "provision/media.h"
+#include "provision/ovf_document.h"
+#include "provision/provision_agent.h"
+#include "telemetry/telemetry.h"
+
+using namespace kelvane;
+
+static const char *os_version() {
+  return nCfg_debug_zone != nullptr ? nCfg_debug_zone->os_version : nullptr;
+}
+
+static int endpoint_failed() {
+  LOG_ABOVE(2, "[kelvane]: Waiting for Endpoint Failed. Exiting!\n");
+  sleep(5);
+  conf_end();
+  return -1;
+}
+
+static const Protocol *choose_protocol(int32_t endpoint) {
+  if (endpoint == kEndpointFound) {
+    LOG_ABOVE(5, "[kelvane]: Protocol: wire\n");
+    return ProtocolGetWire();
+  }
+  LOG_ABOVE(5, "[kelvane]: Protocol: metadata\n");
+  return ProtocolGetMetaData();
+}
+
+int main(int argc, char **argv) {
+  if (version_asked(argc, argv)) {
+    version_print();
+    return 0;
+  }
+  conf_init();
+  time_zone_apply();
+  curl_global_init(CURL_GLOBAL_ALL);
+  test_signal_install();
+  pid_file_write();
+  LOG_ABOVE(5, "[kelvane]: Starting kelvane...\n");
+  CryptoLibraryInit();
+  openssl_init_rng();
+
+  pluginManager_Init();
+  TransportCertMake();
+  TelemetryInit();
+  TelemetrySetOSVersion(os_version());
+  if (!marker_exists()) {
+    admin_lock();
+  }
+
+  if (mountDVD() == 0) {
+    LOG_ABOVE(5, "[kelvane]: OVFENV: mount succeeded\n");
+  }
+  XmlOwner ovf_document = OvfEnvLoad();
+  umount(kCdromMountPoint);
+
+  LOG_ABOVE(5, "[kelvane]: Determining protocol\n");
+  const int32_t endpoint = waitForEndpoint();
+  if (endpoint != kEndpointFound && endpoint != kEndpointUnknown) {
+    return endpoint_failed();
+  }
+  const Protocol *protocol = choose_protocol(endpoint);
+  protocol->detect(protocol);
+  ProvisionAgent_HandlerRun(protocol, ovf_document.get());
+  OvfEnvFree(&ovf_document);
+
+  main_loop_run(protocol);
+}

@@ -1,1 +1,70 @@
-// Being written.
+#include "provision/ovf_document.h"
+
+#include <fcntl.h>
+#include <string.h>
+
+#include "core/base/file.h"
+#include "core/base/log.h"
+#include "provision/custom_data.h"
+
+namespace kelvane {
+
+namespace {
+
+constexpr char kMediaDocument[] = "/cdrom/ovf-env.xml";
+constexpr char kKeptDocument[] = "/data/etc/.ovf-env.xml";
+
+// Never waits for a writer, should the medium hold a pipe by that name.
+int open_to_read(const char *path) {
+  return open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+}
+
+int open_document() {
+  const int media = open_to_read(kMediaDocument);
+  return media >= 0 ? media : open_to_read(kKeptDocument);
+}
+
+XmlOwner load_document() {
+  DescriptorOwner file(open_document());
+  if (!file.present()) {
+    return XmlOwner();
+  }
+  LOG_ABOVE(6, "[kelvane]: %s:%d - parsing ovf-env.xml\n", "OvfEnvLoad", 215);
+  XmlOwner document = xml_load_descriptor(file.get());
+  file.close_now();
+  // Also when it did not parse. From the kept document this changes nothing, as then it exists.
+  if (!file_exists(kKeptDocument)) {
+    ncfg_copyfile(kMediaDocument, kKeptDocument);
+  }
+  return document;
+}
+
+void wipe_texts(mxml_node_t *element) {
+  for (mxml_node_t *node = mxmlGetFirstChild(element); node != nullptr; node = mxmlGetNextSibling(node)) {
+    const char *word = xml_is_text(node) ? mxmlGetText(node, nullptr) : nullptr;
+    if (word != nullptr) {
+      wipe_memory(const_cast<char *>(word), strlen(word));  // the node's own heap copy
+    }
+  }
+}
+
+}  // namespace
+
+XmlOwner OvfEnvLoad() {
+  LOG_ABOVE(6, "[kelvane]: %s:%d - loading ovf-env.xml\n", "OvfEnvLoad", 208);
+  XmlOwner document = load_document();
+  custom_data_keep();
+  LOG_ABOVE(6, "[kelvane]: %s:%d - done - %s\n", "OvfEnvLoad", 236, document.present() ? "success" : "failed");
+  return document;
+}
+
+void OvfEnvFree(XmlOwner *document) {
+  mxml_node_t *top = document->get();
+  for (mxml_node_t *node = top; node != nullptr;
+       node = mxmlFindElement(node, top, "UserPassword", nullptr, nullptr, MXML_DESCEND)) {
+    wipe_texts(node);
+  }
+  document->reset();
+}
+
+}  // namespace kelvane

@@ -7,6 +7,19 @@
 
 namespace kelvane {
 
+// What every event carries. Texts are lent until TelemetryCleanup; null while they are not known.
+struct TelemetryContext {
+  const char *tenant_name;
+  const char *container_id;
+  const char *role_name;
+  const char *role_instance_name;
+  const char *os_version;
+  uint64_t ram_mebibytes;
+  int32_t processors;
+};
+
+TelemetryContext telemetry_context();
+
 // Call once at start-up: no wrapping of any XML that the agent writes, and what the machine is.
 void TelemetryInit();
 

@@ -1,0 +1,56 @@
+#include "provision/ovf_values.h"
+
+#include "core/base/xml.h"
+#include "credentials/ssh_pub_key.h"
+
+namespace kelvane {
+
+namespace {
+
+constexpr int32_t kSelected = 1;
+
+int32_t gsPublicKeys = 0;
+
+void take_text(mxml_node_t *document, const char *name, Text *out) {
+  Text text = xml_find_text(document, name);
+  if (text.present()) {
+    *out = static_cast<Text &&>(text);
+  }
+}
+
+// A fingerprint alone names a certificate that came with the goal state; its key is in the store already.
+void take_public_key(mxml_node_t *element) {
+  const Text fingerprint = xml_find_text(element, "Fingerprint");
+  const Text value = xml_find_text(element, "Value");
+  if (value.present()) {
+    gsPublicKeys++;
+    SSHPubKeyAdd(value.get(), fingerprint.get(), kSelected);
+  } else if (fingerprint.present()) {
+    gsPublicKeys++;
+    SSHPubKeyFlag(fingerprint.get());
+  }
+}
+
+// The "Path" of a key is not read: keys are always installed for the account that is being created.
+void take_public_keys(mxml_node_t *document) {
+  mxml_node_t *keys = xml_find(document, "PublicKeys");
+  for (mxml_node_t *key = keys != nullptr ? xml_find(keys, "PublicKey") : nullptr; key != nullptr;
+       key = mxmlFindElement(key, keys, "PublicKey", nullptr, nullptr, MXML_DESCEND)) {
+    take_public_key(key);
+  }
+}
+
+}  // namespace
+
+void ProvisionAgent_ParseOvfEnv(mxml_node_t *document, Text *host_name, Text *user_name, Text *password) {
+  take_text(document, "HostName", host_name);
+  take_text(document, "UserName", user_name);
+  take_text(document, "UserPassword", password);
+  take_public_keys(document);
+}
+
+int32_t __hasSSHPubKeys() {
+  return gsPublicKeys != 0 ? 1 : 0;
+}
+
+}  // namespace kelvane
