@@ -34,6 +34,9 @@ def paths(cell):
 
 
 def matches(file, path):
+    """Whether file is path, lies in the folder path/, or fits the pattern path* within its folder."""
+    if path.endswith("*"):
+        return file.startswith(path[:-1]) and "/" not in file[len(path) - 1 :]
     return file == path or (path.endswith("/") and file.startswith(path))
 
 
