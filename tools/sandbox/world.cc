@@ -1,0 +1,127 @@
+#include "tools/sandbox/world.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <stdexcept>
+
+#include "platform/reference/reference.h"
+#include "tools/sandbox/errno_names.h"
+
+extern "C" [[noreturn]] void __real_exit(int status);
+
+namespace sandbox {
+namespace {
+
+constexpr const char *kFolders[] = {"data/etc", "data/etc/ssh", "etc", "tmp", "var/run", "run", "dev"};
+
+std::string make_root(const std::string &folder) {
+  for (const char *name : kFolders) {
+    std::filesystem::create_directories(std::filesystem::path(folder) / name);
+  }
+  return std::filesystem::canonical(folder).string();
+}
+
+std::string absolute(const std::string &path) {
+  return path.empty() ? path : std::filesystem::absolute(path).lexically_normal().string();
+}
+
+void use_proxy(const std::string &url) {
+  if (url.empty()) {
+    return;
+  }
+  for (const char *name : {"no_proxy", "NO_PROXY", "all_proxy", "ALL_PROXY"}) {
+    unsetenv(name);
+  }
+  setenv("http_proxy", url.c_str(), 1);
+}
+
+std::string seconds_prefix() {
+  return "[" + std::to_string(world().clock.elapsed() / kSecond) + "]";
+}
+
+}  // namespace
+
+World &world() {
+  // Never destroyed: wrapped calls still come while the process ends.
+  static World *const kWorld = new World;
+  return *kWorld;
+}
+
+void set_up(const Options &options) {
+  World &w = world();
+  w.options = options;
+  w.paths.set_root(make_root(options.root));
+  if (w.options.host_name_file.empty()) {
+    w.options.host_name_file = w.paths.root() + "/etc/hostname";
+  }
+  w.media.insert(absolute(options.media), options.media_type, options.media_mount_failures);
+  for (const std::string &fault : options.faults) {
+    w.faults.add(fault);
+  }
+  if (!options.script.empty()) {
+    w.script = Script::load(options.script);
+  }
+  if (!w.trace.open(options.trace)) {
+    throw std::runtime_error("cannot write the trace " + options.trace);
+  }
+  if (options.trace_times) {
+    w.trace.set_prefix(seconds_prefix);
+  }
+  use_proxy(options.proxy);
+  reference_set_root(w.paths.root().c_str());
+  w.clock.start(options.clock, options.clock_factor, options.start_time);
+  w.active = true;
+}
+
+void run_due_events() {
+  World &w = world();
+  while (w.script.next() && *w.script.next() <= w.clock.elapsed()) {
+    w.script.run_next(perform_event);
+  }
+}
+
+bool sleep_for(int64_t nanoseconds) {
+  World &w = world();
+  const int64_t target = w.clock.elapsed() + nanoseconds;
+  while (w.script.next() && *w.script.next() <= target) {
+    if (!w.clock.sleep_until(*w.script.next())) {
+      return false;
+    }
+    w.script.run_next(perform_event);
+  }
+  const int64_t stop = w.options.stop_after.value_or(-1) * kSecond;
+  const bool stops = w.options.stop_after && target >= stop;
+  const bool whole = w.clock.sleep_until(stops ? stop : target);
+  if (stops && whole) {
+    end_process(0, "stop");
+  }
+  return whole;
+}
+
+void end_process(int status, const std::string &last_line) {
+  world().trace.line(last_line);
+  world().active = false;
+  __real_exit(status);
+}
+
+SystemCall::SystemCall(std::string name_of_call, const std::string &subject, std::string shown_arguments)
+    : name(std::move(name_of_call)),
+      shown(std::move(shown_arguments)),
+      agent(world().agent_calls()),
+      fault(agent ? world().faults.due(name, subject) : 0) {}
+
+int SystemCall::done(int result) const {
+  const int error = errno;
+  done(result >= 0 ? std::to_string(result) : std::to_string(result) + " " + errno_name(error));
+  errno = error;
+  return result;
+}
+
+void SystemCall::done(const std::string &result) const {
+  if (agent) {
+    world().trace.line("system " + name + "(" + shown + ") = " + result);
+  }
+}
+
+}  // namespace sandbox
