@@ -3,11 +3,11 @@
 // thread; those that read the database may wait for another process for a few seconds and then return nothing. They
 // throw nothing but std::bad_alloc.
 //
-// The platform's own files are the database "/data/etc/kelvane-config.db" (SQLite, with "-wal" and "-shm" beside it) and
-// the debug record "/run/kelvane-debug". It reaches them through calls that take a folder descriptor (openat, mkdirat,
-// renameat, unlinkat, fchmodat) and through SQLite. Paths that come from its caller (ncfg_copyfile) go through plain
-// open, rename and unlink. Who wraps the plain calls at link time to move the caller's files therefore does not move
-// the platform's own: reference_set_root does that.
+// The platform's own files are the database "/data/etc/kelvane-config.db" (SQLite, with "-wal" and "-shm" beside it)
+// and the debug record "/run/kelvane-debug". It reaches them through calls that take a folder descriptor (openat,
+// mkdirat, renameat, unlinkat, fchmodat) and through SQLite. Paths that come from its caller (ncfg_copyfile) go through
+// plain open, rename and unlink. Who wraps the plain calls at link time to move the caller's files therefore does not
+// move the platform's own: reference_set_root does that.
 #ifndef KELVANE_PLATFORM_REFERENCE_REFERENCE_H
 #define KELVANE_PLATFORM_REFERENCE_REFERENCE_H
 
@@ -16,7 +16,8 @@
 #include <vector>
 
 // Puts the platform's own files below this folder ("<folder>/data/etc/...", "<folder>/run/..."), which is created with
-// its parents when it is needed. Null or "" is the root folder again. To be called before conf_init (or after conf_end).
+// its parents when it is needed. Null or "" is the root folder again. To be called before conf_init (or after
+// conf_end).
 void reference_set_root(const char *folder);
 
 // The full paths of the platform's own files, for a tool's messages.

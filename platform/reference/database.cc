@@ -1,0 +1,188 @@
+#include "platform/reference/database.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <ctime>
+#include <string>
+
+#include "platform/platform.h"
+#include "platform/reference/defaults.h"
+#include "platform/reference/own_files.h"
+#include "platform/reference/reference.h"
+#include "platform/reference/sqlite.h"
+
+namespace kelvane::reference {
+namespace {
+
+constexpr char kNewName[] = ".kelvane-config.db.new";
+constexpr int kLockTries = 100;
+constexpr long kLockPauseNanoseconds = 50'000'000;
+
+DatabaseHandle connection;
+bool connected = false;  // between connect_database and disconnect_database
+
+// Only one process at a time opens, creates or sets aside: held while it does.
+Descriptor lock_folder() {
+  Descriptor folder = open_own_folder(kDatabaseFolder);
+  for (int attempt = 0; flock(folder.get(), LOCK_EX | LOCK_NB) != 0; ++attempt) {
+    if (errno != EWOULDBLOCK || attempt == kLockTries) {
+      throw_errno("another process holds the configuration folder");
+    }
+    const timespec pause = {.tv_sec = 0, .tv_nsec = kLockPauseNanoseconds};
+    nanosleep(&pause, nullptr);
+  }
+  return folder;
+}
+
+std::string path_of(const std::string &name) {
+  return own_path(std::string(kDatabaseFolder) + "/" + name);
+}
+
+void remove_with_companions(const Descriptor &folder, const std::string &name) {
+  for (const char *ending : {"", "-journal", "-wal", "-shm"}) {
+    unlinkat(folder.get(), (name + ending).c_str(), 0);
+  }
+}
+
+std::string unused_aside_name(const Descriptor &folder) {
+  char stamp[32] = "";
+  const time_t now = time(nullptr);
+  tm parts = {};
+  strftime(stamp, sizeof stamp, "%Y%m%dT%H%M%SZ", gmtime_r(&now, &parts));
+  const std::string base = std::string(kDatabaseName) + ".damaged-" + stamp;
+  std::string name = base;
+  for (int number = 2; exists_in(folder, name); ++number) {
+    name = base + "-" + std::to_string(number);
+  }
+  return name;
+}
+
+// The log file goes first: left beside a new database it would be played into that.
+void set_aside(const Descriptor &folder) {
+  const std::string name = kDatabaseName;
+  const std::string aside = unused_aside_name(folder);
+  for (const char *ending : {"-wal", "-journal"}) {
+    if (renameat(folder.get(), (name + ending).c_str(), folder.get(), (aside + ending).c_str()) != 0 &&
+        errno != ENOENT) {
+      throw_errno("cannot set the damaged configuration aside");
+    }
+  }
+  if (renameat(folder.get(), name.c_str(), folder.get(), aside.c_str()) != 0 && errno != ENOENT) {
+    throw_errno("cannot set the damaged configuration aside");
+  }
+  unlinkat(folder.get(), (name + "-shm").c_str(), 0);
+  fsync(folder.get());
+  message("platform: the damaged configuration is kept as %s\n", path_of(aside).c_str());
+}
+
+// Writes the new database to its end under another name, so that none is ever seen half made.
+void write_new_file(const Descriptor &folder) {
+  remove_with_companions(folder, kNewName);
+  const Descriptor file(openat(folder.get(), kNewName, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+  if (!file.present() || fchmod(file.get(), 0600) != 0) {
+    throw_errno("cannot create the configuration database");
+  }
+  DatabaseHandle fresh = open_database_file(path_of(kNewName));
+  execute(fresh.get(), "PRAGMA synchronous = FULL; PRAGMA temp_store = MEMORY");
+  create_layout(fresh.get());
+  execute(fresh.get(), "PRAGMA journal_mode = WAL");
+}
+
+void create_database(const Descriptor &folder) {
+  try {
+    write_new_file(folder);
+  } catch (...) {
+    remove_with_companions(folder, kNewName);
+    throw;
+  }
+  if (exists_in(folder, std::string(kDatabaseName) + "-wal")) {
+    set_aside(folder);
+  }
+  if (renameat(folder.get(), kNewName, folder.get(), kDatabaseName) != 0) {
+    throw_errno("cannot put the configuration database in place");
+  }
+  fsync(folder.get());
+}
+
+void refuse_empty_file(const Descriptor &folder) {
+  struct stat status = {};
+  if (fstatat(folder.get(), kDatabaseName, &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISREG(status.st_mode) &&
+      status.st_size == 0) {
+    throw DatabaseError(SQLITE_NOTADB, "the file is empty");
+  }
+}
+
+// The read in check_layout also makes SQLite open the files that it keeps open: no later call leaves a new descriptor.
+DatabaseHandle open_checked(const Descriptor &folder) {
+  refuse_empty_file(folder);
+  fchmodat(folder.get(), kDatabaseName, 0600, 0);
+  DatabaseHandle opened = open_database_file(path_of(kDatabaseName));
+  check_layout(opened.get());
+  execute(opened.get(), "PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL; PRAGMA temp_store = MEMORY");
+  return opened;
+}
+
+bool is_damage(const DatabaseError &error) {
+  return error.code() == SQLITE_NOTADB || error.code() == SQLITE_CORRUPT;
+}
+
+DatabaseHandle open_or_create() {
+  const Descriptor folder = lock_folder();
+  if (!exists_in(folder, kDatabaseName)) {
+    create_database(folder);
+  }
+  try {
+    return open_checked(folder);
+  } catch (const DatabaseError &error) {
+    if (!is_damage(error)) {
+      throw;
+    }
+    message("platform: the configuration database is damaged: %s\n", error.what());
+  }
+  set_aside(folder);
+  create_database(folder);
+  return open_checked(folder);
+}
+
+bool has_moved() {
+  int moved = 0;
+  sqlite3_file_control(connection.get(), nullptr, SQLITE_FCNTL_HAS_MOVED, &moved);
+  return moved != 0;
+}
+
+// A connection to a file that is no longer in place must not tidy up on closing: the names beside it are another
+// database's by now.
+void close_connection() {
+  if (connection && has_moved()) {
+    sqlite3_db_config(connection.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+  }
+  connection.reset();
+}
+
+}  // namespace
+
+void connect_database() {
+  if (!connection) {
+    connection = open_or_create();
+  }
+  connected = true;
+}
+
+void disconnect_database() {
+  connected = false;
+  close_connection();
+}
+
+sqlite3 *database() {
+  if (connected && (!connection || has_moved())) {
+    close_connection();
+    connection = open_or_create();
+  }
+  return connection.get();
+}
+
+}  // namespace kelvane::reference

@@ -1,0 +1,22 @@
+// The one connection to the database file: creates the file with the factory defaults, sets a damaged one aside, and
+// gives the handle to the other modules. May wait for another process for a few seconds. Throws DatabaseError or
+// std::system_error. A damaged file is renamed to "<name>.damaged-<time>" with its log file, never written.
+#ifndef KELVANE_PLATFORM_REFERENCE_DATABASE_H
+#define KELVANE_PLATFORM_REFERENCE_DATABASE_H
+
+#include <sqlite3.h>
+
+namespace kelvane::reference {
+
+// Connects; nothing happens when there is a connection.
+void connect_database();
+
+void disconnect_database();
+
+// The handle, or null when not connected. When the file was moved or removed since (another process set it aside), this
+// connects to the one that is now in its place.
+sqlite3 *database();
+
+}  // namespace kelvane::reference
+
+#endif

@@ -1,0 +1,46 @@
+// Where the platform's own files are, and the descriptors to reach them by. Own files are only touched through calls
+// that take a folder descriptor, so that a program which replaces the plain ones (open, rename, ...) to move its
+// caller's files leaves these alone. Throws std::system_error when the operating system refuses.
+#ifndef KELVANE_PLATFORM_REFERENCE_OWN_FILES_H
+#define KELVANE_PLATFORM_REFERENCE_OWN_FILES_H
+
+#include <string>
+
+namespace kelvane::reference {
+
+inline constexpr char kDatabaseFolder[] = "/data/etc";
+inline constexpr char kDatabaseName[] = "kelvane-config.db";
+inline constexpr char kDebugFolder[] = "/run";
+inline constexpr char kDebugName[] = "kelvane-debug";
+
+// Owns a descriptor.
+class Descriptor {
+ public:
+  Descriptor() = default;
+  explicit Descriptor(int number) : number_(number) {}
+  ~Descriptor();
+  Descriptor(Descriptor &&other) noexcept;
+  Descriptor &operator=(Descriptor &&other) noexcept;
+  Descriptor(const Descriptor &) = delete;
+  Descriptor &operator=(const Descriptor &) = delete;
+  int get() const { return number_; }
+  bool present() const { return number_ >= 0; }
+
+ private:
+  int number_ = -1;
+};
+
+// The path below the root folder that reference_set_root gave.
+std::string own_path(const std::string &path);
+
+// The folder below the root folder, created with its parents (mode 0700) where they are missing.
+Descriptor open_own_folder(const std::string &path);
+
+bool exists_in(const Descriptor &folder, const std::string &name);
+
+// Throws the error that errno holds.
+[[noreturn]] void throw_errno(const std::string &what);
+
+}  // namespace kelvane::reference
+
+#endif

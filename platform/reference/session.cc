@@ -1,0 +1,87 @@
+// The connection and the calls that are durable at once.
+#include "platform/platform.h"
+#include "platform/reference/database.h"
+#include "platform/reference/debug_record.h"
+#include "platform/reference/guard.h"
+#include "platform/reference/queries.h"
+#include "platform/reference/store.h"
+
+using namespace kelvane::reference;
+
+namespace {
+
+constexpr int32_t kDomain = 1;
+
+const Table *find_keyed_top_level(uint32_t number) {
+  const Table *table = find_table(number);
+  return table != nullptr && table->kind == TableKind::kKeyed && table->parent == 0 ? table : nullptr;
+}
+
+bool replace_record(const Table &table, const void *old_record, const void *new_record) {
+  const std::optional<std::string> old_key = key_in_record(table, old_record);
+  const std::optional<std::string> new_key = key_in_record(table, new_record);
+  if (!old_key || !new_key) {
+    return false;
+  }
+  const auto *bytes = static_cast<const uint8_t *>(new_record);
+  const Bytes copy(bytes, bytes + table.definition.record_size);
+  return store_write([&](sqlite3 *handle) {
+    const uint32_t number = durable_number(handle, table, *old_key);
+    return number != 0 && durable_replace(handle, table, number, {.number = number, .key = *new_key, .bytes = copy});
+  });
+}
+
+bool delete_record(const Table &table, const char *key) {
+  return store_write([&](sqlite3 *handle) {
+    const uint32_t number = durable_number(handle, table, key);
+    if (number != 0) {
+      durable_delete(handle, table, {.number = number, .key = key, .bytes = {}});
+    }
+    return number != 0;
+  });
+}
+
+}  // namespace
+
+int32_t conf_init(void) {
+  map_debug_record();
+  return guarded("conf_init", -1, [] {
+    connect_database();
+    return 0;
+  });
+}
+
+void conf_end(void) {
+  drop_shared_queries();
+  store_drop();
+  disconnect_database();
+}
+
+int32_t cmf_get_cur_domain_id(void) {
+  return guarded("cmf_get_cur_domain_id", -1, [] { return database() == nullptr ? -1 : kDomain; });
+}
+
+int32_t cmf_write_config(int32_t domain) {
+  if (domain != kDomain) {
+    return -1;
+  }
+  return guarded("cmf_write_config", -1, [] { return store_write([](sqlite3 *) { return true; }) ? 0 : -1; });
+}
+
+int32_t __nCfg_sess_table_change_by_mkey(int32_t, uint32_t table, const void *old_record, const void *new_record,
+                                         int32_t) {
+  const Table *found = find_keyed_top_level(table);
+  if (found == nullptr || old_record == nullptr || new_record == nullptr) {
+    return -1;
+  }
+  return guarded("__nCfg_sess_table_change_by_mkey", -1,
+                 [=] { return replace_record(*found, old_record, new_record) ? 0 : -1; });
+}
+
+int32_t nCfg_table_delete_by_mkey(uint32_t table, const char *key) {
+  const Table *found = find_keyed_top_level(table);
+  if (found == nullptr || key == nullptr) {
+    return -1;
+  }
+  return guarded("nCfg_table_delete_by_mkey", -1, [=] { return delete_record(*found, key) ? 0 : -1; });
+}
