@@ -1,0 +1,158 @@
+#include "tools/demo/timeline.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <iostream>
+#include <map>
+#include <regex>
+#include <utility>
+
+namespace demo {
+namespace {
+
+struct Look {
+  const char *word;
+  const char *colour;
+};
+
+const std::map<Kind, Look> &looks() {
+  static const std::map<Kind, Look> kLooks = {{Kind::kAsks, {"asks", "\033[36m"}},
+                                              {Kind::kWrites, {"writes", "\033[33m"}},
+                                              {Kind::kConfigures, {"config", "\033[32m"}},
+                                              {Kind::kMachine, {"machine", "\033[35m"}},
+                                              {Kind::kLogs, {"logs", "\033[90m"}}};
+  return kLooks;
+}
+
+std::string table_name(const std::string &number) {
+  static const std::map<std::string, std::string> kNames = {
+      {"100", "system settings"},   {"280", "access profiles"}, {"330", "widgets"},   {"340", "accounts"},
+      {"354", "dashboard entries"}, {"440", "interfaces"},      {"640", "event hub"}, {"14050", "GUI dashboard"},
+  };
+  const auto found = kNames.find(number);
+  return found != kNames.end() ? found->second : "table " + number;
+}
+
+using Match = std::smatch;
+
+std::string asks(const Match &m) {
+  const std::string result = m[3].str(), status = m[4].str();
+  return m[1].str() + " " + m[2].str() + "  ->  " + (status != "0" ? status : "no answer (libcurl " + result + ")");
+}
+
+std::string as_it_is(const Match &m) {
+  return m[1].str();
+}
+
+std::string logs(const Match &m) {
+  std::string text = m[1].str();
+  if (text.rfind("[kelvane]: ", 0) == 0) {
+    text.erase(0, 11);
+  }
+  while (text.size() >= 2 && text.compare(text.size() - 2, 2, "\\n") == 0) {
+    text.erase(text.size() - 2);
+  }
+  return text;
+}
+
+struct Rule {
+  std::regex pattern;
+  Kind kind;
+  std::string (*text)(const Match &);
+};
+
+// The first rule that fits the whole line behind the seconds tells it.
+const std::vector<Rule> &rules() {
+  static const std::vector<Rule> kRules = {
+      {std::regex("request (\\S+) (\\S+) = (\\d+) (\\d+)"), Kind::kAsks, asks},
+      {std::regex("request (.* fails as planned.*)"), Kind::kAsks, as_it_is},
+      {std::regex("log (.*)"), Kind::kLogs, logs},
+      {std::regex("system f?open\\(\"(/[^\"]+)\", \"[wax]+\"\\) = .*"), Kind::kWrites, as_it_is},
+      {std::regex("system rename\\(\"([^\"]+)\", \"([^\"]+)\"\\) = 0"), Kind::kWrites,
+       [](const Match &m) { return m[2].str() + ", moved there from " + m[1].str(); }},
+      {std::regex("system symlink\\(\"([^\"]+)\", \"([^\"]+)\"\\) = 0"), Kind::kWrites,
+       [](const Match &m) { return m[2].str() + ", a link to " + m[1].str(); }},
+      {std::regex("platform ncfg_copyfile\\(\"([^\"]+)\", \"([^\"]+)\"\\).*"), Kind::kWrites,
+       [](const Match &m) { return m[2].str() + ", a copy of " + m[1].str(); }},
+      {std::regex("system mount\\(\"([^\"]+)\", \"([^\"]+)\", \"([^\"]+)\".* = (.*)"), Kind::kMachine,
+       [](const Match &m) {
+         return "mount " + m[1].str() + " as " + m[3].str() + (m[4].str() == "0" ? "" : ": " + m[4].str());
+       }},
+      {std::regex("system umount\\(\"([^\"]+)\"\\) = 0"), Kind::kMachine,
+       [](const Match &m) { return "unmount " + m[1].str(); }},
+      {std::regex("system sethostname\\(\"([^\"]+)\".*"), Kind::kMachine,
+       [](const Match &m) { return "host name " + m[1].str(); }},
+      {std::regex("system (kill\\(.*)"), Kind::kMachine, as_it_is},
+      {std::regex("platform cmf_query_table_append\\((\\d+)( of \"[^\"]*\")?, (.*)\\) = 0"), Kind::kConfigures,
+       [](const Match &m) { return "append to " + table_name(m[1]) + m[2].str() + ": " + m[3].str(); }},
+      {std::regex("platform __nCfg_sess_table_change_by_mkey\\(\\d+, (\\d+), (.*), \\d+\\) = 0"), Kind::kConfigures,
+       [](const Match &m) { return "change in " + table_name(m[1]) + ": " + m[2].str(); }},
+      {std::regex("platform nCfg_table_delete_by_mkey\\((\\d+), (.*)\\) = 0"), Kind::kConfigures,
+       [](const Match &m) { return "delete from " + table_name(m[1]) + ": " + m[2].str(); }},
+      {std::regex("platform cmf_query_commit\\((\\d+)\\) = 0"), Kind::kConfigures,
+       [](const Match &m) { return "change in " + table_name(m[1]); }},
+      {std::regex("platform cmf_write_config\\(.*\\) = (.*)"), Kind::kConfigures,
+       [](const Match &m) {
+         return m[1].str() == "0" ? std::string("made durable") : "NOT made durable: " + m[1].str();
+       }},
+      {std::regex("platform ssh_pubkey_data_set\\((.*)\\) = 0"), Kind::kConfigures,
+       [](const Match &m) { return "SSH key: " + m[1].str(); }},
+      {std::regex("platform log_system_event\\((.*)\\).*"), Kind::kConfigures,
+       [](const Match &m) { return "system event: " + m[1].str(); }},
+  };
+  return kRules;
+}
+
+// The position behind "[12] ", or npos.
+size_t behind_seconds(const std::string &line) {
+  const size_t end = line.empty() || line[0] != '[' ? std::string::npos : line.find("] ");
+  return end == std::string::npos ? end : end + 2;
+}
+
+}  // namespace
+
+int64_t second_of(const std::string &trace_line) {
+  return behind_seconds(trace_line) == std::string::npos ? -1 : std::atoll(trace_line.c_str() + 1);
+}
+
+std::optional<Entry> tell(const std::string &trace_line) {
+  const size_t begin = behind_seconds(trace_line);
+  if (begin == std::string::npos) {
+    return std::nullopt;
+  }
+  const std::string rest = trace_line.substr(begin);
+  Match match;
+  for (const Rule &rule : rules()) {
+    if (std::regex_match(rest, match, rule.pattern)) {
+      return Entry{second_of(trace_line), rule.kind, rule.text(match)};
+    }
+  }
+  return std::nullopt;
+}
+
+void print(const Entry &entry, bool colour) {
+  constexpr size_t kWidest = 160;
+  const Look &look = looks().at(entry.kind);
+  const std::string text = entry.text.size() <= kWidest ? entry.text : entry.text.substr(0, kWidest) + " ...";
+  std::printf("  %s%4lld s  %-7s  %s%s\n", colour ? look.colour : "", static_cast<long long>(entry.second), look.word,
+              text.c_str(), colour ? "\033[0m" : "");
+  std::fflush(stdout);
+}
+
+std::vector<std::string> Follower::lines() {
+  if (!stream_.is_open()) {
+    stream_.open(file_);
+  }
+  std::vector<std::string> whole;
+  stream_.clear();
+  for (int c = stream_.get(); c != std::ifstream::traits_type::eof(); c = stream_.get()) {
+    if (c == '\n') {
+      whole.push_back(std::exchange(partial_, std::string()));
+    } else {
+      partial_ += static_cast<char>(c);
+    }
+  }
+  return whole;
+}
+
+}  // namespace demo
