@@ -1,0 +1,77 @@
+#include "tests/scenario/run/cloud.h"
+
+#include <curl/curl.h>
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+#include <thread>
+
+namespace scenario {
+namespace {
+
+// Port 1 of the loopback address: nobody listens there.
+constexpr const char *kNobody = "http://127.0.0.1:1";
+
+std::string read_port(const std::string &file) {
+  std::ifstream stream(file);
+  std::string port;
+  return stream && std::getline(stream, port) ? port : "";
+}
+
+size_t collect(char *data, size_t size, size_t count, void *out) {
+  static_cast<std::string *>(out)->append(data, size * count);
+  return size * count;
+}
+
+std::string get(const std::string &url) {
+  std::string body;
+  CURL *handle = curl_easy_init();
+  curl_easy_setopt(handle, CURLOPT_URL, url.c_str());
+  curl_easy_setopt(handle, CURLOPT_PROXY, "");
+  curl_easy_setopt(handle, CURLOPT_TIMEOUT, 10L);
+  curl_easy_setopt(handle, CURLOPT_WRITEFUNCTION, collect);
+  curl_easy_setopt(handle, CURLOPT_WRITEDATA, &body);
+  const CURLcode result = curl_easy_perform(handle);
+  curl_easy_cleanup(handle);
+  return result == CURLE_OK ? body : std::string("no answer: ") + curl_easy_strerror(result);
+}
+
+}  // namespace
+
+Cloud::Cloud(const std::string &program, const std::string &scenario_file, const std::string &artifacts)
+    : artifacts_(artifacts) {
+  std::filesystem::create_directories(artifacts);
+  const std::string port_file = artifacts + "/port";
+  process_ = std::make_unique<Process>(
+      std::vector<std::string>{program, "--scenario", scenario_file, "--port-file", port_file, "--journal",
+                               artifacts + "/journal.jsonl", "--artifacts", artifacts},
+      artifacts + "/fabric.out", artifacts + "/fabric.err");
+  for (int i = 0; i < 2000 && port_.empty() && process_->running(); ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    port_ = read_port(port_file);
+  }
+  if (port_.empty()) {
+    throw std::runtime_error("the fabric does not start; see " + artifacts + "/fabric.err");
+  }
+}
+
+std::string Cloud::proxy() const {
+  return port_.empty() ? kNobody : "http://127.0.0.1:" + port_;
+}
+
+std::string Cloud::media() const {
+  return port_.empty() ? "" : artifacts_ + "/media";
+}
+
+std::string Cloud::verdict() {
+  if (process_ == nullptr) {
+    return "";
+  }
+  const std::string words = get(proxy() + "/_fabric/verdict");
+  const int status = process_->terminate(20);
+  return status == 0 ? "" : "  the fabric's verdict (exit status " + std::to_string(status) + "):\n" + words + "\n";
+}
+
+}  // namespace scenario

@@ -1,0 +1,36 @@
+// The fabric of a scenario as a child process: started on a free port, asked for its verdict, ended. A scenario without
+// a "fabric" part has no cloud at all: the proxy then is a closed port, and every request is refused at once. Throws
+// std::runtime_error.
+#ifndef KELVANE_TESTS_SCENARIO_RUN_CLOUD_H
+#define KELVANE_TESTS_SCENARIO_RUN_CLOUD_H
+
+#include <memory>
+#include <string>
+
+#include "tests/scenario/run/process.h"
+
+namespace scenario {
+
+class Cloud {
+ public:
+  // artifacts: the folder for what the fabric writes, its media among it.
+  Cloud(const std::string &program, const std::string &scenario_file, const std::string &artifacts);
+
+  // No cloud.
+  Cloud() = default;
+
+  std::string proxy() const;
+  std::string media() const;
+
+  // Ends the fabric. Empty when it is content, else what it says.
+  std::string verdict();
+
+ private:
+  std::unique_ptr<Process> process_;
+  std::string artifacts_;
+  std::string port_;
+};
+
+}  // namespace scenario
+
+#endif

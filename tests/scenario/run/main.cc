@@ -1,0 +1,247 @@
+// kelvane-scenario: plays one scenario file. A fresh appliance in a temporary folder, the fabric, the sandboxed agent
+// once or several times, then what was expected against what came. 0: all fits; 1: something differs, and the report
+// says what; 2: the scenario could not be played.
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+
+#include "tests/scenario/run/checks.h"
+#include "tests/scenario/run/cloud.h"
+
+namespace {
+
+namespace files = std::filesystem;
+
+using scenario::Cloud;
+using scenario::Json;
+using scenario::RunResult;
+
+constexpr int kRunLimitSeconds = 120;
+constexpr int64_t kStartTime = 1700000000;
+
+struct Settings {
+  std::string file;
+  std::string sandbox;
+  std::string fabric;
+  std::string artifacts;
+  bool keep = false;
+};
+
+std::string beside(const char *program, const char *name) {
+  return (files::canonical("/proc/self/exe").parent_path() / program / name).string();
+}
+
+Settings read_arguments(int argc, char **argv) {
+  Settings settings;
+  for (int i = 1; i < argc; ++i) {
+    const std::string argument = argv[i];
+    const auto value = [&] {
+      return i + 1 < argc ? std::string(argv[++i]) : throw std::runtime_error(argument + " needs a value");
+    };
+    if (argument == "--keep") {
+      settings.keep = true;
+    } else if (argument == "--artifacts") {
+      settings.artifacts = files::absolute(value()).string();
+    } else if (argument == "--sandbox") {
+      settings.sandbox = value();
+    } else if (argument == "--fabric") {
+      settings.fabric = value();
+    } else if (argument[0] == '-' || !settings.file.empty()) {
+      throw std::runtime_error(
+          "usage: kelvane-scenario FILE.json [--keep] [--artifacts DIR] [--sandbox PROGRAM] [--fabric PROGRAM]");
+    } else {
+      settings.file = files::absolute(argument).string();
+    }
+  }
+  if (settings.file.empty()) {
+    throw std::runtime_error("which scenario?");
+  }
+  settings.sandbox = settings.sandbox.empty() ? beside("../../../tools/sandbox", "kelvane-sandbox") : settings.sandbox;
+  settings.fabric = settings.fabric.empty() ? beside("../../../tools/fabric", "kelvane-fabric") : settings.fabric;
+  return settings;
+}
+
+std::string read_file(const std::string &path) {
+  std::ifstream stream(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+}
+
+void refuse_unknown(const Json &object, std::initializer_list<const char *> known, const std::string &where) {
+  for (const auto &[key, value] : object.items()) {
+    if (std::find(known.begin(), known.end(), key) == known.end()) {
+      throw std::runtime_error("unknown key \"" + key + "\" in " + where);
+    }
+  }
+}
+
+void check_keys(const Json &scenario) {
+  refuse_unknown(scenario, {"name", "description", "fabric", "appliance", "agent", "expect"}, "the scenario");
+  refuse_unknown(scenario.value("appliance", Json::object()),
+                 {"debug_level", "endpoint", "os_version", "accounts", "tables", "files", "media", "media_files"},
+                 "appliance");
+  for (const Json &run : scenario.at("agent")) {
+    refuse_unknown(run,
+                   {"name", "clock", "start_time", "stop_after", "script", "faults", "media", "media_mount_failures",
+                    "debug_level", "arguments", "exit", "expect"},
+                   "a run of agent");
+    for (const auto &[key, value] : run.value("expect", Json::object()).items()) {
+      if (!scenario::is_run_expectation(key)) {
+        throw std::runtime_error("unknown key \"" + key + "\" in the expectations of a run");
+      }
+    }
+  }
+}
+
+// Plays the runs of one scenario in a folder of its own.
+class Player {
+ public:
+  Player(const Settings &settings, const Json &scenario, std::string folder)
+      : settings_(settings), scenario_(scenario), folder_(std::move(folder)) {}
+
+  std::string play() {
+    files::create_directories(root());
+    scenario::make_appliance(root(), appliance());
+    if (scenario_.contains("fabric")) {
+      cloud_ = Cloud(settings_.fabric, settings_.file, folder_ + "/fabric");
+    }
+    for (const auto &[path, file] : appliance().value("media_files", Json::object()).items()) {
+      scenario::place_file(media(), path, file);
+    }
+    std::string report;
+    size_t number = 0;
+    for (const Json &run : scenario_.at("agent")) {
+      report += play_run(run, ++number);
+    }
+    const Json expect = scenario_.value("expect", Json::object());
+    report += scenario::check_files(expect.value("files", Json::object()), root());
+    report += scenario::check_tables(expect.value("tables", Json::array()), root());
+    return report + cloud_.verdict();
+  }
+
+ private:
+  std::string root() const { return folder_ + "/root"; }
+  Json appliance() const { return scenario_.value("appliance", Json::object()); }
+  bool has_media() const { return scenario_.contains("fabric") || appliance().contains("media_files"); }
+  std::string media() const { return scenario_.contains("fabric") ? cloud_.media() : folder_ + "/media"; }
+
+  std::string play_run(const Json &run, size_t number) {
+    RunResult result;
+    result.root = root();
+    result.folder = files::path(settings_.file).parent_path().string();
+    result.debug_level = run.value("debug_level", appliance().value("debug_level", int64_t{0}));
+    if (run.contains("debug_level")) {
+      scenario::set_debug_level(root(), result.debug_level);
+    }
+    const std::string base = folder_ + "/run" + std::to_string(number);
+    scenario::Process agent(command(run, base), base + ".out", base + ".err");
+    result.status = agent.wait(kRunLimitSeconds);
+    result.trace = scenario::split_lines(read_file(base + ".trace"));
+    result.log = read_file(base + ".log");
+    result.standard_output = read_file(base + ".out");
+    result.standard_error = read_file(base + ".err");
+    return report_of(run, result, number);
+  }
+
+  static std::string report_of(const Json &run, const RunResult &result, size_t number) {
+    std::string report;
+    const int expected = run.value("exit", 0);
+    if (result.status != expected) {
+      report += "  exit status " + std::to_string(result.status) + ", expected " + std::to_string(expected) + "\n" +
+                result.standard_error;
+    }
+    report += scenario::check_run(run.value("expect", Json::object()), result);
+    return report.empty() ? "" : "run " + std::to_string(number) + " " + run.value("name", "") + ":\n" + report;
+  }
+
+  std::vector<std::string> command(const Json &run, const std::string &base) const {
+    std::vector<std::string> out = {settings_.sandbox,
+                                    "--root",
+                                    root(),
+                                    "--trace",
+                                    base + ".trace",
+                                    "--log",
+                                    base + ".log",
+                                    "--proxy",
+                                    cloud_.proxy(),
+                                    "--clock",
+                                    run.value("clock", "virtual"),
+                                    "--start-time",
+                                    std::to_string(run.value("start_time", kStartTime))};
+    const auto add = [&](const std::string &option, const std::string &value) {
+      out.push_back(option);
+      out.push_back(value);
+    };
+    if (has_media()) {
+      add("--media", media());
+      add("--media-type", run.value("media", appliance().value("media", "udf")));
+      add("--media-mount-failures", std::to_string(run.value("media_mount_failures", 0)));
+    }
+    if (run.contains("stop_after")) {
+      add("--stop-after", run["stop_after"].dump());
+    }
+    if (run.contains("script")) {
+      std::ofstream(base + ".script") << run["script"].dump();
+      add("--script", base + ".script");
+    }
+    for (const Json &fault : run.value("faults", Json::array())) {
+      add("--fault", fault.get<std::string>());
+    }
+    out.emplace_back("--");
+    for (const Json &argument : run.value("arguments", Json::array())) {
+      out.push_back(argument.get<std::string>());
+    }
+    return out;
+  }
+
+  const Settings &settings_;
+  const Json &scenario_;
+  std::string folder_;
+  Cloud cloud_;
+};
+
+std::string work_folder(const Settings &settings) {
+  if (!settings.artifacts.empty()) {
+    files::remove_all(settings.artifacts + "/root");
+    files::create_directories(settings.artifacts);
+    return settings.artifacts;
+  }
+  std::string pattern = (files::temp_directory_path() / "kelvane-scenario-XXXXXX").string();
+  if (mkdtemp(pattern.data()) == nullptr) {
+    throw std::runtime_error("cannot make a temporary folder");
+  }
+  return pattern;
+}
+
+int run(const Settings &settings) {
+  const Json scenario = Json::parse(read_file(settings.file));
+  check_keys(scenario);
+  const std::string folder = work_folder(settings);
+  const std::string report = Player(settings, scenario, folder).play();
+  const bool kept = settings.keep || !settings.artifacts.empty();
+  if (!report.empty()) {
+    std::printf("FAILED %s\n%s", scenario.value("name", settings.file).c_str(), report.c_str());
+  }
+  if (kept) {
+    std::printf("kept in %s\n", folder.c_str());
+  } else {
+    files::remove_all(folder);
+  }
+  return report.empty() ? 0 : 1;
+}
+
+}  // namespace
+
+int main(int argc, char **argv) {
+  try {
+    return run(read_arguments(argc, argv));
+  } catch (const std::exception &error) {
+    std::fprintf(stderr, "kelvane-scenario: %s\n", error.what());
+    return 2;
+  }
+}
