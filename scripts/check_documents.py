@@ -50,8 +50,10 @@ def check_paths(tree):
     for document in tree.documents:
         text = tree.read(document)
         for span in code_spans(text):
-            for word in re.findall(r"(?<![\w./-])[\w.-]+/[\w./-]*", span):
+            for word in re.findall(r"(?<![\w./-])[\w.-]+/[\w./-]*\*?", span):
                 path = word.rstrip("/.,:")
+                if word.endswith("*") and any(file.startswith(word[:-1]) for file in tree.files):
+                    continue
                 if word.split("/")[0] in tops and path not in tree.files and path not in tree.folders:
                     yield f"{document}: `{word}` does not exist"
         for target in re.findall(r"\]\(([^)#:]+)(?:#[^)]*)?\)", text):

@@ -19,6 +19,8 @@ fail() {
   exit 1
 }
 
+# No process substitution in these scripts: it needs /dev/fd, which a bare root without /proc lacks.
+
 # jobs: how many compilers to run at once: one a core, and not more than one for each 1.5 GB of memory.
 jobs() {
   local cores memory
@@ -58,10 +60,9 @@ trap end_ticker EXIT
 
 # On a terminal one line that counts the seconds and shows the step's last words; elsewhere a line a minute.
 ticker() {
-  local text=$1 log=$2 start=$SECONDS last idle
-  exec {idle}<> <(:)
+  local text=$1 log=$2 start=$SECONDS last
   while :; do
-    read -rt 1 -u "$idle" _ || true
+    sleep 1 >/dev/null 2>&1
     if [[ -t 1 ]]; then
       last=$(tail -c 300 "$log" 2>/dev/null | tr -d '\000' | tr '\r' '\n' | tail -n 1 || true)
       printf '%s  %s  %s %4d s  %s%.60s%s' "$clear" "$text" "$grey" $((SECONDS - start)) "$grey" "$last" "$plain"
@@ -112,11 +113,13 @@ packages() {
 }
 
 missing_packages() {
-  local wanted
+  local wanted installed package
   wanted=$(packages "$(debian_release)" "$@")
   # shellcheck disable=SC2086
-  dpkg-query -W -f '${db:Status-Status} ${Package}\n' $wanted 2>/dev/null | sed -n 's/^installed //p' | sort -u |
-    comm -13 - <(printf '%s\n' "$wanted") || true
+  installed=$(dpkg-query -W -f '${db:Status-Status} ${Package}\n' $wanted 2>/dev/null | sed -n 's/^installed //p') || true
+  for package in $wanted; do
+    if ! grep -qxF "$package" <<<"$installed"; then echo "$package"; fi
+  done
 }
 
 # need PURPOSE...: makes sure that the packages are there. Installs only what is missing, as root or with a sudo that
@@ -128,8 +131,8 @@ need() {
     packages 12 "$@" | paste -s -d ' ' | sed 's/^/    /'
     return 0
   fi
-  mapfile -t missing < <(missing_packages "$@")
-  if ((${#missing[@]} == 0)); then return 0; fi
+  mapfile -t missing <<<"$(missing_packages "$@")"
+  if [[ -z ${missing[0]} ]]; then return 0; fi
   if ((EUID != 0)); then
     if command -v sudo >/dev/null && sudo -n true 2>/dev/null; then
       become=(sudo -n)
