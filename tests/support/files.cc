@@ -1,5 +1,6 @@
 #include "tests/support/files.h"
 
+#include <errno.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
@@ -66,6 +67,9 @@ void drain(Pipe *from, std::string *text) {
 
 void feed(Pipe *to, const std::string &input, size_t *done) {
   const ssize_t put = *done < input.size() ? write(to->ends[1], input.data() + *done, input.size() - *done) : 0;
+  if (put < 0 && errno == EAGAIN) {
+    return;
+  }
   if (put <= 0) {
     to->close_end(1);
   } else {
@@ -151,6 +155,8 @@ CommandResult run_command(const std::vector<std::string> &arguments, const std::
   Pipe out;
   Pipe err;
   signal(SIGPIPE, SIG_IGN);
+  // A full pipe must not hold up the reading of the outputs.
+  fcntl(in.ends[1], F_SETFL, O_NONBLOCK);
   const pid_t child = fork();
   if (child < 0) {
     throw std::runtime_error("fork failed");
