@@ -1,0 +1,233 @@
+// The certificates document: made here with the openssl command line tool, for the agent's own transport certificate.
+#include "protocol/wire/certificates.h"
+
+#include <openssl/pem.h>
+
+#include <string>
+
+#include "core/base/buffer.h"
+#include "core/base/openssl_owners.h"
+#include "credentials/cert_store.h"
+#include "credentials/ssh_pub_key.h"
+#include "credentials/transport_cert.h"
+#include "protocol/wire/wire_client.h"
+#include "tests/unit/protocol/spies.h"
+
+using kelvane::BufferOwner;
+using support::openssl;
+
+namespace {
+
+// A tenant's certificate and its container, the same for all tests of the program.
+struct Tenant {
+  support::TempDir folder;
+  std::string container;   // DER
+  std::string thumbprint;  // 40 uppercase hexadecimal characters
+
+  Tenant() {
+    const std::string key = folder.file("tenant.key");
+    const std::string certificate = folder.file("tenant.crt");
+    openssl({"req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout", key, "-out", certificate, "-days", "2",
+             "-subj", "/CN=tenant"});
+    openssl({"pkcs12", "-export", "-inkey", key, "-in", certificate, "-out", folder.file("tenant.pfx"), "-passout",
+             "pass:"});
+    container = support::read_file(folder.file("tenant.pfx"));
+    for (const char character : openssl({"x509", "-in", certificate, "-noout", "-fingerprint", "-sha1"})) {
+      thumbprint += character == ':' ? "" : std::string(1, character);
+    }
+    thumbprint = thumbprint.substr(thumbprint.find('=') + 1, 40);
+  }
+};
+
+Tenant &tenant() {
+  static Tenant one;
+  return one;
+}
+
+class CertificatesTest : public WireTest {
+ protected:
+  void SetUp() override {
+    if (!support::have_openssl()) {
+      GTEST_SKIP() << "SKIP: no openssl command line tool";
+    }
+    static const bool made = kelvane::TransportCertMake() == 0;
+    if (!made || transport().certificate == nullptr) {
+      ASSERT_EQ(kelvane::TransportCertMake(), 0);
+    }
+    kelvane::CertStoreClear();
+  }
+
+  ~CertificatesTest() override {
+    kelvane::CertStoreClear();
+    kelvane::SSHPubKeySet("nobody");
+  }
+
+  static kelvane::TransportCert transport() {
+    kelvane::TransportCert lent = {};
+    kelvane::TransportCertGet(&lent);
+    return lent;
+  }
+
+  // The agent's own certificate as a PEM file.
+  std::string recipient() const {
+    const kelvane::BioOwner bio(BIO_new(BIO_s_mem()));
+    PEM_write_bio_X509(bio.get(), transport().certificate);
+    char *bytes = nullptr;
+    const long size = BIO_get_mem_data(bio.get(), &bytes);
+    return folder_.write("recipient.pem", std::string(bytes, static_cast<size_t>(size)));
+  }
+
+  // Encrypts to a certificate; the base64 lines between the PEM marks, each with its line feed.
+  std::string wrapped(const std::string &bytes, const std::string &certificate) const {
+    const std::string plain = folder_.write("plain", bytes);
+    openssl({"cms", "-encrypt", "-binary", "-in", plain, "-outform", "DER", "-des3", "-out", folder_.file("cms.der"),
+             certificate});
+    return openssl({"base64", "-in", folder_.file("cms.der")});
+  }
+
+  static std::string document(const std::string &data) {
+    return "<?xml version=\"1.0\"?><CertificateFile><Version>2012-11-30</Version><Format>Pkcs7BlobWithPfxContents"
+           "</Format><Data>" +
+           data + "</Data></CertificateFile>";
+  }
+
+  static void process(const std::string &document) {
+    BufferOwner buffer;
+    kelvane::__makeBuffer(buffer.get(), document.c_str());
+    kelvane::certificates_process(buffer.get());
+    EXPECT_EQ(ERR_peek_error(), 0u) << "no error is left in OpenSSL's queue";
+  }
+
+  static bool stored() {
+    X509 *certificate = nullptr;
+    EVP_PKEY *key = nullptr;
+    return kelvane::CertStoreFind(tenant().thumbprint.c_str(), &certificate, &key) == 1 && certificate != nullptr &&
+           key != nullptr;
+  }
+};
+
+TEST_F(CertificatesTest, TheContainerGoesIntoTheCertificateStore) {
+  EXPECT_FALSE(stored());
+  process(document("\n" + wrapped(tenant().container, recipient())));
+  EXPECT_TRUE(stored());
+}
+
+TEST_F(CertificatesTest, ItsPublicKeysBecomeCandidatesOfTheSshKeyStore) {
+  process(document("\n" + wrapped(tenant().container, recipient())));
+  kelvane::SSHPubKeyFlag(tenant().thumbprint.c_str());
+  kelvane::SSHPubKeySet("user");
+  EXPECT_EQ(recording::ssh_key("user", 1).substr(0, 8), "ssh-rsa ");
+}
+
+TEST_F(CertificatesTest, WhiteSpaceOfAnyKindBecomesLineFeeds) {
+  std::string data = wrapped(tenant().container, recipient());
+  std::string indented;
+  for (const char character : data) {
+    indented += character == '\n' ? "\r\n\t    " : std::string(1, character);
+  }
+  process(document("\r\n    " + indented));
+  EXPECT_TRUE(stored());
+}
+
+TEST_F(CertificatesTest, SingleSpacesBetweenTheLinesAreEnough) {
+  std::string data = wrapped(tenant().container, recipient());
+  for (char &character : data) {
+    character = character == '\n' ? ' ' : character;
+  }
+  process(document(" " + data));
+  EXPECT_TRUE(stored());
+}
+
+TEST_F(CertificatesTest, TextChildrenAroundAnElementAreJoined) {
+  std::string data = wrapped(tenant().container, recipient());
+  data.insert(65, "<note/>");
+  process(document("\n" + data));
+  EXPECT_TRUE(stored());
+}
+
+TEST_F(CertificatesTest, WithoutWhiteSpaceAtTheEndThereIsNoReadableText) {
+  std::string data = wrapped(tenant().container, recipient());
+  data.pop_back();
+  process(document("\n" + data));
+  EXPECT_FALSE(stored());
+}
+
+TEST_F(CertificatesTest, TheFirstDataElementCounts) {
+  const std::string good = wrapped(tenant().container, recipient());
+  process("<C><Data>\nAAAA\n</Data><Data>\n" + good + "</Data></C>");
+  EXPECT_FALSE(stored());
+  process("<C><Data>\n" + good + "</Data><Data>\nAAAA\n</Data></C>");
+  EXPECT_TRUE(stored());
+}
+
+TEST_F(CertificatesTest, EveryFailureIsSilentAndKeepsTheStore) {
+  const std::string good = wrapped(tenant().container, recipient());
+  process(document("\n" + good));
+  ASSERT_TRUE(stored());
+  recording::set_debug_level(10);
+  openssl({"req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout", folder_.file("other.key"), "-out",
+           folder_.file("other.crt"), "-subj", "/CN=other"});
+  testing::internal::CaptureStdout();
+  testing::internal::CaptureStderr();
+  for (const std::string &bad : {
+           std::string("<html>"),
+           std::string("<C/>"),
+           std::string("<C><Data/></C>"),
+           document(""),
+           document("\n"),
+           document("\nnot base64 !!\n"),
+           document("\nAAAA\n"),
+           document("\n" + good.substr(0, good.size() / 2) + "\n"),
+           document("\n" + wrapped(tenant().container, folder_.file("other.crt"))),
+           document("\n" + wrapped("no container at all", recipient())),
+           document("\n" + wrapped("", recipient())),
+       }) {
+    process(bad);
+    EXPECT_TRUE(stored()) << bad.substr(0, 200);
+  }
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+  EXPECT_EQ(recording::messages(), Lines{});
+}
+
+TEST_F(CertificatesTest, WithoutATransportCertificateNothingHappens) {
+  const std::string good = document("\n" + wrapped(tenant().container, recipient()));
+  kelvane::TransportCertCleanup();
+  process(good);
+  EXPECT_FALSE(stored());
+}
+
+TEST_F(CertificatesTest, TheFetchSendsTheTransportCertificateAndProcessesTheBody) {
+  const std::string body = document("\n" + wrapped(tenant().container, recipient()));
+  peer_->script({support::answer(200,
+                                 "<G><Incarnation>1</Incarnation><Certificates>http://168.63.129.16/c</Certificates>"
+                                 "</G>"),
+                 support::answer(200, body)});
+  kelvane::__WireClient_update_goal_state(1);
+  EXPECT_EQ(peer_->requests()[1].own_headers(),
+            (Lines{"x-ms-agent-name: TorvikGuest", "x-ms-version: 2012-11-30", "x-ms-cipher-name: DES_EDE3_CBC",
+                   std::string("x-ms-guest-agent-public-x509-cert: ") + transport().encoded_certificate}));
+  EXPECT_TRUE(stored());
+  EXPECT_EQ(copy("kelvane_certificates.xml"), body);
+}
+
+TEST_F(CertificatesTest, TheCertificateHeaderThatCannotBeAppendedIsLeftOut) {
+  peer_->script(
+      {support::answer(200, "<G><Certificates>http://168.63.129.16/c</Certificates></G>"), support::answer(200, "x")});
+  spies::spies().refuse_list_append = 2 + 4;
+  kelvane::__WireClient_update_goal_state(1);
+  EXPECT_EQ(peer_->requests()[1].own_headers(),
+            (Lines{"x-ms-agent-name: TorvikGuest", "x-ms-version: 2012-11-30", "x-ms-cipher-name: DES_EDE3_CBC"}));
+}
+
+TEST_F(CertificatesTest, OnlyTheBodyOfTheRequestCountsNotItsResult) {
+  const std::string body = document("\n" + wrapped(tenant().container, recipient()));
+  std::vector<support::PeerAnswer> answers(9, support::answer_with_length(200, "", 1));
+  answers[8] = support::answer_with_length(200, body, body.size() + 1);
+  answers.insert(answers.begin(), support::answer(200, "<G><Certificates>http://168.63.129.16/c</Certificates></G>"));
+  peer_->script(answers);
+  kelvane::__WireClient_update_goal_state(1);
+  EXPECT_TRUE(stored());
+}
+
+}  // namespace

@@ -1,0 +1,272 @@
+#include "tests/unit/protocol/spies.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <cstdarg>
+#include <cstdlib>
+#include <cstring>
+
+#include "core/base/buffer.h"
+#include "protocol/wire/endpoint.h"
+#include "protocol/wire/ext_config.h"
+#include "protocol/wire/http_client.h"
+#include "protocol/wire/http_request.h"
+#include "protocol/wire/status_blob.h"
+#include "protocol/wire/wire_protocol.h"
+
+namespace spies {
+
+Spies &spies() {
+  static Spies all;
+  return all;
+}
+
+namespace {
+
+struct OptionName {
+  CURLoption option;
+  const char *name;
+};
+
+constexpr OptionName kOptionNames[] = {
+    {CURLOPT_SSL_VERIFYPEER, "CURLOPT_SSL_VERIFYPEER"},
+    {CURLOPT_TIMEOUT, "CURLOPT_TIMEOUT"},
+    {CURLOPT_URL, "CURLOPT_URL"},
+    {CURLOPT_HTTPGET, "CURLOPT_HTTPGET"},
+    {CURLOPT_FAILONERROR, "CURLOPT_FAILONERROR"},
+    {CURLOPT_NOBODY, "CURLOPT_NOBODY"},
+    {CURLOPT_WRITEFUNCTION, "CURLOPT_WRITEFUNCTION"},
+    {CURLOPT_WRITEDATA, "CURLOPT_WRITEDATA"},
+    {CURLOPT_HEADERFUNCTION, "CURLOPT_HEADERFUNCTION"},
+    {CURLOPT_HEADERDATA, "CURLOPT_HEADERDATA"},
+    {CURLOPT_HTTPHEADER, "CURLOPT_HTTPHEADER"},
+    {CURLOPT_POST, "CURLOPT_POST"},
+    {CURLOPT_INFILESIZE, "CURLOPT_INFILESIZE"},
+    {CURLOPT_POSTFIELDSIZE, "CURLOPT_POSTFIELDSIZE"},
+    {CURLOPT_POSTFIELDS, "CURLOPT_POSTFIELDS"},
+    {CURLOPT_UPLOAD, "CURLOPT_UPLOAD"},
+    {CURLOPT_READFUNCTION, "CURLOPT_READFUNCTION"},
+    {CURLOPT_READDATA, "CURLOPT_READDATA"},
+};
+
+std::string name_of(CURLoption option) {
+  for (const OptionName &known : kOptionNames) {
+    if (known.option == option) {
+      return known.name;
+    }
+  }
+  return "option " + std::to_string(static_cast<int>(option));
+}
+
+std::string list_text(const curl_slist *list) {
+  std::string text = list == nullptr ? "none" : "";
+  for (; list != nullptr; list = list->next) {
+    text += std::string(list->data) + (list->next != nullptr ? " | " : "");
+  }
+  return text;
+}
+
+std::string function_text(const void *function) {
+  const struct {
+    const void *function;
+    const char *name;
+  } known[] = {
+      {reinterpret_cast<const void *>(kelvane::event_curl_recv_cb), "event_curl_recv_cb"},
+      {reinterpret_cast<const void *>(kelvane::http_upload_read_cb), "http_upload_read_cb"},
+      {reinterpret_cast<const void *>(kelvane::__curl_header_recv_cb), "__curl_header_recv_cb"},
+  };
+  for (const auto &one : known) {
+    if (one.function == function) {
+      return one.name;
+    }
+  }
+  return "another function";
+}
+
+std::string pointer_text(CURLoption option, const void *pointer) {
+  if (option == CURLOPT_URL || option == CURLOPT_POSTFIELDS) {
+    return pointer != nullptr ? static_cast<const char *>(pointer) : "none";
+  }
+  if (option == CURLOPT_HTTPHEADER) {
+    return list_text(static_cast<const curl_slist *>(pointer));
+  }
+  if (option == CURLOPT_READDATA) {
+    const auto *upload = static_cast<const kelvane::HttpUpload *>(pointer);
+    return std::string(upload->data != nullptr ? upload->data : "none") + " (" + std::to_string(upload->left) + ")";
+  }
+  if (pointer == nullptr) {
+    return "none";
+  }
+  return pointer == spies().expected_response ? "response" : "own buffer";
+}
+
+// The status that the attempt which was not made is said to have had; -1 for a real one.
+long scripted_status = -1;
+
+}  // namespace
+
+}  // namespace spies
+
+using spies::spies;
+
+extern "C" {
+
+CURL *__real_curl_easy_init();
+void __real_curl_easy_cleanup(CURL *handle);
+CURLcode __real_curl_easy_setopt(CURL *handle, CURLoption option, ...);
+CURLcode __real_curl_easy_perform(CURL *handle);
+CURLcode __real_curl_easy_getinfo(CURL *handle, CURLINFO info, ...);
+curl_slist *__real_curl_slist_append(curl_slist *list, const char *text);
+void __real_curl_slist_free_all(curl_slist *list);
+int __real_open(const char *path, int flags, ...);
+
+CURL *__wrap_curl_easy_init();
+void __wrap_curl_easy_cleanup(CURL *handle);
+CURLcode __wrap_curl_easy_setopt(CURL *handle, CURLoption option, ...);
+CURLcode __wrap_curl_easy_perform(CURL *handle);
+CURLcode __wrap_curl_easy_getinfo(CURL *handle, CURLINFO info, ...);
+curl_slist *__wrap_curl_slist_append(curl_slist *list, const char *text);
+void __wrap_curl_slist_free_all(curl_slist *list);
+int __wrap_open(const char *path, int flags, ...);
+void __wrap__ZN7kelvane23TelemetrySetContainerIdEPKc(const char *text);
+int32_t __wrap__ZN7kelvane20EventHandler_ProcessEv();
+
+CURL *__wrap_curl_easy_init() {
+  if (spies().refuse_handles) {
+    spies().events.push_back("no handle");
+    return nullptr;
+  }
+  spies().handles_made++;
+  spies().handles_open++;
+  spies().options.clear();
+  return __real_curl_easy_init();
+}
+
+void __wrap_curl_easy_cleanup(CURL *handle) {
+  spies().handles_open--;
+  __real_curl_easy_cleanup(handle);
+}
+
+CURLcode __wrap_curl_easy_setopt(CURL *handle, CURLoption option, ...) {
+  va_list arguments;
+  va_start(arguments, option);
+  CURLcode result = CURLE_UNKNOWN_OPTION;
+  std::string value;
+  if (option < CURLOPTTYPE_OBJECTPOINT) {
+    const long number = va_arg(arguments, long);
+    value = std::to_string(number);
+    result = __real_curl_easy_setopt(handle, option, number);
+  } else if (option < CURLOPTTYPE_FUNCTIONPOINT) {
+    void *pointer = va_arg(arguments, void *);
+    value = spies::pointer_text(option, pointer);
+    result = __real_curl_easy_setopt(handle, option, pointer);
+  } else if (option < CURLOPTTYPE_OFF_T) {
+    void (*function)() = va_arg(arguments, void (*)());
+    value = spies::function_text(reinterpret_cast<const void *>(function));
+    result = __real_curl_easy_setopt(handle, option, function);
+  }
+  va_end(arguments);
+  spies().options.push_back(spies::name_of(option) + " " + value);
+  return result;
+}
+
+CURLcode __wrap_curl_easy_perform(CURL *handle) {
+  spies().performed++;
+  spies().events.push_back("perform");
+  spies::scripted_status = -1;
+  if (spies().attempts.empty()) {
+    return __real_curl_easy_perform(handle);
+  }
+  const spies::Attempt attempt = spies().attempts.front();
+  spies().attempts.pop_front();
+  spies::scripted_status = attempt.status;
+  return static_cast<CURLcode>(attempt.result);
+}
+
+CURLcode __wrap_curl_easy_getinfo(CURL *handle, CURLINFO info, ...) {
+  va_list arguments;
+  va_start(arguments, info);
+  void *to = va_arg(arguments, void *);
+  va_end(arguments);
+  if (info == CURLINFO_RESPONSE_CODE && spies::scripted_status >= 0) {
+    *static_cast<long *>(to) = spies::scripted_status;
+    return CURLE_OK;
+  }
+  return __real_curl_easy_getinfo(handle, info, to);
+}
+
+curl_slist *__wrap_curl_slist_append(curl_slist *list, const char *text) {
+  if (spies().refuse_list_append > 0 && --spies().refuse_list_append == 0) {
+    return nullptr;
+  }
+  return __real_curl_slist_append(list, text);
+}
+
+void __wrap_curl_slist_free_all(curl_slist *list) {
+  if (list != nullptr) {
+    spies().events.push_back("free list");
+    spies().freed_lists.push_back(list);
+  }
+  __real_curl_slist_free_all(list);
+}
+
+unsigned sleep(unsigned seconds) {
+  spies().sleeps.push_back(seconds);
+  spies().events.push_back("sleep " + std::to_string(seconds));
+  return 0;
+}
+
+int __wrap_open(const char *path, int flags, ...) {
+  va_list arguments;
+  va_start(arguments, flags);
+  const int mode = (flags & O_CREAT) != 0 ? va_arg(arguments, int) : 0;
+  va_end(arguments);
+  constexpr const char kPrefix[] = "/tmp/kelvane_";
+  if (std::strncmp(path, kPrefix, sizeof kPrefix - 1) != 0) {
+    return __real_open(path, flags, mode);
+  }
+  if (spies().refuse_files) {
+    return -1;
+  }
+  return __real_open((spies().temporary_folder + "/" + (path + 5)).c_str(), flags, mode);
+}
+
+void __wrap__ZN7kelvane23TelemetrySetContainerIdEPKc(const char *text) {
+  spies().container_ids.push_back(text != nullptr ? text : "(null)");
+}
+
+int32_t __wrap__ZN7kelvane20EventHandler_ProcessEv() {
+  spies().event_passes++;
+  return spies().event_result;
+}
+}
+
+WireTest::WireTest() : peer_(std::make_unique<support::HttpPeer>()) {
+  spies() = spies::Spies();
+  spies().temporary_folder = folder_.path();
+  setenv("http_proxy", peer_->address().c_str(), 1);
+  unsetenv("no_proxy");
+  unsetenv("NO_PROXY");
+  kelvane::WireProtocolSetEndpoint(inet_addr("168.63.129.16"));
+}
+
+WireTest::~WireTest() {
+  EXPECT_EQ(spies().handles_open, 0) << "every libcurl handle is cleaned up";
+  kelvane::ProtocolGetWire()->release(kelvane::ProtocolGetWire());
+  kelvane::ext_config()->page_blob = 0;
+  kelvane::ext_config()->incarnation = 0;
+  kelvane::blob_type_reported_set(false);
+  spies() = spies::Spies();
+  unsetenv("http_proxy");
+}
+
+std::string WireTest::copy(const std::string &name) const {
+  const std::string path = folder_.file(name);
+  return support::exists(path) ? support::read_file(path) : "(none)";
+}
+
+std::string bytes_of(const kelvane::BufferOwner &buffer) {
+  return buffer.data() != nullptr ? std::string(buffer.data(), buffer.length()) : "";
+}

@@ -1,0 +1,421 @@
+// What is fetched when: versions, goal state, certificates and extensions configuration, through slots 0 and 5.
+#include "protocol/wire/wire_client.h"
+
+#include <unistd.h>
+#include <cstdlib>
+#include <string>
+
+#include "credentials/transport_cert.h"
+#include "protocol/wire/ext_config.h"
+#include "protocol/wire/goal_state.h"
+#include "protocol/wire/status_blob.h"
+#include "protocol/wire/wire_protocol.h"
+#include "tests/unit/protocol/spies.h"
+
+using kelvane::ExtHandlerList;
+using support::answer;
+using support::PeerAnswer;
+using support::PeerRequest;
+
+namespace {
+
+constexpr const char kVersions[] = "GET http://168.63.129.16/?comp=versions";
+constexpr const char kGoalState[] = "GET http://168.63.129.16/machine/?comp=goalstate";
+constexpr const char kCertificates[] = "GET http://168.63.129.16/certs?i=1";
+constexpr const char kExtensions[] = "GET http://168.63.129.16/exts?i=1";
+
+class WireClientTest : public WireTest {
+ protected:
+  WireClientTest() {
+    kelvane::TransportCertCleanup();
+    goal_state_ = goal_state("1");
+    extensions_ = extensions("first");
+    peer_->handler([this](const PeerRequest &request) { return serve(request); });
+  }
+
+  static std::string goal_state(const std::string &incarnation) {
+    return "<?xml version=\"1.0\"?><GoalState><Incarnation>" + incarnation +
+           "</Incarnation><Certificates>http://168.63.129.16/certs?i=1</Certificates>"
+           "<ExtensionsConfig>http://168.63.129.16/exts?i=1</ExtensionsConfig></GoalState>";
+  }
+
+  static std::string extensions(const std::string &name) {
+    return "<?xml version=\"1.0\"?><Extensions><Plugins><Plugin name=\"" + name + "\" version=\"1.0\"/></Plugins>" +
+           "</Extensions>";
+  }
+
+  PeerAnswer serve(const PeerRequest &request) const {
+    const std::string line = request.method + " " + request.target;
+    if (line == kVersions) {
+      return answer(200, "<Versions/>");
+    }
+    if (line == kGoalState) {
+      return goal_state_answer_.bytes.empty() ? answer(200, goal_state_) : goal_state_answer_;
+    }
+    if (line == kCertificates) {
+      return answer(200, "<CertificateFile/>");
+    }
+    return line == kExtensions ? answer(200, extensions_) : answer(404);
+  }
+
+  int64_t detect() { return protocol_->detect(protocol_); }
+
+  // Slot 5 with the tag and list below.
+  void get_ext_handlers() { EXPECT_EQ(protocol_->get_ext_handlers(protocol_, "ignored", &tag_, &list_), 0); }
+
+  std::string first_name() const { return list_.count > 0 ? list_.handlers[0].name : "(none)"; }
+
+  ~WireClientTest() override { free(tag_); }
+
+  const kelvane::Protocol *protocol_ = kelvane::ProtocolGetWire();
+  std::string goal_state_;
+  std::string extensions_;
+  PeerAnswer goal_state_answer_;
+  char *tag_ = nullptr;
+  ExtHandlerList list_ = {nullptr, 77};
+};
+
+// ---- slot 0 ----
+
+TEST_F(WireClientTest, DetectFetchesEverythingInOrder) {
+  EXPECT_EQ(detect(), 0);
+  EXPECT_EQ(peer_->request_lines(), (Lines{kVersions, kGoalState, kCertificates, kExtensions}));
+}
+
+TEST_F(WireClientTest, EachRequestCarriesItsHeaders) {
+  detect();
+  const auto requests = peer_->requests();
+  ASSERT_EQ(requests.size(), 4u);
+  EXPECT_EQ(requests[0].own_headers(), Lines{});
+  EXPECT_EQ(requests[1].own_headers(), (Lines{"x-ms-agent-name: TorvikGuest", "x-ms-version: 2012-11-30"}));
+  EXPECT_EQ(requests[2].own_headers(),
+            (Lines{"x-ms-agent-name: TorvikGuest", "x-ms-version: 2012-11-30", "x-ms-cipher-name: DES_EDE3_CBC"}));
+  EXPECT_EQ(requests[3].own_headers(), (Lines{"x-ms-agent-name: TorvikGuest", "x-ms-version: 2012-11-30"}));
+}
+
+TEST_F(WireClientTest, DetectFetchesEverythingAgainThoughTheIncarnationIsTheSame) {
+  recording::set_debug_level(6);
+  detect();
+  peer_->forget_requests();
+  detect();
+  EXPECT_EQ(peer_->request_lines(), (Lines{kVersions, kGoalState, kCertificates, kExtensions}));
+  for (const std::string &line : recording::messages()) {
+    EXPECT_EQ(line.find("Incarnation changed"), std::string::npos);
+  }
+}
+
+TEST_F(WireClientTest, DetectReturnsTheResultOfTheVersionsRequestAndGoesOn) {
+  peer_->script(std::vector<PeerAnswer>(9, answer(404)));
+  EXPECT_EQ(detect(), 22);
+  EXPECT_EQ(peer_->requests().size(), 12u);
+  EXPECT_EQ(first_name(), "(none)");
+  get_ext_handlers();
+  EXPECT_EQ(first_name(), "first");
+}
+
+TEST_F(WireClientTest, DetectSucceedsThoughTheGoalStateFails) {
+  goal_state_answer_ = answer(410);
+  EXPECT_EQ(detect(), 0);
+  EXPECT_EQ(peer_->request_lines(), ([] {
+              Lines lines(10, kGoalState);
+              lines[0] = kVersions;
+              return lines;
+            }()));
+}
+
+TEST_F(WireClientTest, DetectLogsItsStartAboveLevelSix) {
+  recording::set_debug_level(6);
+  detect();
+  EXPECT_EQ(recording::log_text().find("WireProtocol_detect"), std::string::npos);
+  recording::set_debug_level(7);
+  detect();
+  EXPECT_NE(recording::log_text().find("[kelvane]: start - WireProtocol_detect:1021\n"), std::string::npos);
+}
+
+TEST_F(WireClientTest, TheVersionsDocumentIsAcceptedUnread) {
+  EXPECT_EQ(kelvane::VersionInfo_parse(nullptr, nullptr), -1);
+}
+
+// ---- slot 5 ----
+
+TEST_F(WireClientTest, BeforeAnyGoalStateSlotFiveLeavesTheTagAndGivesAnEmptyList) {
+  goal_state_answer_ = answer(500);
+  tag_ = strdup("before");
+  get_ext_handlers();
+  EXPECT_STREQ(tag_, "before");
+  EXPECT_EQ(list_.handlers, nullptr);
+  EXPECT_EQ(list_.count, 0);
+  EXPECT_EQ(peer_->request_lines(), Lines(9, kGoalState));
+}
+
+TEST_F(WireClientTest, TheFirstRefreshFetchesEverythingAndLogsTheChangeFromNothing) {
+  recording::set_debug_level(6);
+  get_ext_handlers();
+  EXPECT_EQ(peer_->request_lines(), (Lines{kGoalState, kCertificates, kExtensions}));
+  ASSERT_FALSE(recording::messages().empty());
+  EXPECT_EQ(recording::messages()[0],
+            "[kelvane]: __WireClient_update_goal_state:913 - Incarnation changed: '' => '1'\n");
+  EXPECT_STREQ(tag_, "1");
+  EXPECT_EQ(first_name(), "first");
+}
+
+TEST_F(WireClientTest, TheSameIncarnationIsFetchedAgainButNothingElse) {
+  get_ext_handlers();
+  get_ext_handlers();
+  EXPECT_EQ(peer_->request_lines(), (Lines{kGoalState, kCertificates, kExtensions, kGoalState}));
+  EXPECT_EQ(first_name(), "first");
+}
+
+TEST_F(WireClientTest, AfterDetectTheSameIncarnationFetchesNothingElse) {
+  detect();
+  peer_->forget_requests();
+  get_ext_handlers();
+  EXPECT_EQ(peer_->request_lines(), Lines{kGoalState});
+  EXPECT_EQ(first_name(), "first");
+}
+
+TEST_F(WireClientTest, ANewIncarnationFetchesAllAndReplacesTheList) {
+  get_ext_handlers();
+  goal_state_ = goal_state("2");
+  extensions_ = extensions("second");
+  peer_->forget_requests();
+  recording::set_debug_level(5);
+  get_ext_handlers();
+  for (const std::string &line : recording::messages()) {
+    EXPECT_EQ(line.find("Incarnation changed"), std::string::npos) << "prints above level 5 only";
+  }
+  recording::set_debug_level(6);
+  EXPECT_EQ(peer_->request_lines(), (Lines{kGoalState, kCertificates, kExtensions}));
+  EXPECT_STREQ(tag_, "2");
+  EXPECT_EQ(first_name(), "second");
+  goal_state_ = goal_state("1");
+  get_ext_handlers();
+  EXPECT_NE(
+      recording::log_text().find("[kelvane]: __WireClient_update_goal_state:913 - Incarnation changed: '2' => '1'\n"),
+      std::string::npos);
+}
+
+TEST_F(WireClientTest, IncarnationsAreComparedExactly) {
+  goal_state_ = goal_state("a");
+  get_ext_handlers();
+  goal_state_ = goal_state("A");
+  get_ext_handlers();
+  EXPECT_EQ(peer_->requests().size(), 6u);
+}
+
+TEST_F(WireClientTest, WithoutAnIncarnationEverythingIsFetchedEachTime) {
+  goal_state_ =
+      "<G><Certificates>http://168.63.129.16/certs?i=1</Certificates>"
+      "<ExtensionsConfig>http://168.63.129.16/exts?i=1</ExtensionsConfig></G>";
+  recording::set_debug_level(6);
+  get_ext_handlers();
+  get_ext_handlers();
+  EXPECT_EQ(peer_->request_lines(),
+            (Lines{kGoalState, kCertificates, kExtensions, kGoalState, kCertificates, kExtensions}));
+  EXPECT_EQ(recording::messages()[0],
+            "[kelvane]: __WireClient_update_goal_state:913 - Incarnation changed: '' => ''\n");
+  EXPECT_EQ(tag_, nullptr);
+}
+
+TEST_F(WireClientTest, AnIncarnationOf63CharactersIsComparedAndOneMoreAlwaysCountsAsChanged) {
+  goal_state_ = goal_state(std::string(63, '7'));
+  get_ext_handlers();
+  get_ext_handlers();
+  EXPECT_EQ(peer_->requests().size(), 4u);
+  goal_state_ = goal_state(std::string(64, '8'));
+  peer_->forget_requests();
+  get_ext_handlers();
+  get_ext_handlers();
+  EXPECT_EQ(peer_->requests().size(), 6u);
+  EXPECT_EQ(std::string(tag_), std::string(64, '8')) << "the tag is the whole text";
+}
+
+TEST_F(WireClientTest, TheTagIsAFreshCopyThatReplacesTheOldOne) {
+  tag_ = strdup("old");
+  get_ext_handlers();
+  char *first = tag_;
+  EXPECT_STREQ(first, "1");
+  first[0] = 'x';  // the caller's own
+  get_ext_handlers();
+  EXPECT_STREQ(tag_, "1");
+}
+
+TEST_F(WireClientTest, TheListIsLentFromTheCache) {
+  get_ext_handlers();
+  EXPECT_EQ(list_.handlers, kelvane::ext_config()->handlers.handlers);
+  EXPECT_EQ(list_.count, 1);
+}
+
+TEST_F(WireClientTest, SlotFiveClearsTheReportedFlagThoughNothingChanged) {
+  get_ext_handlers();
+  kelvane::blob_type_reported_set(true);
+  get_ext_handlers();
+  EXPECT_FALSE(kelvane::blob_type_reported());
+}
+
+TEST_F(WireClientTest, EachExtensionsDocumentClearsTheReportedFlagEvenABrokenOne) {
+  kelvane::blob_type_reported_set(true);
+  extensions_ = "<broken";
+  detect();
+  EXPECT_FALSE(kelvane::blob_type_reported());
+  kelvane::blob_type_reported_set(true);
+  extensions_ = "";
+  detect();
+  EXPECT_TRUE(kelvane::blob_type_reported()) << "no body, no document";
+}
+
+// ---- failures ----
+
+TEST_F(WireClientTest, AFailedGoalStateChangesNothingAndFetchesNothing) {
+  detect();
+  peer_->forget_requests();
+  goal_state_answer_ = answer(503, goal_state("2"));
+  get_ext_handlers();
+  EXPECT_EQ(peer_->request_lines(), Lines(9, kGoalState));
+  EXPECT_STREQ(tag_, "1");
+  EXPECT_EQ(first_name(), "first");
+}
+
+TEST_F(WireClientTest, AGoalStateThatBreaksOffIsAFailureAndNotRead) {
+  detect();
+  const std::string whole = goal_state("2");
+  goal_state_answer_ = support::answer_with_length(200, whole, whole.size() + 1);
+  get_ext_handlers();
+  EXPECT_STREQ(tag_, "1");
+}
+
+TEST_F(WireClientTest, AnEmptyGoalStateLeavesTheIncarnationAndFetchesNothing) {
+  detect();
+  peer_->forget_requests();
+  goal_state_ = "";
+  get_ext_handlers();
+  EXPECT_EQ(peer_->request_lines(), Lines{kGoalState});
+  EXPECT_STREQ(tag_, "1");
+}
+
+TEST_F(WireClientTest, AGoalStateThatIsNoXmlChangesNothing) {
+  detect();
+  peer_->forget_requests();
+  for (const char *hostile : {"<html><body>oops", "{}", "\xFF\xFE", "<GoalState><Incarnation>2</Incarnation>"}) {
+    goal_state_ = hostile;
+    get_ext_handlers();
+    EXPECT_STREQ(tag_, "1") << hostile;
+  }
+  EXPECT_EQ(peer_->request_lines(), Lines(4, kGoalState));
+}
+
+TEST_F(WireClientTest, AGoalStateThatLosesItsUrisUsesTheOldOnes) {
+  detect();
+  goal_state_ = "<GoalState><Incarnation>2</Incarnation></GoalState>";
+  peer_->forget_requests();
+  get_ext_handlers();
+  EXPECT_EQ(peer_->request_lines(), (Lines{kGoalState, kCertificates, kExtensions}));
+}
+
+TEST_F(WireClientTest, WithoutUrisNeitherIsFetched) {
+  goal_state_ = "<GoalState><Incarnation>2</Incarnation></GoalState>";
+  detect();
+  EXPECT_EQ(peer_->request_lines(), (Lines{kVersions, kGoalState}));
+}
+
+TEST_F(WireClientTest, FailedCertificatesDoNotKeepTheExtensionsFromBeingFetched) {
+  goal_state_ = goal_state("1");
+  goal_state_.replace(goal_state_.find("/certs"), 6, "/gone_");
+  detect();
+  EXPECT_EQ(peer_->requests().size(), 2u + 9u + 1u);
+  EXPECT_EQ(peer_->request_lines().back(), kExtensions);
+}
+
+TEST_F(WireClientTest, OnlyTheBodyOfTheExtensionsRequestCountsNotItsResult) {
+  const std::string whole = extensions("cut");
+  peer_->handler([&](const PeerRequest &request) {
+    return request.target.find("/exts") == std::string::npos ? serve(request) : support::answer_with_length(200, "", 5);
+  });
+  spies::spies().attempts.clear();
+  // All nine answers break off: the last of them carries the whole document.
+  int count = 0;
+  peer_->handler([&](const PeerRequest &request) {
+    if (request.target.find("/exts") == std::string::npos) {
+      return serve(request);
+    }
+    return support::answer_with_length(200, ++count == 9 ? whole : "", whole.size() + 1);
+  });
+  get_ext_handlers();
+  EXPECT_EQ(first_name(), "cut");
+}
+
+TEST_F(WireClientTest, ExtensionsThatAreNoDocumentKeepThePreviousConfiguration) {
+  detect();
+  for (const char *hostile : {"", "<html><body>x", "{}", "<Extensions><Plugins>", "<Other/>"}) {
+    extensions_ = hostile;
+    detect();
+    get_ext_handlers();
+    EXPECT_EQ(first_name(), "first") << hostile;
+  }
+}
+
+// ---- the copies under /tmp ----
+
+TEST_F(WireClientTest, TheFirstCopyOfEachDocumentIsKeptByteForByte) {
+  detect();
+  EXPECT_EQ(copy("kelvane_versioninfo.xml"), "<Versions/>");
+  EXPECT_EQ(copy("kelvane_goalstate.xml"), goal_state("1"));
+  EXPECT_EQ(copy("kelvane_certificates.xml"), "<CertificateFile/>");
+  EXPECT_EQ(copy("kelvane_ext_uri.xml"), extensions("first"));
+  EXPECT_EQ(support::mode_of(folder_.file("kelvane_certificates.xml")), 0600);
+}
+
+TEST_F(WireClientTest, LaterDocumentsAreNotWritten) {
+  folder_.write("kelvane_versioninfo.xml", "mine");
+  detect();
+  goal_state_ = goal_state("2");
+  extensions_ = extensions("second");
+  detect();
+  EXPECT_EQ(copy("kelvane_versioninfo.xml"), "mine");
+  EXPECT_EQ(copy("kelvane_goalstate.xml"), goal_state("1"));
+  EXPECT_EQ(copy("kelvane_ext_uri.xml"), extensions("first"));
+}
+
+TEST_F(WireClientTest, AnEmptyDocumentIsNotWritten) {
+  goal_state_ = "";
+  detect();
+  EXPECT_EQ(copy("kelvane_goalstate.xml"), "(none)");
+}
+
+TEST_F(WireClientTest, ACopyIsNeverWrittenThroughALink) {
+  const std::string target = folder_.file("target");
+  ASSERT_EQ(symlink(target.c_str(), folder_.file("kelvane_goalstate.xml").c_str()), 0);
+  detect();
+  EXPECT_FALSE(support::exists(target));
+}
+
+TEST_F(WireClientTest, ACopyThatCannotBeWrittenIsNoFailure) {
+  spies::spies().refuse_files = true;
+  EXPECT_EQ(detect(), 0);
+  get_ext_handlers();
+  EXPECT_EQ(first_name(), "first");
+  EXPECT_EQ(copy("kelvane_goalstate.xml"), "(none)");
+}
+
+TEST_F(WireClientTest, DocumentsThatDoNotParseAreWrittenAllTheSame) {
+  goal_state_ = "garbage";
+  detect();
+  EXPECT_EQ(copy("kelvane_goalstate.xml"), "garbage");
+}
+
+TEST_F(WireClientTest, TheBodyOfAFailedVersionsRequestIsWrittenToo) {
+  peer_->script(std::vector<PeerAnswer>(9, support::answer_with_length(200, "ab", 3)));
+  EXPECT_EQ(detect(), 18);
+  EXPECT_EQ(copy("kelvane_versioninfo.xml"), "ababababababababab");
+}
+
+// ---- nothing leaks when lists cannot be made ----
+
+TEST_F(WireClientTest, RequestsAreMadeWithoutHeadersWhenTheListCannotBeMade) {
+  spies::spies().refuse_list_append = 1;
+  EXPECT_EQ(detect(), 0);
+  EXPECT_EQ(peer_->requests()[1].own_headers(), Lines{});
+  EXPECT_EQ(peer_->request_lines().size(), 4u);
+}
+
+}  // namespace
