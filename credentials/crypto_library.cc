@@ -19,16 +19,28 @@ static_assert(kInitOptions == 12);
 
 // The one place in the agent that knows two versions of the library apart: since OpenSSL 3 ciphers come from providers,
 // the old ones from a module of its own. Naming one provider switches the automatic default off, so both are named.
-void load_providers() {
 #if OPENSSL_VERSION_NUMBER >= 0x30000000L
-  static constexpr const char *kProviders[] = {"default", "legacy"};
-  for (const char *provider : kProviders) {
-    if (OSSL_PROVIDER_load(nullptr, provider) == nullptr) {
-      LOG_ABOVE(0, "[kelvane]: OpenSSL's %s provider cannot be loaded, what needs it will fail\n", provider);
+struct ProviderRow {
+  const char *name;
+  OSSL_PROVIDER *loaded;  // for the life of the process: never unloaded
+};
+
+ProviderRow gsProviders[] = {
+    {.name = "default", .loaded = nullptr},
+    {.name = "legacy", .loaded = nullptr},
+};
+
+void load_providers() {
+  for (ProviderRow &row : gsProviders) {
+    row.loaded = OSSL_PROVIDER_load(nullptr, row.name);
+    if (row.loaded == nullptr) {
+      LOG_ABOVE(0, "[kelvane]: OpenSSL's %s provider cannot be loaded, what needs it will fail\n", row.name);
     }
   }
-#endif
 }
+#else
+void load_providers() {}
+#endif
 
 }  // namespace
 

@@ -16,7 +16,7 @@ using ScryptParameters = Owned<SCRYPT_PARAMS, SCRYPT_PARAMS_free>;
 
 // The library cuts the number to an int, so that a negative one or one with more bits may come out as any other.
 uint64_t count_of(const ASN1_INTEGER *number) {
-  const long count = number != nullptr ? ASN1_INTEGER_get(number) : 1;
+  const long count = ASN1_INTEGER_get(number);
   return count < 0 || count > INT_MAX ? kPbeCostAbsurd : static_cast<uint64_t>(count);
 }
 

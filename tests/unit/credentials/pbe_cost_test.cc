@@ -1,0 +1,73 @@
+// The price of a key derivation, read from its parameters alone.
+#include "credentials/pbe_cost.h"
+
+#include <gtest/gtest.h>
+#include <openssl/x509.h>
+
+#include "tests/unit/credentials/containers.h"
+
+namespace {
+
+using containers::integer;
+using containers::kOctetString;
+using containers::kSequence;
+using containers::oid;
+using containers::tlv;
+using kelvane::kPbeCostAbsurd;
+
+uint64_t cost(const std::string &der) {
+  const unsigned char *in = reinterpret_cast<const unsigned char *>(der.data());
+  X509_ALGOR *algorithm = d2i_X509_ALGOR(nullptr, &in, static_cast<long>(der.size()));
+  EXPECT_NE(algorithm, nullptr);
+  const uint64_t result = kelvane::pbe_cost(algorithm);
+  X509_ALGOR_free(algorithm);
+  return result;
+}
+
+std::string pbe(const std::string &count) {
+  return tlv(kSequence,
+             oid(NID_pbe_WithSHA1And3_Key_TripleDES_CBC) + tlv(kSequence, tlv(kOctetString, "saltsalt") + count));
+}
+
+std::string pbes2(const std::string &kdf) {
+  const std::string cipher = tlv(kSequence, oid(NID_aes_256_cbc) + tlv(kOctetString, "sixteen bytes IV"));
+  return tlv(kSequence, oid(NID_pbes2) + tlv(kSequence, tlv(kSequence, kdf) + cipher));
+}
+
+std::string scrypt(const std::string &n, const std::string &r, const std::string &p) {
+  return pbes2(oid(NID_id_scrypt) + tlv(kSequence, tlv(kOctetString, "salt") + n + r + p));
+}
+
+TEST(PbeCostTest, IsTheNumberOfIterations) {
+  EXPECT_EQ(cost(pbe(integer(1))), 1u);
+  EXPECT_EQ(cost(pbe(integer(2000))), 2000u);
+  EXPECT_EQ(cost(pbe(integer(2147483647))), 2147483647u);
+  EXPECT_EQ(cost(containers::pbkdf2_algorithm(600000)), 600000u);
+}
+
+TEST(PbeCostTest, OfScryptIsTheProductOfItsParameters) {
+  EXPECT_EQ(cost(scrypt(integer(16384), integer(8), integer(1))), 131072u);
+  EXPECT_EQ(cost(scrypt(integer(2), integer(3), integer(5))), 30u);
+  EXPECT_EQ(cost(scrypt(integer(2147483647), integer(2147483647), integer(2147483647))), kPbeCostAbsurd);
+}
+
+TEST(PbeCostTest, NegativeAndOverlongNumbersAreBeyondEveryBudget) {
+  EXPECT_EQ(cost(pbe(tlv(2, "\xFF"))), kPbeCostAbsurd) << "-1";
+  EXPECT_EQ(cost(pbe(integer(2147483648))), kPbeCostAbsurd);
+  EXPECT_EQ(cost(pbe(integer(0x1000000010))), kPbeCostAbsurd) << "16 when cut to 32 bits";
+  EXPECT_EQ(cost(pbe(tlv(2, std::string("\xFF\x00\x00\x00\x10", 5)))), kPbeCostAbsurd) << "16 when cut, negative";
+  EXPECT_EQ(cost(pbe(tlv(2, std::string(20, '\x55')))), kPbeCostAbsurd);
+  EXPECT_EQ(cost(scrypt(tlv(2, "\xFF"), integer(1), integer(1))), kPbeCostAbsurd);
+}
+
+TEST(PbeCostTest, ParametersThatCannotBeReadCostNothing) {
+  EXPECT_EQ(cost(tlv(kSequence, oid(NID_pbe_WithSHA1And3_Key_TripleDES_CBC))), 0u);
+  EXPECT_EQ(cost(tlv(kSequence, oid(NID_pbe_WithSHA1And3_Key_TripleDES_CBC) + tlv(5, ""))), 0u);
+  EXPECT_EQ(cost(pbe("")), 0u);
+  EXPECT_EQ(cost(tlv(kSequence, oid(NID_pbes2))), 0u);
+  EXPECT_EQ(cost(tlv(kSequence, oid(NID_pbes2) + tlv(kSequence, tlv(5, "")))), 0u);
+  EXPECT_EQ(cost(pbes2(oid(NID_id_pbkdf2))), 0u);
+  EXPECT_EQ(cost(pbes2(oid(NID_id_scrypt) + tlv(5, ""))), 0u);
+}
+
+}  // namespace
