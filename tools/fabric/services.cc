@@ -1,0 +1,23 @@
+#include "tools/fabric/services.h"
+
+#include <array>
+
+#include "tools/fabric/wire_server.h"
+
+namespace kelvane::fabric {
+
+namespace {
+
+constexpr std::array kServices{
+    Service{.name = "wire", .claims = wire_server_claims, .serve = wire_server_serve},
+};
+
+}  // namespace
+
+const Service *find_service(const World &world, const Target &target) {
+  for (const Service &service : kServices)
+    if (service.claims(world, target)) return &service;
+  return nullptr;
+}
+
+}  // namespace kelvane::fabric

@@ -1,0 +1,48 @@
+// What the services share while the fabric runs: the scenario, the tenant, which goal state is current, what the agent
+// was told, what it reported. Owned by the fabric, which alone holds the lock; the services read it and write what
+// they are told. Nothing here blocks.
+#ifndef KELVANE_TOOLS_FABRIC_WORLD_H
+#define KELVANE_TOOLS_FABRIC_WORLD_H
+
+#include <string>
+#include <vector>
+
+#include "tools/fabric/judge.h"
+#include "tools/fabric/tenant.h"
+
+namespace kelvane::fabric {
+
+class World {
+ public:
+  explicit World(Scenario scenario);
+
+  const Scenario &scenario() const { return scenario_; }
+  const Tenant &tenant() const { return tenant_; }
+  const GoalStateSpec &goal_state() const { return scenario_.goal_states[current_]; }
+  size_t goal_state_number() const { return current_; }
+  // What the agent knows from the goal states that reached it whole.
+  const Known &known() const { return known_; }
+  size_t goal_states_delivered() const { return delivered_; }
+
+  // Makes the next goal state the current one; false when there is none.
+  bool advance();
+  // Notes that the current goal state reached the agent, without the element `missing` when that is not empty; moves
+  // on when it has been delivered as often as the scenario says.
+  void goal_state_delivered(const std::string &missing);
+
+  // What the agent reported in requests without a violation, in order.
+  std::vector<HealthReport> health;
+  std::vector<std::string> thumbprints;
+
+ private:
+  Scenario scenario_;
+  Tenant tenant_;
+  size_t current_ = 0;
+  int64_t delivered_of_current_ = 0;
+  size_t delivered_ = 0;
+  Known known_;
+};
+
+}  // namespace kelvane::fabric
+
+#endif
