@@ -119,7 +119,8 @@ void refuse_empty_file(const Descriptor &folder) {
 // The read in check_layout also makes SQLite open the files that it keeps open: no later call leaves a new descriptor.
 DatabaseHandle open_checked(const Descriptor &folder) {
   refuse_empty_file(folder);
-  fchmodat(folder.get(), kDatabaseName, 0600, 0);
+  // Best effort: there may be no file yet, or it may be another user's.
+  [[maybe_unused]] const int result = fchmodat(folder.get(), kDatabaseName, 0600, 0);
   DatabaseHandle opened = open_database_file(path_of(kDatabaseName));
   check_layout(opened.get());
   execute(opened.get(), "PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL; PRAGMA temp_store = MEMORY");
