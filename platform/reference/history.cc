@@ -19,6 +19,9 @@ std::vector<Entry> pending;
 }  // namespace
 
 void history_add(const std::string &account, const std::string &password) {
+  if (database() == nullptr) {
+    return;
+  }
   const std::vector<std::string> known = history_of(account);
   if (known.empty() || known.front() != password) {
     pending.push_back({.account = account, .password = password, .time = time(nullptr)});
@@ -68,6 +71,10 @@ void history_rename(sqlite3 *handle, const std::string &account, const std::stri
 
 void history_forget(sqlite3 *handle, const std::string &account) {
   Statement(handle, "DELETE FROM password_history WHERE account = ?").bind(account).step();
+}
+
+bool history_has_pending() {
+  return !pending.empty();
 }
 
 void history_drop() {

@@ -12,7 +12,7 @@ namespace kelvane::reference {
 
 inline constexpr int kHistoryLength = 5;
 
-// Pending. Does nothing when it is the account's newest entry already.
+// Pending. Does nothing without a connection, or when it is the account's newest entry already.
 void history_add(const std::string &account, const std::string &password);
 
 // Newest first, pending ones included.
@@ -22,6 +22,8 @@ std::vector<std::string> history_of(const std::string &account);
 void history_write(sqlite3 *database);
 void history_rename(sqlite3 *database, const std::string &account, const std::string &new_name);
 void history_forget(sqlite3 *database, const std::string &account);
+
+bool history_has_pending();
 
 // Drops what is pending.
 void history_drop();

@@ -28,6 +28,15 @@ Query *own(cmf_query *query) {
   return static_cast<Query *>(query);
 }
 
+const Query *own(const cmf_query *query) {
+  return static_cast<const Query *>(query);
+}
+
+bool is_shared(const cmf_query *query) {
+  const auto shared = shared_queries.find(own(query)->place.table->definition.number);
+  return shared != shared_queries.end() && shared->second.get() == query;
+}
+
 // Lends a record in fresh memory, so that the one lent before can no longer be mistaken for it.
 void *lend(Query &query, std::optional<Record> record) {
   query.found_key_number = record ? record->number : 0;
@@ -89,7 +98,9 @@ void *look_up(const char *call, cmf_query *query, LookUp body) {
 
 }  // namespace
 
-Place place_of(const cmf_query *query) { return static_cast<const Query *>(query)->place; }
+Place place_of(const cmf_query *query) {
+  return own(query)->place;
+}
 
 void drop_shared_queries() {
   shared_queries.clear();
@@ -125,7 +136,9 @@ struct cmf_query *cmf_query_create_child_with_key(struct cmf_query *parent, uint
 }
 
 void cmf_query_free(struct cmf_query *query) {
-  delete own(query);
+  if (query != nullptr && !is_shared(query)) {
+    delete own(query);
+  }
 }
 
 void *cmf_query_do_table_find(struct cmf_query *query, int32_t, const char *key, int32_t key_kind) {

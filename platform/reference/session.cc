@@ -61,11 +61,15 @@ int32_t cmf_get_cur_domain_id(void) {
   return guarded("cmf_get_cur_domain_id", -1, [] { return database() == nullptr ? -1 : kDomain; });
 }
 
+// With nothing pending this takes no lock, and so cannot fail for another process's sake.
 int32_t cmf_write_config(int32_t domain) {
   if (domain != kDomain) {
     return -1;
   }
-  return guarded("cmf_write_config", -1, [] { return store_write([](sqlite3 *) { return true; }) ? 0 : -1; });
+  return guarded("cmf_write_config", -1, [] {
+    const bool clean = database() != nullptr && !store_has_pending();
+    return clean || store_write([](sqlite3 *) { return true; }) ? 0 : -1;
+  });
 }
 
 int32_t __nCfg_sess_table_change_by_mkey(int32_t, uint32_t table, const void *old_record, const void *new_record,

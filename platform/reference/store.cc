@@ -299,6 +299,10 @@ bool store_append(const Place &place, const void *record) {
   return keep_pending(place, take_number(handle, *place.table), record, true);
 }
 
+bool store_has_pending() {
+  return !pending.empty() || history_has_pending();
+}
+
 bool store_write(const std::function<bool(sqlite3 *)> &step) {
   sqlite3 *handle = database();
   if (handle == nullptr) {

@@ -41,6 +41,9 @@ std::vector<uint32_t> store_numbers(const Place &place);
 bool store_change(const Place &place, uint32_t number, const void *record);
 bool store_append(const Place &place, const void *record);
 
+// Whether there is anything for store_write to write.
+bool store_has_pending();
+
 // Makes everything pending durable, and with it what step does in the same transaction; when step returns false nothing
 // is changed. Returns false for that, and without a connection.
 bool store_write(const std::function<bool(sqlite3 *)> &step);
