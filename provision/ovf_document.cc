@@ -39,11 +39,16 @@ XmlOwner load_document() {
   return document;
 }
 
-void wipe_texts(mxml_node_t *element) {
+// What the node itself holds on the heap: a word, or a CDATA section, which is kept as an element's name.
+const char *node_text(mxml_node_t *node) {
+  return xml_is_text(node) ? mxmlGetText(node, nullptr) : mxmlGetElement(node);
+}
+
+void wipe_contents(mxml_node_t *element) {
   for (mxml_node_t *node = mxmlGetFirstChild(element); node != nullptr; node = mxmlGetNextSibling(node)) {
-    const char *word = xml_is_text(node) ? mxmlGetText(node, nullptr) : nullptr;
-    if (word != nullptr) {
-      wipe_memory(const_cast<char *>(word), strlen(word));  // the node's own heap copy
+    const char *text = node_text(node);
+    if (text != nullptr) {
+      wipe_memory(const_cast<char *>(text), strlen(text));
     }
   }
 }
@@ -60,9 +65,9 @@ XmlOwner OvfEnvLoad() {
 
 void OvfEnvFree(XmlOwner *document) {
   mxml_node_t *top = document->get();
-  for (mxml_node_t *node = top; node != nullptr;
+  for (mxml_node_t *node = top != nullptr ? xml_find(top, "UserPassword") : nullptr; node != nullptr;
        node = mxmlFindElement(node, top, "UserPassword", nullptr, nullptr, MXML_DESCEND)) {
-    wipe_texts(node);
+    wipe_contents(node);
   }
   document->reset();
 }

@@ -21,7 +21,9 @@ XmlOwner xml_load_descriptor(int descriptor) {
   if (file_read_all(descriptor, kXmlMaxBytes, document.get()) != 0 || document.empty()) {
     return XmlOwner();
   }
-  return xml_load(document.data(), document.length());
+  XmlOwner loaded = xml_load(document.data(), document.length());
+  wipe_memory(document.get()->data, document.length());  // some documents hold passwords
+  return loaded;
 }
 
 bool xml_is_text(mxml_node_t *node) {
