@@ -51,7 +51,7 @@ const std::vector<RecordTable> &tables() {
        0,
        {FIELD(ncfg_interface, name, kText), FIELD(ncfg_interface, manual, kNumber),
         FIELD(ncfg_interface, addressing_mode, kNumber), FIELD(ncfg_interface, address, kAddress),
-        FIELD(ncfg_interface, netmask, kAddress), FIELD(ncfg_interface, default_server, kAddress),
+        FIELD(ncfg_interface, netmask, kAddress), FIELD(ncfg_interface, default_server, kNumber),
         FIELD(ncfg_interface, AzureEndpoint, kAddress)}},
       {NCFG_TABLE_EVENT_HUB,
        sizeof(ncfg_event_hub),
@@ -130,7 +130,7 @@ std::string summary(const ncfg_dashboard_entry &entry) {
 
 std::string summary(const ncfg_interface &port) {
   return named(port.name) + " addressing " + std::to_string(port.addressing_mode) + " server " +
-         address_text(port.default_server) + " endpoint " + address_text(port.AzureEndpoint);
+         std::to_string(port.default_server) + " endpoint " + address_text(port.AzureEndpoint);
 }
 
 std::string summary(const ncfg_event_hub &hub) {

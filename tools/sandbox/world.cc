@@ -8,6 +8,17 @@
 #include "platform/reference/reference.h"
 #include "tools/sandbox/errno_names.h"
 
+#if defined(__SANITIZE_ADDRESS__)
+#define SANDBOX_CHECKS_LEAKS 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define SANDBOX_CHECKS_LEAKS 1
+#endif
+#endif
+#if SANDBOX_CHECKS_LEAKS
+#include <sanitizer/lsan_interface.h>
+#endif
+
 extern "C" [[noreturn]] void __real_exit(int status);
 
 namespace sandbox {
@@ -34,6 +45,14 @@ void use_proxy(const std::string &url) {
     unsetenv(name);
   }
   setenv("http_proxy", url.c_str(), 1);
+}
+
+// Looks for leaks while everything is still in place: later, OpenSSL has torn down what the agent's living objects lean
+// on, and that would be counted.
+void check_leaks() {
+#if SANDBOX_CHECKS_LEAKS
+  __lsan_do_leak_check();
+#endif
 }
 
 std::string seconds_prefix() {
@@ -102,6 +121,7 @@ bool sleep_for(int64_t nanoseconds) {
 void end_process(int status, const std::string &last_line) {
   world().trace.line(last_line);
   world().active = false;
+  check_leaks();
   __real_exit(status);
 }
 

@@ -185,6 +185,11 @@ Json answer(const Json &entry) {
 
 }  // namespace
 
+const Json &part(const Json &object, const char *name) {
+  static const Json kNone = Json::object();
+  return object.contains(name) ? object[name] : kNone;
+}
+
 void make_appliance(const std::string &root, const Json &appliance) {
   in_child([&] {
     connect(root);
@@ -192,7 +197,7 @@ void make_appliance(const std::string &root, const Json &appliance) {
     conf_end();
     return std::string();
   });
-  for (const auto &[path, file] : appliance.value("files", Json::object()).items()) {
+  for (const auto &[path, file] : part(appliance, "files").items()) {
     place_file(root, path, file);
   }
 }

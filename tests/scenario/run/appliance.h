@@ -11,6 +11,9 @@ namespace scenario {
 
 using Json = nlohmann::ordered_json;
 
+// The member of that name; an empty object when there is none.
+const Json &part(const Json &object, const char *name);
+
 // Makes the factory configuration below the root and changes it as the "appliance" part says.
 void make_appliance(const std::string &root, const Json &appliance);
 

@@ -82,7 +82,7 @@ void refuse_unknown(const Json &object, std::initializer_list<const char *> know
 
 void check_keys(const Json &scenario) {
   refuse_unknown(scenario, {"name", "description", "fabric", "appliance", "agent", "expect"}, "the scenario");
-  refuse_unknown(scenario.value("appliance", Json::object()),
+  refuse_unknown(scenario::part(scenario, "appliance"),
                  {"debug_level", "endpoint", "os_version", "accounts", "tables", "files", "media", "media_files"},
                  "appliance");
   for (const Json &run : scenario.at("agent")) {
@@ -90,7 +90,7 @@ void check_keys(const Json &scenario) {
                    {"name", "clock", "start_time", "stop_after", "script", "faults", "media", "media_mount_failures",
                     "debug_level", "arguments", "exit", "expect"},
                    "a run of agent");
-    for (const auto &[key, value] : run.value("expect", Json::object()).items()) {
+    for (const auto &[key, value] : scenario::part(run, "expect").items()) {
       if (!scenario::is_run_expectation(key)) {
         throw std::runtime_error("unknown key \"" + key + "\" in the expectations of a run");
       }
@@ -110,7 +110,7 @@ class Player {
     if (scenario_.contains("fabric")) {
       cloud_ = Cloud(settings_.fabric, settings_.file, folder_ + "/fabric");
     }
-    for (const auto &[path, file] : appliance().value("media_files", Json::object()).items()) {
+    for (const auto &[path, file] : scenario::part(appliance(), "media_files").items()) {
       scenario::place_file(media(), path, file);
     }
     std::string report;
@@ -118,15 +118,15 @@ class Player {
     for (const Json &run : scenario_.at("agent")) {
       report += play_run(run, ++number);
     }
-    const Json expect = scenario_.value("expect", Json::object());
-    report += scenario::check_files(expect.value("files", Json::object()), root());
+    const Json &expect = scenario::part(scenario_, "expect");
+    report += scenario::check_files(scenario::part(expect, "files"), root());
     report += scenario::check_tables(expect.value("tables", Json::array()), root());
     return report + cloud_.verdict();
   }
 
  private:
   std::string root() const { return folder_ + "/root"; }
-  Json appliance() const { return scenario_.value("appliance", Json::object()); }
+  const Json &appliance() const { return scenario::part(scenario_, "appliance"); }
   bool has_media() const { return scenario_.contains("fabric") || appliance().contains("media_files"); }
   std::string media() const { return scenario_.contains("fabric") ? cloud_.media() : folder_ + "/media"; }
 
@@ -155,7 +155,7 @@ class Player {
       report += "  exit status " + std::to_string(result.status) + ", expected " + std::to_string(expected) + "\n" +
                 result.standard_error;
     }
-    report += scenario::check_run(run.value("expect", Json::object()), result);
+    report += scenario::check_run(scenario::part(run, "expect"), result);
     return report.empty() ? "" : "run " + std::to_string(number) + " " + run.value("name", "") + ":\n" + report;
   }
 
