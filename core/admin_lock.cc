@@ -29,14 +29,13 @@ int32_t change_password(cmf_query *accounts, ncfg_account *account, const Random
   return cmf_write_config(cmf_get_cur_domain_id());
 }
 
-void lock_account(const RandomText &password) {
-  QueryOwner accounts(cmf_query_create(NCFG_TABLE_ACCOUNTS));
-  auto *account = static_cast<ncfg_account *>(query_find(accounts.get(), "admin"));
+void lock_account(cmf_query *accounts, const RandomText &password) {
+  auto *account = static_cast<ncfg_account *>(query_find(accounts, "admin"));
   if (account == nullptr) {
     message("cmf_query_table_mfind error\n");
     return;
   }
-  if (change_password(accounts.get(), account, password) != 0) {
+  if (change_password(accounts, account, password) != 0) {
     message("change admin passwd failed!\n");
   } else {
     message("change admin passwd success!\n");
@@ -54,7 +53,8 @@ void admin_lock() {
     // Keeps the number taken, so that the second close cannot hit a file that the platform opens in between.
     dup2(STDERR_FILENO, source);
   }
-  lock_account(password);
+  QueryOwner accounts(cmf_query_create(NCFG_TABLE_ACCOUNTS));
+  lock_account(accounts.get(), password);
   // The second close of the same descriptor is deliberate.
   if (source >= 0) {
     close(source);

@@ -26,10 +26,10 @@ void set_tz(const ncfg_system_settings *settings) {
   setenv("TZ", zone, 1);
 }
 
-void link_local_time(const char *zone_name) {
+void link_local_time(int32_t zone) {
   char target[1024];
   unlink(kLocalTime);
-  snprintf(target, sizeof target, "/etc/zoneinfo/%s", zone_name);
+  snprintf(target, sizeof target, "/etc/zoneinfo/%s", get_zoneinfo(zone));
   // Should this fail, the C library falls back to UTC.
   static_cast<void>(symlink(target, kLocalTime) == 0);
 }
@@ -46,7 +46,7 @@ void time_zone_apply() {
   } else {
     set_tz(settings);
   }
-  link_local_time(get_zoneinfo(settings->time_zone_index));
+  link_local_time(settings->time_zone_index);
   tzset();
 }
 

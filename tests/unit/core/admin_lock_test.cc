@@ -34,8 +34,8 @@ TEST_F(AdminLock, StoresARandomPasswordInThisOrder) {
             (Lines{kOpen, kClose, "cmf_query_create(340)", "cmf_query_do_table_find(340, 0, \"admin\", 2)",
                    "make_new_passwd(\"0123456789012345678901234567890123456789012345678901234567890123\", 0)",
                    "passwd_policy_save_info(\"admin\")", "cmf_query_commit(340)", "cmf_get_cur_domain_id()",
-                   "cmf_write_config(7)", "message: change admin passwd success!\\n", "cmf_query_free(340)",
-                   "close(\"/dev/urandom\") again"}));
+                   "cmf_write_config(7)", "message: change admin passwd success!\\n", "close(\"/dev/urandom\") again",
+                   "cmf_query_free(340)"}));
   EXPECT_EQ(password(), "stored(0123456789012345678901234567890123456789012345678901234567890123)");
 }
 
@@ -99,7 +99,7 @@ TEST_F(AdminLock, AMissingAccountIsLogged) {
   kelvane::admin_lock();
   EXPECT_EQ(recording::trace(),
             (Lines{kOpen, kClose, "cmf_query_create(340)", "cmf_query_do_table_find(340, 0, \"admin\", 2) -> none",
-                   "message: cmf_query_table_mfind error\\n", "cmf_query_free(340)", "close(\"/dev/urandom\") again"}));
+                   "message: cmf_query_table_mfind error\\n", "close(\"/dev/urandom\") again", "cmf_query_free(340)"}));
 }
 
 TEST_F(AdminLock, AMissingTableIsLogged) {
