@@ -1,0 +1,121 @@
+#include "telemetry/telemetry.h"
+
+#include <sys/sysinfo.h>
+#include <unistd.h>
+
+#include "core/base/text.h"
+#include "tests/support/recording_fixture.h"
+
+namespace {
+
+struct sysinfo machine = {};
+int sysinfo_result = 0;
+std::vector<int> wrap_margins;
+
+}  // namespace
+
+extern "C" {
+
+long __real_sysconf(int name);
+
+int __wrap_sysinfo(struct sysinfo *out) {
+  *out = machine;
+  return sysinfo_result;
+}
+
+long __wrap_sysconf(int name) {
+  return name == _SC_NPROCESSORS_ONLN ? 3 : __real_sysconf(name);
+}
+
+void __wrap_mxmlSetWrapMargin(int column) {
+  wrap_margins.push_back(column);
+}
+
+}  // extern "C"
+
+namespace {
+
+using kelvane::telemetry_context;
+using kelvane::text_or;
+
+class Telemetry : public RecordingTest {
+ protected:
+  Telemetry() {
+    kelvane::TelemetryCleanup();
+    machine = {};
+    sysinfo_result = 0;
+    wrap_margins.clear();
+  }
+  ~Telemetry() override { kelvane::TelemetryCleanup(); }
+
+  static uint64_t ram_of(unsigned long total, unsigned unit) {
+    machine.totalram = total;
+    machine.mem_unit = unit;
+    kelvane::TelemetryInit();
+    return telemetry_context().ram_mebibytes;
+  }
+};
+
+TEST_F(Telemetry, InitSwitchesWrappingOffAndCountsProcessors) {
+  kelvane::TelemetryInit();
+  EXPECT_EQ(wrap_margins, std::vector<int>{0});
+  EXPECT_EQ(telemetry_context().processors, 3);
+}
+
+TEST_F(Telemetry, RamIsInMebibytesRoundedDown) {
+  EXPECT_EQ(ram_of(1048576, 1), 1u);
+  EXPECT_EQ(ram_of(1048575, 1), 0u);
+  EXPECT_EQ(ram_of(2097151, 1), 1u);
+  EXPECT_EQ(ram_of(4194304, 4096), 16384u);
+}
+
+TEST_F(Telemetry, EachTextIsKeptAndTheFirstWins) {
+  for (const std::string turn : {"first", "second"}) {
+    kelvane::TelemetrySetTenantName(("tenant " + turn).c_str());
+    kelvane::TelemetrySetContainerId(("container " + turn).c_str());
+    kelvane::TelemetrySetRoleName(("role " + turn).c_str());
+    kelvane::TelemetrySetRoleInstanceName(("instance " + turn).c_str());
+    kelvane::TelemetrySetOSVersion(("os " + turn).c_str());
+  }
+  EXPECT_STREQ(telemetry_context().tenant_name, "tenant first");
+  EXPECT_STREQ(telemetry_context().container_id, "container first");
+  EXPECT_STREQ(telemetry_context().role_name, "role first");
+  EXPECT_STREQ(telemetry_context().role_instance_name, "instance first");
+  EXPECT_STREQ(telemetry_context().os_version, "os first");
+}
+
+TEST_F(Telemetry, ANullTextIsIgnored) {
+  kelvane::TelemetrySetOSVersion(nullptr);
+  EXPECT_EQ(telemetry_context().os_version, nullptr);
+  kelvane::TelemetrySetOSVersion("os");
+  kelvane::TelemetrySetOSVersion(nullptr);
+  EXPECT_STREQ(telemetry_context().os_version, "os");
+}
+
+TEST_F(Telemetry, AnEmptyTextIsAValue) {
+  kelvane::TelemetrySetRoleName("");
+  kelvane::TelemetrySetRoleName("role");
+  EXPECT_STREQ(telemetry_context().role_name, "");
+}
+
+TEST_F(Telemetry, CleanupForgetsTheTexts) {
+  kelvane::TelemetrySetTenantName("one");
+  kelvane::TelemetrySetContainerId("one");
+  kelvane::TelemetrySetRoleName("one");
+  kelvane::TelemetrySetRoleInstanceName("one");
+  kelvane::TelemetrySetOSVersion("one");
+  kelvane::TelemetryCleanup();
+  const kelvane::TelemetryContext context = telemetry_context();
+  for (const char *text :
+       {context.tenant_name, context.container_id, context.role_name, context.role_instance_name, context.os_version}) {
+    EXPECT_EQ(text, nullptr);
+  }
+  kelvane::TelemetrySetTenantName("two");
+  EXPECT_STREQ(telemetry_context().tenant_name, "two");
+}
+
+TEST_F(Telemetry, AnEmptyQueueHasNothingToSend) {
+  EXPECT_EQ(kelvane::EventHandler_Process(), 0);
+}
+
+}  // namespace
