@@ -36,7 +36,7 @@ std::string text_of(const Json &value, const std::string &path) {
 }
 
 JsonFields::JsonFields(const Json &value, std::string path) : value_(value), path_(std::move(path)) {
-  if (!value.is_object()) wrong(path_, "an object", value);
+  if (!value.is_object()) wrong(path_.empty() ? "the document" : path_, "an object", value);
 }
 
 std::string JsonFields::path_of(const std::string &key) const {
