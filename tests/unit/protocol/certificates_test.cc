@@ -1,6 +1,7 @@
 // The certificates document: made here with the openssl command line tool, for the agent's own transport certificate.
 #include "protocol/wire/certificates.h"
 
+#include <openssl/err.h>
 #include <openssl/pem.h>
 
 #include <string>

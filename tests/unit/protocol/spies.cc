@@ -109,8 +109,6 @@ long scripted_status = -1;
 
 }  // namespace spies
 
-using spies::spies;
-
 extern "C" {
 
 CURL *__real_curl_easy_init();
@@ -134,18 +132,18 @@ void __wrap__ZN7kelvane23TelemetrySetContainerIdEPKc(const char *text);
 int32_t __wrap__ZN7kelvane20EventHandler_ProcessEv();
 
 CURL *__wrap_curl_easy_init() {
-  if (spies().refuse_handles) {
-    spies().events.push_back("no handle");
+  if (spies::spies().refuse_handles) {
+    spies::spies().events.push_back("no handle");
     return nullptr;
   }
-  spies().handles_made++;
-  spies().handles_open++;
-  spies().options.clear();
+  spies::spies().handles_made++;
+  spies::spies().handles_open++;
+  spies::spies().options.clear();
   return __real_curl_easy_init();
 }
 
 void __wrap_curl_easy_cleanup(CURL *handle) {
-  spies().handles_open--;
+  spies::spies().handles_open--;
   __real_curl_easy_cleanup(handle);
 }
 
@@ -168,19 +166,19 @@ CURLcode __wrap_curl_easy_setopt(CURL *handle, CURLoption option, ...) {
     result = __real_curl_easy_setopt(handle, option, function);
   }
   va_end(arguments);
-  spies().options.push_back(spies::name_of(option) + " " + value);
+  spies::spies().options.push_back(spies::name_of(option) + " " + value);
   return result;
 }
 
 CURLcode __wrap_curl_easy_perform(CURL *handle) {
-  spies().performed++;
-  spies().events.push_back("perform");
+  spies::spies().performed++;
+  spies::spies().events.push_back("perform");
   spies::scripted_status = -1;
-  if (spies().attempts.empty()) {
+  if (spies::spies().attempts.empty()) {
     return __real_curl_easy_perform(handle);
   }
-  const spies::Attempt attempt = spies().attempts.front();
-  spies().attempts.pop_front();
+  const spies::Attempt attempt = spies::spies().attempts.front();
+  spies::spies().attempts.pop_front();
   spies::scripted_status = attempt.status;
   return static_cast<CURLcode>(attempt.result);
 }
@@ -198,7 +196,7 @@ CURLcode __wrap_curl_easy_getinfo(CURL *handle, CURLINFO info, ...) {
 }
 
 curl_slist *__wrap_curl_slist_append(curl_slist *list, const char *text) {
-  if (spies().refuse_list_append > 0 && --spies().refuse_list_append == 0) {
+  if (spies::spies().refuse_list_append > 0 && --spies::spies().refuse_list_append == 0) {
     return nullptr;
   }
   return __real_curl_slist_append(list, text);
@@ -206,15 +204,15 @@ curl_slist *__wrap_curl_slist_append(curl_slist *list, const char *text) {
 
 void __wrap_curl_slist_free_all(curl_slist *list) {
   if (list != nullptr) {
-    spies().events.push_back("free list");
-    spies().freed_lists.push_back(list);
+    spies::spies().events.push_back("free list");
+    spies::spies().freed_lists.push_back(list);
   }
   __real_curl_slist_free_all(list);
 }
 
 unsigned sleep(unsigned seconds) {
-  spies().sleeps.push_back(seconds);
-  spies().events.push_back("sleep " + std::to_string(seconds));
+  spies::spies().sleeps.push_back(seconds);
+  spies::spies().events.push_back("sleep " + std::to_string(seconds));
   return 0;
 }
 
@@ -227,25 +225,25 @@ int __wrap_open(const char *path, int flags, ...) {
   if (std::strncmp(path, kPrefix, sizeof kPrefix - 1) != 0) {
     return __real_open(path, flags, mode);
   }
-  if (spies().refuse_files) {
+  if (spies::spies().refuse_files) {
     return -1;
   }
-  return __real_open((spies().temporary_folder + "/" + (path + 5)).c_str(), flags, mode);
+  return __real_open((spies::spies().temporary_folder + "/" + (path + 5)).c_str(), flags, mode);
 }
 
 void __wrap__ZN7kelvane23TelemetrySetContainerIdEPKc(const char *text) {
-  spies().container_ids.push_back(text != nullptr ? text : "(null)");
+  spies::spies().container_ids.push_back(text != nullptr ? text : "(null)");
 }
 
 int32_t __wrap__ZN7kelvane20EventHandler_ProcessEv() {
-  spies().event_passes++;
-  return spies().event_result;
+  spies::spies().event_passes++;
+  return spies::spies().event_result;
 }
 }
 
 WireTest::WireTest() : peer_(std::make_unique<support::HttpPeer>()) {
-  spies() = spies::Spies();
-  spies().temporary_folder = folder_.path();
+  spies::spies() = spies::Spies();
+  spies::spies().temporary_folder = folder_.path();
   setenv("http_proxy", peer_->address().c_str(), 1);
   unsetenv("no_proxy");
   unsetenv("NO_PROXY");
@@ -253,12 +251,12 @@ WireTest::WireTest() : peer_(std::make_unique<support::HttpPeer>()) {
 }
 
 WireTest::~WireTest() {
-  EXPECT_EQ(spies().handles_open, 0) << "every libcurl handle is cleaned up";
+  EXPECT_EQ(spies::spies().handles_open, 0) << "every libcurl handle is cleaned up";
   kelvane::ProtocolGetWire()->release(kelvane::ProtocolGetWire());
   kelvane::ext_config()->page_blob = 0;
   kelvane::ext_config()->incarnation = 0;
   kelvane::blob_type_reported_set(false);
-  spies() = spies::Spies();
+  spies::spies() = spies::Spies();
   unsetenv("http_proxy");
 }
 

@@ -63,7 +63,7 @@ class WireClientTest : public WireTest {
   // Slot 5 with the tag and list below.
   void get_ext_handlers() { EXPECT_EQ(protocol_->get_ext_handlers(protocol_, "ignored", &tag_, &list_), 0); }
 
-  std::string first_name() const { return list_.count > 0 ? list_.handlers[0].name : "(none)"; }
+  std::string first_name() const { return list_.handlers != nullptr ? list_.handlers[0].name : "(none)"; }
 
   ~WireClientTest() override { free(tag_); }
 
