@@ -1,0 +1,89 @@
+#include "core/base/buffer.h"
+
+#include <gtest/gtest.h>
+#include <string.h>
+
+#include <string>
+
+namespace {
+
+using kelvane::Buffer;
+using kelvane::BufferOwner;
+
+TEST(Buffer, IsMadeFromATextWithoutItsTerminator) {
+  BufferOwner buffer;
+  kelvane::__makeBuffer(buffer.get(), "abc");
+  EXPECT_STREQ(buffer.data(), "abc");
+  EXPECT_EQ(buffer.length(), 3u);
+}
+
+TEST(Buffer, IsAHeapCopy) {
+  char text[] = "abc";
+  BufferOwner buffer;
+  kelvane::__makeBuffer(buffer.get(), text);
+  text[0] = 'X';
+  EXPECT_STREQ(buffer.data(), "abc");
+}
+
+TEST(Buffer, MakingFreesWhatWasThere) {
+  BufferOwner buffer;
+  kelvane::__makeBuffer(buffer.get(), "a longer text");
+  kelvane::__makeBuffer(buffer.get(), "b");
+  EXPECT_STREQ(buffer.data(), "b");
+  EXPECT_EQ(buffer.length(), 1u);
+  kelvane::__makeBuffer(buffer.get(), nullptr);
+  EXPECT_EQ(buffer.data(), nullptr);
+  EXPECT_EQ(buffer.length(), 0u);
+}
+
+TEST(Buffer, FreedIsNullAndZero) {
+  BufferOwner buffer;
+  kelvane::__makeBuffer(buffer.get(), "abc");
+  kelvane::__freeBuffer(buffer.get());
+  EXPECT_EQ(buffer.data(), nullptr);
+  EXPECT_EQ(buffer.length(), 0u);
+  kelvane::__freeBuffer(buffer.get());
+  EXPECT_EQ(buffer.data(), nullptr);
+}
+
+TEST(Buffer, NoRecordIsNoOperation) {
+  kelvane::__makeBuffer(nullptr, "abc");
+  kelvane::__freeBuffer(nullptr);
+}
+
+TEST(Buffer, EmptyTextIsPresentAndEmpty) {
+  BufferOwner buffer;
+  kelvane::__makeBuffer(buffer.get(), "");
+  ASSERT_NE(buffer.data(), nullptr);
+  EXPECT_TRUE(buffer.empty());
+}
+
+TEST(ReceiveCallback, AppendsAndKeepsTheZeroBehind) {
+  BufferOwner buffer;
+  char first[] = {'a', 'b', '\0', 'c'};
+  char second[] = {'d', 'e'};
+  EXPECT_EQ(kelvane::event_curl_recv_cb(first, 2, 2, buffer.get()), 2u) << "the count, not the bytes";
+  EXPECT_EQ(kelvane::event_curl_recv_cb(second, 1, 2, buffer.get()), 2u);
+  EXPECT_EQ(buffer.length(), 6u);
+  EXPECT_EQ(std::string(buffer.data(), 7), std::string("ab\0cde\0", 7));
+}
+
+TEST(ReceiveCallback, NothingIsZero) {
+  BufferOwner buffer;
+  char data[] = "x";
+  EXPECT_EQ(kelvane::event_curl_recv_cb(data, 1, 0, buffer.get()), 0u);
+  EXPECT_EQ(buffer.data(), nullptr);
+}
+
+TEST(ReceiveCallback, OverflowIsRefusedAndTheBufferStays) {
+  BufferOwner buffer;
+  kelvane::__makeBuffer(buffer.get(), "abc");
+  char data[] = "x";
+  EXPECT_EQ(kelvane::event_curl_recv_cb(data, SIZE_MAX / 2, 3, buffer.get()), 0u);
+  EXPECT_EQ(kelvane::event_curl_recv_cb(data, 1, SIZE_MAX - 3, buffer.get()), 0u);
+  EXPECT_EQ(kelvane::event_curl_recv_cb(data, 1, SIZE_MAX, buffer.get()), 0u);
+  EXPECT_STREQ(buffer.data(), "abc");
+  EXPECT_EQ(buffer.length(), 3u);
+}
+
+}  // namespace

@@ -1,0 +1,139 @@
+#include "core/base/file.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <string>
+#include <thread>
+
+#include "tests/support/files.h"
+
+namespace {
+
+using kelvane::BufferOwner;
+using kelvane::DescriptorOwner;
+
+TEST(File, ExistsAndIsReadable) {
+  support::TempDir dir;
+  const std::string path = dir.write("file", "");
+  EXPECT_TRUE(kelvane::file_exists(path.c_str()));
+  EXPECT_TRUE(kelvane::file_readable(path.c_str()));
+  EXPECT_FALSE(kelvane::file_exists(dir.file("none").c_str()));
+  EXPECT_FALSE(kelvane::file_readable(dir.file("none").c_str()));
+}
+
+TEST(File, DanglingLinkDoesNotExist) {
+  support::TempDir dir;
+  ASSERT_EQ(symlink("nowhere", dir.file("link").c_str()), 0);
+  EXPECT_FALSE(kelvane::file_exists(dir.file("link").c_str()));
+}
+
+TEST(File, ReadsToTheEndUpToTheCap) {
+  support::TempDir dir;
+  const std::string bytes = std::string(40000, 'a') + '\0' + "b";
+  DescriptorOwner file(open(dir.write("file", bytes).c_str(), O_RDONLY | O_CLOEXEC));
+  BufferOwner out;
+  EXPECT_EQ(kelvane::file_read_all(file.get(), bytes.size(), out.get()), 0);
+  EXPECT_EQ(std::string(out.data(), out.length()), bytes);
+  EXPECT_EQ(out.data()[out.length()], '\0');
+  lseek(file.get(), 0, SEEK_SET);
+  EXPECT_EQ(kelvane::file_read_all(file.get(), bytes.size() - 1, out.get()), -2);
+  EXPECT_EQ(out.data(), nullptr);
+}
+
+TEST(File, ReadsWhatFillsWholeBlocks) {
+  support::TempDir dir;
+  DescriptorOwner file(open(dir.write("file", std::string(32768, 'x')).c_str(), O_RDONLY | O_CLOEXEC));
+  BufferOwner out;
+  EXPECT_EQ(kelvane::file_read_all(file.get(), 32768, out.get()), 0);
+  EXPECT_EQ(out.length(), 32768u);
+}
+
+TEST(File, EmptyFileAndBadDescriptor) {
+  support::TempDir dir;
+  DescriptorOwner file(open(dir.write("file", "").c_str(), O_RDONLY | O_CLOEXEC));
+  BufferOwner out;
+  kelvane::__makeBuffer(out.get(), "old");
+  EXPECT_EQ(kelvane::file_read_all(file.get(), 10, out.get()), 0);
+  EXPECT_TRUE(out.empty());
+  kelvane::__makeBuffer(out.get(), "old");
+  EXPECT_EQ(kelvane::file_read_all(-1, 10, out.get()), -1);
+  EXPECT_EQ(out.data(), nullptr);
+}
+
+TEST(File, ShortReadsAndWritesGoOn) {
+  int ends[2];
+  ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+  DescriptorOwner from(ends[0]);
+  const std::string bytes(300000, 'p');
+  std::thread writer([&] {
+    EXPECT_EQ(kelvane::file_write_full(ends[1], bytes.data(), bytes.size()), 0);
+    close(ends[1]);
+  });
+  std::string got(bytes.size() + 1, '\0');
+  EXPECT_EQ(kelvane::file_read_full(from.get(), got.data(), got.size()), static_cast<int64_t>(bytes.size()));
+  writer.join();
+  got.resize(bytes.size());
+  EXPECT_EQ(got, bytes);
+}
+
+TEST(File, WriteFailureIsSeen) {
+  support::TempDir dir;
+  DescriptorOwner file(open(dir.write("file", "").c_str(), O_RDONLY | O_CLOEXEC));
+  EXPECT_EQ(kelvane::file_write_full(file.get(), "x", 1), -1);
+  EXPECT_EQ(kelvane::file_read_full(-1, nullptr, 1), -1);
+}
+
+TEST(File, CreatedFilesAreNewAndPrivate) {
+  support::TempDir dir;
+  const std::string path = dir.file("new");
+  const mode_t mask = umask(0);
+  EXPECT_EQ(kelvane::file_create_with(path.c_str(), "abc", 3), 0);
+  umask(mask);
+  EXPECT_EQ(dir.read("new"), "abc");
+  EXPECT_EQ(support::mode_of(path), 0600);
+  EXPECT_EQ(kelvane::file_create_with(path.c_str(), "x", 1), -1);
+  EXPECT_EQ(dir.read("new"), "abc") << "an existing file stays";
+}
+
+TEST(File, CreationNeverFollowsALink) {
+  support::TempDir dir;
+  ASSERT_EQ(symlink(dir.file("target").c_str(), dir.file("link").c_str()), 0);
+  EXPECT_EQ(kelvane::file_create_with(dir.file("link").c_str(), "x", 1), -1);
+  EXPECT_FALSE(support::exists(dir.file("target")));
+}
+
+// Ends the process: 0 when nothing was left behind.
+[[noreturn]] void create_with_full_disk(const support::TempDir &dir) {
+  signal(SIGXFSZ, SIG_IGN);
+  rlimit limit = {};
+  limit.rlim_cur = 2;
+  limit.rlim_max = 2;
+  setrlimit(RLIMIT_FSIZE, &limit);
+  const int32_t result = kelvane::file_create_with(dir.file("new").c_str(), "abcdef", 6);
+  _exit(result == -1 && !support::exists(dir.file("new")) ? 0 : 1);
+}
+
+TEST(File, WhatCouldNotBeWrittenWholeIsRemoved) {
+  support::TempDir dir;
+  EXPECT_EXIT(create_with_full_disk(dir), ::testing::ExitedWithCode(0), "");
+}
+
+TEST(File, DescriptorsAreClosedOnce) {
+  int number = -1;
+  {
+    DescriptorOwner file(open("/dev/null", O_RDONLY | O_CLOEXEC));
+    number = file.get();
+    EXPECT_TRUE(file.present());
+    file.close_now();
+    EXPECT_FALSE(file.present());
+    EXPECT_EQ(fcntl(number, F_GETFD), -1);
+  }
+  EXPECT_FALSE(DescriptorOwner().present());
+}
+
+}  // namespace

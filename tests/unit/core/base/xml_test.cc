@@ -1,0 +1,81 @@
+#include "core/base/xml.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "core/base/file.h"
+#include "core/base/xml_caps.h"
+#include "tests/support/files.h"
+
+namespace {
+
+using kelvane::XmlOwner;
+
+XmlOwner load(const std::string &document) {
+  return kelvane::xml_load(document.c_str(), document.size());
+}
+
+std::string text_of(const std::string &document) {
+  XmlOwner xml = load(document);
+  return kelvane::text_or(kelvane::xml_find_text(xml.get(), "t").get(), "(absent)");
+}
+
+TEST(Xml, LoadsWhatTheGatePasses) {
+  EXPECT_TRUE(load("<a/>").present());
+  EXPECT_FALSE(load("<a>").present());
+  EXPECT_FALSE(load("").present());
+  EXPECT_FALSE(load("<a>\xFF</a>").present());
+}
+
+TEST(Xml, LoadsFromADescriptorAndLeavesItOpen) {
+  support::TempDir dir;
+  kelvane::DescriptorOwner file(open(dir.write("a.xml", "<a><t>x</t></a>").c_str(), O_RDONLY | O_CLOEXEC));
+  const XmlOwner xml = kelvane::xml_load_descriptor(file.get());
+  EXPECT_STREQ(kelvane::xml_find_text(xml.get(), "t").get(), "x");
+  EXPECT_NE(fcntl(file.get(), F_GETFD), -1);
+  EXPECT_FALSE(kelvane::xml_load_descriptor(file.get()).present()) << "at its end";
+  EXPECT_FALSE(kelvane::xml_load_descriptor(-1).present());
+}
+
+TEST(Xml, LoadsNothingThatIsTooLong) {
+  support::TempDir dir;
+  const std::string document = "<a>" + std::string(kelvane::kXmlMaxBytes, ' ') + "</a>";
+  kelvane::DescriptorOwner file(open(dir.write("a.xml", document).c_str(), O_RDONLY | O_CLOEXEC));
+  EXPECT_FALSE(kelvane::xml_load_descriptor(file.get()).present());
+}
+
+TEST(NodeText, JoinsWordsWithOneSpaceEach) {
+  EXPECT_EQ(text_of("<a><t>one</t></a>"), "one");
+  EXPECT_EQ(text_of("<a><t>one  two\n\tthree</t></a>"), "one two three");
+  EXPECT_EQ(text_of("<a><t> one</t></a>"), " one");
+  EXPECT_EQ(text_of("<a><t>one </t></a>"), "one ");
+  EXPECT_EQ(text_of("<a><t>a&#32;&lt;b</t></a>"), "a <b");
+}
+
+TEST(NodeText, StopsAtTheFirstElement) {
+  EXPECT_EQ(text_of("<a><t>one<b/>two</t></a>"), "one");
+  EXPECT_EQ(text_of("<a><t>one<!--c-->two</t></a>"), "one");
+}
+
+TEST(NodeText, IsAbsentWhereThereIsNone) {
+  EXPECT_EQ(text_of("<a><t/></a>"), "(absent)");
+  EXPECT_EQ(text_of("<a><t><b/>x</t></a>"), "(absent)");
+  EXPECT_EQ(text_of("<a><u>x</u></a>"), "(absent)");
+  EXPECT_FALSE(kelvane::GetNodeTextData(nullptr).present());
+  EXPECT_FALSE(kelvane::xml_is_text(nullptr));
+}
+
+TEST(NodeText, WhiteSpaceAloneIsOneSpace) {
+  EXPECT_EQ(text_of("<a><t>  \n </t></a>"), " ");
+}
+
+TEST(XmlFind, IsTheFirstOfThatNameDepthFirst) {
+  EXPECT_EQ(text_of("<?xml version='1.0'?><a><b><t>deep</t></b><t>late</t></a>"), "deep");
+  XmlOwner xml = load("<a><b c='1'/><b c='2'/></a>");
+  EXPECT_STREQ(mxmlElementGetAttr(kelvane::xml_find(xml.get(), "b"), "c"), "1");
+  EXPECT_EQ(kelvane::xml_find(xml.get(), "d"), nullptr);
+}
+
+}  // namespace
