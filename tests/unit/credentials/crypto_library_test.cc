@@ -47,12 +47,6 @@ bool opens(int nid) {
   return found;
 }
 
-// Ends the process: 0 when this holds, with the log on standard error.
-[[noreturn]] void finish(bool holds) {
-  fputs(recording::log_text().c_str(), stderr);
-  _exit(holds ? 0 : 1);
-}
-
 TEST_F(CryptoLibraryTest, AddsAllCiphersAndDigestsThenTheOldCipher) {
   kelvane::CryptoLibraryInit();
   EXPECT_EQ(recording::trace(), (Lines{"OPENSSL_init_crypto(12, null)", "EVP_add_cipher(RC2-40-CBC)"}));
@@ -74,6 +68,12 @@ TEST_F(CryptoLibraryTest, ASecondCallDoesNoHarm) {
 }
 
 #if OPENSSL_VERSION_NUMBER >= 0x30000000L
+
+// Ends the process: 0 when this holds, with the log on standard error.
+[[noreturn]] void finish(bool holds) {
+  fputs(recording::log_text().c_str(), stderr);
+  _exit(holds ? 0 : 1);
+}
 
 constexpr char kMissing[] = "[kelvane]: OpenSSL's legacy provider cannot be loaded, what needs it will fail\n";
 

@@ -370,6 +370,7 @@ TEST_F(Pkcs12WalkStopsTest, AtSafesThatCannotBeUnpackedWithAnEmptyStore) {
   const std::string broken[] = {
       tlv(containers::kSequence, type + tlv(containers::kContext0, tlv(containers::kOctetString, "no safes"))),
       tlv(containers::kSequence, oid(NID_pkcs7_digest)),
+      tlv(containers::kSequence, type),
   };
   for (const std::string &safes : broken) {
     walk({data_content({certificate_bag(certificate_, id_)})});

@@ -1,6 +1,7 @@
 // The transport certificate: what it holds, judged by the openssl tool, and every way its making can fail.
 #include "credentials/transport_cert.h"
 
+#include <openssl/bn.h>
 #include <openssl/evp.h>
 #include <openssl/pem.h>
 #include <openssl/x509v3.h>
