@@ -15,7 +15,17 @@
  *     A process that dies before leaves the configuration as it was.
  *   - through the session calls (__nCfg_sess_table_change_by_mkey, nCfg_table_delete_by_mkey) and ssh_pubkey_data_set:
  *     applied and durable when the call returns 0 (together with what is pending, when something is).
- * Other processes see what is durable. A look-up always answers from the current state, whoever changed it.
+ * Other processes see what is durable. A look-up always answers from the current state, whoever changed it. A process
+ * with pending changes hinders no other: several processes connect at once, and none of them carries a connection
+ * through a fork. What another process did to a record while a change of it was pending never makes the write fail.
+ *
+ * A new configuration holds at least: the single records of tables 100 and 640 (the latter not enabled), the account
+ * "admin" (visible, with the access profile "prof_admin"), that profile, the eight widgets "sysinfo", "vexwatch",
+ * "sysres", "policysummary", "attacksummary", "alert", "policy-sessions" and "sysop", and the interface "port1" without
+ * an endpoint.
+ *
+ * The agent closes one of its own descriptors a second time on purpose while it holds a connection. A platform opens
+ * what it keeps open in conf_init; a descriptor that another call opens is closed again when that call returns.
  */
 #ifndef KELVANE_PLATFORM_PLATFORM_H
 #define KELVANE_PLATFORM_PLATFORM_H
@@ -42,7 +52,8 @@ struct cmf_query {
  * tables then return nothing. A damaged configuration is set aside and reported, never overwritten. */
 int32_t conf_init(void);
 
-/* Closes the connection; what is pending is dropped. Frees the shared queries. May be called without conf_init. */
+/* Closes the connection; what is pending is dropped. Frees the shared queries; a caller's own query may still be freed,
+ * and finds nothing. The debug record stays. May be called without conf_init. */
 void conf_end(void);
 
 /* The configuration domain that cmf_write_config takes. */
@@ -86,7 +97,8 @@ void *cmf_query_get_next(struct cmf_query *query);
  * when nothing was lent or the change cannot be kept. */
 int32_t cmf_query_commit(struct cmf_query *query);
 
-/* Appends a copy of a record of the table's size (pending). 0, or negative: a record of that key exists, or failure. */
+/* Appends a copy of a record of the table's size (pending); it has its final key number from then on. 0, or negative: a
+ * record of that key exists, the key is empty or not terminated, the table has a single record, or failure. */
 int32_t cmf_query_table_append(struct cmf_query *query, const void *record);
 
 /* Replaces the record whose key stands in old_record by new_record, which may be the same memory; durable. session and
@@ -125,7 +137,8 @@ void message(const char *format, ...)
 #endif
     ;
 
-/* The shared debug record, or null while there is none. Set by conf_init at the latest. */
+/* The shared debug record, or null while there is none. Set by conf_init at the latest, also by one that fails; from then
+ * on there is one to the end of the process, since a signal handler looks at it. */
 extern struct ncfg_debug_zone *nCfg_debug_zone;
 
 /* An entry for the appliance's system event log. result: 1 success, 2 failure. version, category and kind are passed
@@ -139,11 +152,13 @@ void log_system_event(uint32_t event_id, int32_t version, int32_t category, cons
 const char *make_new_passwd(const char *password, int32_t options);
 
 /* 0 when the password satisfies the policy for this account (whose password field is not looked at), else non-zero with
- * a reason, always terminated and possibly empty, in error_text. */
+ * a reason, always terminated and possibly empty, in error_text. The password that the account has at present is no
+ * reuse: a first boot that was cut off after the account was stored comes again with the same one. */
 int32_t check_passwd_policy(const struct ncfg_account *account, const char *password, char *error_text,
                             size_t error_size);
 
-/* Records the bookkeeping of the password policy (age, history) for the account's new password field. */
+/* Records the bookkeeping of the password policy (age, history) for the account's new password field (pending). The
+ * account need not be stored yet. */
 void passwd_policy_save_info(struct ncfg_account *account);
 
 /* Adds the platform's default GUI dashboard to the account through a query on its child table 14050 (pending). The last

@@ -19,6 +19,7 @@ namespace kelvane::reference {
 namespace {
 
 constexpr char kNewName[] = ".kelvane-config.db.new";
+constexpr off_t kSector = 512;
 constexpr int kLockTries = 100;
 constexpr long kLockPauseNanoseconds = 50'000'000;
 
@@ -108,17 +109,22 @@ void create_database(const Descriptor &folder) {
   fsync(folder.get());
 }
 
-void refuse_empty_file(const Descriptor &folder) {
+// A file that is no whole number of sectors has lost its end, which SQLite would read as zeros; but the log file of a
+// process that was stopped while it wrote may still complete it.
+void refuse_wrong_size(const Descriptor &folder) {
   struct stat status = {};
-  if (fstatat(folder.get(), kDatabaseName, &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISREG(status.st_mode) &&
-      status.st_size == 0) {
-    throw DatabaseError(SQLITE_NOTADB, "the file is empty");
+  if (fstatat(folder.get(), kDatabaseName, &status, 0) != 0 || !S_ISREG(status.st_mode)) {
+    return;
+  }
+  const bool has_log = exists_in(folder, std::string(kDatabaseName) + "-wal");
+  if (status.st_size == 0 || (status.st_size % kSector != 0 && !has_log)) {
+    throw DatabaseError(SQLITE_NOTADB, "the file is not whole");
   }
 }
 
 // The read in check_layout also makes SQLite open the files that it keeps open: no later call leaves a new descriptor.
 DatabaseHandle open_checked(const Descriptor &folder) {
-  refuse_empty_file(folder);
+  refuse_wrong_size(folder);
   // Best effort: there may be no file yet, or it may be another user's.
   [[maybe_unused]] const int result = fchmodat(folder.get(), kDatabaseName, 0600, 0);
   DatabaseHandle opened = open_database_file(path_of(kDatabaseName));

@@ -11,10 +11,7 @@
 #include <vector>
 
 #include "platform/platform.h"
-
-// Supplied by the platform under test: makes the next conf_init find no configuration at all, as on a new appliance. It
-// is called before each test, in a process that is not connected.
-void platform_conformance_reset();
+#include "tests/platform/reset.h"
 
 namespace conformance {
 

@@ -7,8 +7,8 @@
 #include <string>
 
 #include "platform/reference/reference.h"
-#include "tests/platform/conformance.h"
 #include "tests/platform/reference_root.h"
+#include "tests/platform/reset.h"
 
 namespace {
 
