@@ -137,8 +137,8 @@ void message(const char *format, ...)
 #endif
     ;
 
-/* The shared debug record, or null while there is none. Set by conf_init at the latest, also by one that fails; from then
- * on there is one to the end of the process, since a signal handler looks at it. */
+/* The shared debug record, or null while there is none. Set by conf_init at the latest, also by one that fails; from
+ * then on there is one to the end of the process, since a signal handler looks at it. */
 extern struct ncfg_debug_zone *nCfg_debug_zone;
 
 /* An entry for the appliance's system event log. result: 1 success, 2 failure. version, category and kind are passed
