@@ -179,11 +179,37 @@ int32_t process_content(Walk *walk, PKCS7 *content) {
   return 0;
 }
 
+// Steps over the head of the element at *at, and over its content when asked. False when there is none in front of end.
+bool step(const unsigned char **at, const unsigned char *end, bool over_content) {
+  long length = 0;
+  int tag = 0;
+  int tag_class = 0;
+  if (*at >= end || (ASN1_get_object(at, &length, &tag, &tag_class, end - *at) & 0x80) != 0) {
+    return false;
+  }
+  *at += over_content ? length : 0;
+  return true;
+}
+
+// Whether the container's safes have their optional content. OpenSSL 1.1.1 follows a null pointer when they do not, and
+// offers no other way to look than at the encoded form: version, then a sequence of type and content, then the MAC,
+// which is a sequence and no context tag.
+bool has_safes(PKCS12 *container) {
+  unsigned char *bytes = nullptr;
+  const int length = i2d_PKCS12(container, &bytes);
+  const unsigned char *at = bytes;
+  const unsigned char *end = bytes + (length > 0 ? length : 0);
+  const bool present = length > 0 && step(&at, end, false) && step(&at, end, true) && step(&at, end, false) &&
+                       step(&at, end, true) && at < end && *at == (V_ASN1_CONTEXT_SPECIFIC | V_ASN1_CONSTRUCTED);
+  OPENSSL_clear_free(bytes, length > 0 ? static_cast<size_t>(length) : 0);
+  return present;
+}
+
 }  // namespace
 
 void ProcessPKCS12(PKCS12 *container, CertificateCallback callback) {
   CertStoreClear();
-  const Pkcs12SafesOwner safes(PKCS12_unpack_authsafes(container));
+  const Pkcs12SafesOwner safes(has_safes(container) ? PKCS12_unpack_authsafes(container) : nullptr);
   Walk walk = {.callback = callback, .budget = kKeyDerivationBudget};
   const int count = safes.present() ? sk_PKCS7_num(safes.get()) : 0;
   for (int i = 0; i < count; i++) {
