@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <poll.h>
 #include <signal.h>
@@ -136,7 +137,11 @@ FabricProgram::~FabricProgram() {
 int FabricProgram::wait_for_end() {
   pid_t pid = pid_;
   pid_ = -1;
-  return wait_for(pid);
+  int status = wait_for(pid);
+  // A sanitizer's report ends the program with a status of its own, or with the one of a failed expectation.
+  EXPECT_EQ(output().find("Sanitizer"), std::string::npos) << output();
+  EXPECT_TRUE(status == 0 || status == 1) << status << "\n" << output();
+  return status;
 }
 
 int FabricProgram::end() {

@@ -45,7 +45,7 @@ TEST(Faults, WithoutOneTheAnswerIsWhole) {
   FabricProgram fabric("{}");
   Reply reply = versions(fabric);
   EXPECT_EQ(reply.raw,
-            "HTTP/1.1 200 OK\r\nContent-Type: text/xml; charset=utf-8\r\nContent-Length: 201\r\n"
+            "HTTP/1.1 200 OK\r\nContent-Type: text/xml; charset=utf-8\r\nContent-Length: 202\r\n"
             "Connection: keep-alive\r\n\r\n" +
                 kVersions);
   EXPECT_EQ(last_line(fabric)["fault"], nullptr);
@@ -84,7 +84,7 @@ TEST(Faults, ResetMayComeAfterSomeBytes) {
   Reply reply = versions(fabric);
   EXPECT_TRUE(reply.reset);
   EXPECT_EQ(reply.body, "<?xml version=\"1.0\" encoding=\"utf-8\"?>");
-  EXPECT_THAT(reply.head, HasSubstr("Content-Length: 201\r\n"));
+  EXPECT_THAT(reply.head, HasSubstr("Content-Length: 202\r\n"));
 }
 
 TEST(Faults, SilentLastsUntilThePeerGivesUp) {
@@ -121,19 +121,19 @@ TEST(Faults, EmptyAndHtmlAreAnsweredWith200) {
 TEST(Faults, CutKeepsOrCutsTheLength) {
   FabricProgram full(with_fault(R"("kind":"cut","bytes":5)"));
   Reply reply = versions(full);
-  EXPECT_THAT(reply.head, HasSubstr("Content-Length: 201\r\n"));
+  EXPECT_THAT(reply.head, HasSubstr("Content-Length: 202\r\n"));
   EXPECT_EQ(reply.body, "<?xml");
   EXPECT_FALSE(reply.timed_out);
   FabricProgram cut(with_fault(R"("kind":"cut","contentLength":"cut")"));
   reply = versions(cut);
-  EXPECT_THAT(reply.head, HasSubstr("Content-Length: 100\r\n"));
-  EXPECT_EQ(reply.body, kVersions.substr(0, 100));
+  EXPECT_THAT(reply.head, HasSubstr("Content-Length: 101\r\n"));
+  EXPECT_EQ(reply.body, kVersions.substr(0, 101));
 }
 
 TEST(Faults, WrongLengthTellsMoreThanComes) {
   FabricProgram fabric(with_fault(R"("kind":"wrong-length","lengthChange":9)"));
   Reply reply = versions(fabric);
-  EXPECT_THAT(reply.head, HasSubstr("Content-Length: 210\r\n"));
+  EXPECT_THAT(reply.head, HasSubstr("Content-Length: 211\r\n"));
   EXPECT_EQ(reply.body, kVersions);
 }
 
@@ -166,8 +166,8 @@ TEST(Faults, GarbageIsNoHttp) {
 TEST(Faults, HugeIsHuge) {
   FabricProgram fabric(with_fault(R"("kind":"huge","megabytes":3)"));
   Reply reply = versions(fabric);
-  EXPECT_EQ(reply.body.size(), 201u + 3 * 1024 * 1024);
-  EXPECT_EQ(last_line(fabric)["answer"]["bodyLength"], 201 + 3 * 1024 * 1024);
+  EXPECT_EQ(reply.body.size(), 202u + 3 * 1024 * 1024);
+  EXPECT_EQ(last_line(fabric)["answer"]["bodyLength"], 202 + 3 * 1024 * 1024);
 }
 
 TEST(Faults, OccurrenceAndTimesCountWhatFits) {

@@ -97,10 +97,11 @@ bool load_exact(const std::string &body, const Shape &shape, pugi::xml_document 
   if (body.compare(0, declaration.size(), declaration) != 0)
     judgement.add("body", "to begin with " + declaration, in_quotes(body.substr(0, declaration.size())));
   pugi::xml_node root = document.document_element();
-  if (shape.name != root.name())
+  if (shape.name != root.name()) {
     judgement.add("body", "<" + shape.name + ">", tag_name(root));
-  else
-    judge_element(root, shape, "", judgement);
+    return false;
+  }
+  judge_element(root, shape, "", judgement);
   return true;
 }
 

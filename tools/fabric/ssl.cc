@@ -7,16 +7,34 @@
 
 namespace kelvane::fabric {
 
-void load_legacy_algorithms() {
 #if OPENSSL_VERSION_NUMBER >= 0x30000000L
-  static const bool loaded = [] {
-    // Once a provider is loaded by name the default one is no longer loaded by itself.
-    bool both = OSSL_PROVIDER_load(nullptr, "default") != nullptr;
-    return OSSL_PROVIDER_load(nullptr, "legacy") != nullptr && both;
-  }();
-  if (!loaded) throw CryptoError("OpenSSL's legacy provider is not installed, and with it 40-bit RC2 is missing");
-#endif
+namespace {
+
+// Once a provider is loaded by name the default one is no longer loaded by itself. Unloaded at exit, before OpenSSL
+// cleans up.
+struct Providers {
+  OSSL_PROVIDER *usual = OSSL_PROVIDER_load(nullptr, "default");
+  OSSL_PROVIDER *legacy = OSSL_PROVIDER_load(nullptr, "legacy");
+
+  Providers() = default;
+  Providers(const Providers &) = delete;
+  Providers &operator=(const Providers &) = delete;
+  ~Providers() {
+    if (legacy != nullptr) OSSL_PROVIDER_unload(legacy);
+    if (usual != nullptr) OSSL_PROVIDER_unload(usual);
+  }
+};
+
+}  // namespace
+
+void load_legacy_algorithms() {
+  static const Providers providers;
+  if (providers.usual == nullptr || providers.legacy == nullptr)
+    throw CryptoError("OpenSSL's legacy provider is not installed, and with it 40-bit RC2 is missing");
 }
+#else
+void load_legacy_algorithms() {}
+#endif
 
 void throw_crypto(const std::string &what) {
   unsigned long code = ERR_get_error();
