@@ -111,7 +111,7 @@ std::string policy_fault(const ncfg_account *account, const char *password) {
   return fault;
 }
 
-constexpr ncfg_gui_dashboard kPages[] = {{.name = "status", .columns = 2}, {.name = "security", .columns = 3}};
+constexpr ncfg_gui_dashboard kPages[] = {{{"status"}, 2}, {{"security"}, 3}};
 
 bool append_pages(cmf_query *query) {
   if (place_of(query).table->definition.number != NCFG_TABLE_GUI_DASHBOARD) {
