@@ -1,0 +1,174 @@
+// The wrapped calls, driven end to end: the probe program runs in a sandbox of its own.
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <sys/wait.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+namespace {
+
+namespace files = std::filesystem;
+
+std::string read(const files::path &file) {
+  std::ifstream stream(file, std::ios::binary);
+  return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+}
+
+class Layer : public testing::Test {
+ protected:
+  Layer() {
+    std::string pattern = (files::temp_directory_path() / "sandbox-test-XXXXXX").string();
+    folder_ = mkdtemp(pattern.data());
+    files::create_directories(folder_ / "disc");
+    std::ofstream(folder_ / "disc/file") << "on the disc";
+  }
+  ~Layer() override { files::remove_all(folder_); }
+
+  // Runs the probe; what it printed is in out_, the trace between conf_init and the end in trace_.
+  int run(const std::string &deeds, const std::string &options) {
+    const std::string base = folder_.string();
+    const std::string command = std::string(PROBE) + " --root " + base + "/root --trace " + base + "/trace --log " +
+                                base + "/log --clock virtual --start-time 1000 " + options + " -- " + deeds + " >" +
+                                base + "/out 2>" + base + "/err";
+    const int status = system(command.c_str());
+    out_ = read(folder_ / "out");
+    trace_ = read(folder_ / "trace");
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  }
+  std::string script(const std::string &text) {
+    std::ofstream(folder_ / "script") << text;
+    return " --script " + (folder_ / "script").string();
+  }
+  std::string disc() const { return "--media " + (folder_ / "disc").string(); }
+
+  files::path folder_;
+  std::string out_;
+  std::string trace_;
+};
+
+TEST_F(Layer, FilesLieBelowTheRootAndTheTraceNamesThemAsTheyWereNamed) {
+  EXPECT_EQ(run("files", ""), 3) << read(folder_ / "err");
+  EXPECT_EQ(out_,
+            "write 5\naccess 0\nstat 0\nsize 5\nrename 0\nsymlink 0\nmkdir 0\nfopen 1\nunlink 0\nmissing -1\nerrno "
+            "1\n");
+  EXPECT_EQ(trace_,
+            "platform conf_init() = 0\n"
+            "system open(\"/data/etc/x\", \"w\") = ok\n"
+            "system close(\"/data/etc/x\") a second time\n"
+            "system access(\"/data/etc/x\", F_OK) = 0\n"
+            "system stat(\"/data/etc/x\") = 0\n"
+            "system rename(\"/data/etc/x\", \"/data/etc/y\") = 0\n"
+            "system symlink(\"/etc/zoneinfo/UTC\", \"/etc/localtime\") = 0\n"
+            "system mkdir(\"/cdrom\", 0700) = 0\n"
+            "system open(\"/data/etc/y\", \"r\") = ok\n"
+            "system unlink(\"/data/etc/y\") = 0\n"
+            "system open(\"/data/etc/y\", \"r\") = -1 ENOENT\n"
+            "platform conf_end()\n"
+            "exit 3\n");
+  EXPECT_EQ(files::read_symlink(folder_ / "root/etc/localtime").string(), "/etc/zoneinfo/UTC");
+  EXPECT_TRUE(files::is_directory(folder_ / "root/cdrom"));
+}
+
+TEST_F(Layer, PlannedFailuresHappenAndAreTraced) {
+  run("files", "--fault 'open:/data/etc/y:EMFILE:1' --fault 'mkdir::EROFS:*'");
+  EXPECT_EQ(out_,
+            "write 5\naccess 0\nstat 0\nsize 5\nrename 0\nsymlink 0\nmkdir -1\nfopen 0\nunlink 0\nmissing -1\nerrno "
+            "1\n");
+  EXPECT_NE(trace_.find("system mkdir(\"/cdrom\", 0700) = -1 EROFS\n"), std::string::npos) << trace_;
+  EXPECT_NE(trace_.find("system open(\"/data/etc/y\", \"r\") = -1 EMFILE\n"), std::string::npos) << trace_;
+}
+
+TEST_F(Layer, TheDiscIsAFolder) {
+  run("disc", disc() + " --media-type iso9660");
+  EXPECT_EQ(out_, "device 1\nudf -1\niso9660 0\nfile 0\ncopy 0\numount 0\nfile -1\ncopied 0\n");
+  EXPECT_EQ(read(folder_ / "root/data/etc/copy"), "on the disc");
+}
+
+TEST_F(Layer, WithoutADiscTheDeviceDoesNotOpen) {
+  run("disc", "");
+  EXPECT_EQ(out_, "device 0\nudf -1\niso9660 -1\nfile -1\ncopy -1\numount -1\nfile -1\ncopied -1\n");
+}
+
+TEST_F(Layer, SleepsMoveTheVirtualClock) {
+  run("clock", "--trace-times");
+  EXPECT_EQ(out_, "time 1000\nsleep 0\ntime 1100\n");
+  EXPECT_EQ(trace_, "[0] platform conf_init() = 0\n[0] sleep 100\n[100] platform conf_end()\n[100] exit 3\n");
+}
+
+TEST_F(Layer, AScaledClockRunsFaster) {
+  run("clock", "--clock scaled:1000");
+  EXPECT_EQ(out_.substr(0, 20), "time 1000\nsleep 0\nti");
+  EXPECT_GE(std::stol(out_.substr(out_.rfind(' '))), 1100);
+}
+
+TEST_F(Layer, TheRunStopsAtTheSleepThatReachesTheTime) {
+  EXPECT_EQ(run("loop", "--stop-after 3"), 0) << read(folder_ / "err");
+  EXPECT_EQ(trace_, "platform conf_init() = 0\nsleep 1\nsleep 1\nsleep 1\nstop\n");
+}
+
+TEST_F(Layer, ExitIsTraced) {
+  EXPECT_EQ(run("exit", ""), 7);
+  EXPECT_EQ(trace_, "platform conf_init() = 0\nexit 7\n");
+}
+
+TEST_F(Layer, ATestCommandOfTheScriptRaisesTheSignal) {
+  run("signals", script(R"([{"at": 3, "command": 4}, {"at": 5, "command": 4}])"));
+  EXPECT_EQ(out_, "signals 2\nother 0\n");
+  EXPECT_EQ(trace_,
+            "platform conf_init() = 0\nsystem sigaction(SIGUSR2, SA_RESTART) = 0\nsleep 10\n"
+            "system kill(1, SIGTERM) = 0\nplatform conf_end()\nexit 3\n");
+}
+
+TEST_F(Layer, TheScriptChangesTheConfigurationWithoutATrace) {
+  run("platform", script(R"([{"at": 0, "endpoint": "10.0.0.1"},
+      {"at": 5, "set": {"table": 440, "key": "port1", "fields": {"AzureEndpoint": "168.63.129.16"}}}])"));
+  EXPECT_EQ(out_, "endpoint 16777226\nendpoint 276905896\nwrite 0\n");
+  EXPECT_EQ(trace_,
+            "platform conf_init() = 0\n"
+            "platform cmf_query_create(440) = query\n"
+            "platform cmf_query_do_table_find(440, 0, \"port1\", 2) = record 1\n"
+            "platform cmf_query_free(440)\n"
+            "sleep 10\n"
+            "platform cmf_query_create(440) = query\n"
+            "platform cmf_query_do_table_find(440, 0, \"port1\", 2) = record 1\n"
+            "platform cmf_query_free(440)\n"
+            "platform cmf_get_cur_domain_id() = 1\n"
+            "platform cmf_write_config(1) = 0\n"
+            "log [kelvane]: a line\\nand \"another\"\\n\n"
+            "platform conf_end()\n"
+            "exit 3\n");
+  EXPECT_EQ(read(folder_ / "log"), "[kelvane]: a line\nand \"another\"\n");
+}
+
+TEST_F(Layer, PlatformCallsFailByName) {
+  run("platform", "--fault 'cmf_query_do_table_find:440,*:1:2' --fault 'cmf_write_config::1:*'");
+  EXPECT_EQ(out_, "endpoint 0\nendpoint -1\nwrite -1\n");
+}
+
+TEST_F(Layer, AnEventThatCannotHappenEndsTheRunWithStatus3) {
+  EXPECT_EQ(run("loop", "--stop-after 9" + script(R"([{"at": 1, "url": "http://127.0.0.1:1/"}])")), 3);
+}
+
+TEST_F(Layer, FilesOfTheScriptLieBelowTheRoot) {
+  run("loop", "--stop-after 2" + script(R"([{"at": 1, "write": "/data/etc/z", "text": "new"}])"));
+  EXPECT_EQ(read(folder_ / "root/data/etc/z"), "new");
+}
+
+TEST_F(Layer, AKillOfTheScriptIsReal) {
+  run("loop", script(R"([{"at": 2, "kill": 9}])"));
+  EXPECT_EQ(trace_, "platform conf_init() = 0\nsleep 1\nsleep 1\n");
+}
+
+TEST_F(Layer, TheMachineIsTheSameEverywhere) {
+  run("machine", "--memory 512 --processors 4");
+  EXPECT_EQ(out_, "MiB 512\nprocessors 4\nsethostname 0\ngate\n");
+  EXPECT_EQ(read(folder_ / "root/etc/hostname"), "gate\n");
+}
+
+TEST_F(Layer, BadOptionsEndWithStatus2) {
+  EXPECT_EQ(run("", "--clock never"), 2);
+}
+
+}  // namespace

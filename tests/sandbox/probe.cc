@@ -1,0 +1,120 @@
+// A program in the agent's place: does what its arguments say, one after the other, and prints what came of it.
+#include <fcntl.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <sys/sysinfo.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <map>
+#include <string>
+
+#include "platform/platform.h"
+
+namespace {
+
+volatile sig_atomic_t signals_seen = 0;
+
+void on_signal(int) {
+  signals_seen = signals_seen + 1;
+  nCfg_debug_zone->test_command = 0;
+}
+
+void show(const char *what, long value) {
+  std::printf("%s %ld\n", what, value);
+}
+
+void files() {
+  const int made = open("/data/etc/x", O_WRONLY | O_CREAT | O_TRUNC, 0600);
+  show("write", write(made, "hello", 5));
+  close(made);
+  close(made);
+  show("access", access("/data/etc/x", F_OK));
+  struct stat status = {};
+  show("stat", stat("/data/etc/x", &status));
+  show("size", status.st_size);
+  show("rename", rename("/data/etc/x", "/data/etc/y"));
+  show("symlink", symlink("/etc/zoneinfo/UTC", "/etc/localtime"));
+  show("mkdir", mkdir("/cdrom", 0700));
+  FILE *stream = fopen("/data/etc/y", "re");
+  show("fopen", stream != nullptr);
+  if (stream != nullptr) fclose(stream);
+  show("unlink", unlink("/data/etc/y"));
+  show("missing", open("/data/etc/y", O_RDONLY));
+  show("errno", errno == ENOENT);
+}
+
+void disc() {
+  show("device", open("/dev/sr0", O_RDONLY) >= 0);
+  show("udf", mount("/dev/sr0", "/cdrom", "udf", MS_RDONLY, nullptr));
+  show("iso9660", mount("/dev/sr0", "/cdrom", "iso9660", MS_RDONLY, nullptr));
+  show("file", access("/cdrom/file", F_OK));
+  show("copy", ncfg_copyfile("/cdrom/file", "/data/etc/copy"));
+  show("umount", umount("/cdrom"));
+  show("file", access("/cdrom/file", F_OK));
+  show("copied", access("/data/etc/copy", F_OK));
+}
+
+void clock_() {
+  show("time", time(nullptr));
+  show("sleep", sleep(100));
+  show("time", time(nullptr));
+}
+
+void loop() {
+  for (;;) sleep(1);
+}
+
+void signals() {
+  struct sigaction action = {};
+  action.sa_handler = on_signal;
+  action.sa_flags = SA_RESTART;
+  sigaction(SIGUSR2, &action, nullptr);
+  sleep(10);
+  show("signals", signals_seen);
+  show("other", kill(1, SIGTERM));
+}
+
+void platform() {
+  cmf_query *query = cmf_query_create(440);
+  auto *port = static_cast<ncfg_interface *>(cmf_query_do_table_find(query, 0, "port1", 2));
+  show("endpoint", port != nullptr ? static_cast<long>(port->AzureEndpoint) : -1);
+  cmf_query_free(query);
+  sleep(10);
+  query = cmf_query_create(440);
+  port = static_cast<ncfg_interface *>(cmf_query_do_table_find(query, 0, "port1", 2));
+  show("endpoint", port != nullptr ? static_cast<long>(port->AzureEndpoint) : -1);
+  cmf_query_free(query);
+  show("write", cmf_write_config(cmf_get_cur_domain_id()));
+  message("[kelvane]: a line\nand \"another\"\n");
+}
+
+void machine() {
+  struct sysinfo info = {};
+  sysinfo(&info);
+  show("MiB", static_cast<long>(info.totalram * info.mem_unit >> 20));
+  show("processors", sysconf(_SC_NPROCESSORS_ONLN));
+  show("sethostname", sethostname("gate\0\0\0", 7));
+  char name[65] = "";
+  gethostname(name, sizeof name);
+  std::printf("%s\n", name);
+}
+
+}  // namespace
+
+int main(int argc, char **argv) {
+  const std::map<std::string, void (*)()> deeds = {
+      {"files", files},     {"disc", disc},         {"clock", clock_},    {"loop", loop},
+      {"signals", signals}, {"platform", platform}, {"machine", machine}, {"exit", [] { exit(7); }}};
+  conf_init();
+  for (int i = 1; i < argc; ++i) {
+    deeds.at(argv[i])();
+  }
+  conf_end();
+  return 3;
+}
