@@ -37,10 +37,12 @@ std::string contents(const std::filesystem::path &file) {
   return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
 }
 
+// Long lines, such as key texts, are cut.
 void indented(const std::string &text) {
+  constexpr size_t kWidest = 150;
   std::istringstream lines(text);
   for (std::string line; std::getline(lines, line);) {
-    std::printf("  %s\n", line.c_str());
+    std::printf("  %s%s\n", line.substr(0, kWidest).c_str(), line.size() > kWidest ? "..." : "");
   }
 }
 
@@ -62,8 +64,8 @@ struct Question {
 
 const std::vector<Question> &questions() {
   static const std::vector<Question> kQuestions = {
-      {"accounts", {"accounts"}},           {"SSH keys", {"keys", "NAME"}},
-      {"system settings", {"show", "100"}}, {"interface", {"show", "440", "port1"}},
+      {"accounts", {"account", "list"}}, {"SSH keys of the account that was provisioned", {"keys", "NAME"}},
+      {"host name", {"hostname"}},       {"endpoint", {"endpoint", "show"}},
       {"system events", {"events"}},
   };
   return kQuestions;
@@ -75,10 +77,11 @@ void show_appliance(const Demo &demo, const std::string &account) {
     std::vector<std::string> arguments = question.arguments;
     std::replace(arguments.begin(), arguments.end(), std::string("NAME"), account);
     std::printf("%s:\n", question.title);
-    indented(demo.kelvanectl(arguments));
+    const std::string answer = demo.kelvanectl(arguments);
+    indented(answer.empty() ? "none\n" : answer);
   }
   std::printf("marker /data/etc/.provisioned: %s", contents(demo.root() / "data/etc/.provisioned").c_str());
-  std::printf("host name: %s", contents(demo.root() / "etc/hostname").c_str());
+  std::printf("the machine's host name: %s", contents(demo.root() / "etc/hostname").c_str());
 }
 
 // ---- what the agent reported --------------------------------------------------------------------------------------
@@ -144,7 +147,7 @@ void appliance_checks(const Demo &demo, const Json &ovf, std::vector<Check> &che
   }
   const std::string user = ovf.value("userName", "");
   if (!user.empty()) {
-    const std::string accounts = demo.kelvanectl({"accounts"});
+    const std::string accounts = demo.kelvanectl({"account", "list"});
     checks.push_back({"account " + user, accounts.find(user) != std::string::npos, "found: " + accounts});
   }
   checks.push_back({"the marker of a provisioned appliance",
@@ -184,7 +187,7 @@ void let_go(Demo &demo) {
               demo.options().speed);
   indented("tail -f " + (demo.options().out / "agent.log").string() + "\n" +  //
            ctl + " debug level 7\n" +                                         //
-           ctl + " test 1\n" +                                                //
+           ctl + " command 1\n" +                                             //
            "curl " + fabric + "/_fabric/verdict\n" +                          //
            "curl " + fabric + "/_fabric/journal\n");
   std::printf("\n  to end both: kill %d %d\n", static_cast<int>(demo.agent().pid()),
