@@ -76,7 +76,9 @@ int32_t store_given_password(ncfg_account *record, const char *password) {
 int32_t store_random_password(ncfg_account *record) {
   RandomText password;
   DescriptorOwner source(open(kRandomSource, O_RDONLY | O_CLOEXEC));
-  if (password.read_from(source.get()) != 0) {
+  const int32_t made = password.read_from(source.get());
+  source.close_now();
+  if (made != 0) {
     LOG_ABOVE(0, "[kelvane]: no random bytes for the password of %s\n", record->name);
     return -1;
   }
