@@ -56,7 +56,7 @@ std::vector<Table> make_tables() {
        sizeof(ncfg_interface),
        {FIELD(ncfg_interface, name, Kind::kText), FIELD(ncfg_interface, manual, Kind::kUnsigned),
         FIELD(ncfg_interface, addressing_mode, Kind::kUnsigned), FIELD(ncfg_interface, address, Kind::kAddress),
-        FIELD(ncfg_interface, netmask, Kind::kAddress), FIELD(ncfg_interface, default_server, Kind::kAddress),
+        FIELD(ncfg_interface, netmask, Kind::kAddress), FIELD(ncfg_interface, default_server, Kind::kUnsigned),
         FIELD(ncfg_interface, AzureEndpoint, Kind::kAddress)}},
       {NCFG_TABLE_EVENT_HUB,
        "event hub",
@@ -172,6 +172,9 @@ std::string password_state(const std::string &stored) {
       {"$6$", "sha512crypt"}, {"$5$", "sha256crypt"},    {"$1$", "md5crypt"}};
   if (stored.empty()) {
     return "not set";
+  }
+  if (stored[0] == '*' || stored[0] == '!') {
+    return "not set (locked)";
   }
   for (const auto &[prefix, scheme] : kSchemes) {
     if (stored.rfind(prefix, 0) == 0) {
