@@ -5,6 +5,7 @@
 
 #include "core/base/xml.h"
 #include "protocol/ext_handler_list.h"
+#include "tests/unit/protocol/allocation_spies.h"
 #include "tests/unit/protocol/spies.h"
 
 using kelvane::ExtConfig;
@@ -344,6 +345,33 @@ TEST_F(ExtConfigTest, FourHundredPluginsAndDuplicatesAreAllKept) {
     EXPECT_EQ(handler(i).sequence_number, i + 1) << "of two equal handlers the first takes both entries, the last wins";
     EXPECT_EQ(handler(i + 1).has_runtime_settings, 0u);
   }
+}
+
+TEST_F(ExtConfigTest, WithoutMemoryForTheRecordsTheListIsEmptyAndRuntimeSettingsAreSkipped) {
+  recording::set_debug_level(6);
+  spies::refuse_calloc_of = sizeof(ExtHandler);
+  EXPECT_EQ(parse_inside("<StatusUploadBlob>u</StatusUploadBlob><Plugins><Plugin name=\"a\"/></Plugins>"), 0);
+  spies::refuse_calloc_of = 0;
+  EXPECT_EQ(config_.handlers.handlers, nullptr);
+  EXPECT_EQ(config_.handlers.count, 0);
+  EXPECT_EQ(text(config_.status_upload_url.get()), "u");
+  EXPECT_EQ(recording::messages(), Lines{});
+}
+
+TEST_F(ExtConfigTest, EachAllocationMayFailWithoutHarm) {
+  const XmlOwner xml = kelvane::xml_load(kWhole, sizeof kWhole - 1);
+  ASSERT_TRUE(xml.present());
+  int failed = 0;
+  for (int nth = 1; nth < 100; nth++) {
+    spies::refuse_malloc = nth;
+    EXPECT_EQ(kelvane::ExtConfigParse(xml.get(), &config_), 0);
+    failed += spies::refuse_malloc == 0 ? 1 : 0;
+    spies::refuse_malloc = 0;
+    EXPECT_EQ(config_.handlers.count, 2);
+  }
+  EXPECT_GE(failed, 12) << "texts of the document";
+  EXPECT_LT(failed, 99) << "and then none failed any more";
+  EXPECT_EQ(names(config_), (Lines{"Some.Name.First", "Some.Name.Second"}));
 }
 
 // ---- PluginSettings ----

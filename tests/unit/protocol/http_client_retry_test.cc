@@ -5,6 +5,7 @@
 #include "core/base/curl_owners.h"
 #include "credentials/transport_cert.h"
 #include "protocol/wire/http_client.h"
+#include "tests/unit/protocol/allocation_spies.h"
 #include "tests/unit/protocol/spies.h"
 
 using kelvane::Buffer;
@@ -353,6 +354,18 @@ TEST_F(RetryTest, TheCertificatesHeadersGoWithoutTheCertificateWhileThereIsNone)
   kelvane::TransportCertCleanup();
   EXPECT_EQ(texts_of(CurlListOwner(kelvane::wire_certificates_headers())),
             (Lines{"x-ms-agent-name: TorvikGuest", "x-ms-version: 2012-11-30", "x-ms-cipher-name: DES_EDE3_CBC"}));
+}
+
+TEST_F(RetryTest, ACertificateHeaderThatCannotBeAllocatedIsLeftOut) {
+  ASSERT_EQ(kelvane::TransportCertMake(), 0);
+  EXPECT_EQ(texts_of(CurlListOwner(kelvane::wire_certificates_headers())).size(), 4u);
+  spies::refuse_malloc = 1;
+  EXPECT_EQ(texts_of(CurlListOwner(kelvane::wire_certificates_headers())),
+            (Lines{"x-ms-agent-name: TorvikGuest", "x-ms-version: 2012-11-30", "x-ms-cipher-name: DES_EDE3_CBC"}));
+  spies::refuse_malloc = 0;
+  spies::spies().refuse_list_append = 4;
+  EXPECT_EQ(texts_of(CurlListOwner(kelvane::wire_certificates_headers())).size(), 3u);
+  kelvane::TransportCertCleanup();
 }
 
 TEST_F(RetryTest, ListsThatCannotBeMadeAreNone) {

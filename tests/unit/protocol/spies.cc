@@ -2,8 +2,6 @@
 
 #include <arpa/inet.h>
 #include <fcntl.h>
-#include <sys/stat.h>
-
 #include <cstdarg>
 #include <cstdlib>
 #include <cstring>
@@ -15,8 +13,12 @@
 #include "protocol/wire/http_request.h"
 #include "protocol/wire/status_blob.h"
 #include "protocol/wire/wire_protocol.h"
+#include "tests/unit/protocol/allocation_spies.h"
 
 namespace spies {
+
+int refuse_malloc = 0;
+size_t refuse_calloc_of = 0;
 
 Spies &spies() {
   static Spies all;
@@ -116,15 +118,19 @@ void __real_curl_easy_cleanup(CURL *handle);
 CURLcode __real_curl_easy_setopt(CURL *handle, CURLoption option, ...);
 CURLcode __real_curl_easy_perform(CURL *handle);
 CURLcode __real_curl_easy_getinfo(CURL *handle, CURLINFO info, ...);
+void *__real_malloc(size_t size);
+void *__real_calloc(size_t count, size_t size);
 curl_slist *__real_curl_slist_append(curl_slist *list, const char *text);
 void __real_curl_slist_free_all(curl_slist *list);
 int __real_open(const char *path, int flags, ...);
 
 CURL *__wrap_curl_easy_init();
 void __wrap_curl_easy_cleanup(CURL *handle);
-CURLcode __wrap_curl_easy_setopt(CURL *handle, CURLoption option, ...);
+CURLcode __wrap_curl_easy_setopt(CURL *handle, unsigned number, ...);
 CURLcode __wrap_curl_easy_perform(CURL *handle);
-CURLcode __wrap_curl_easy_getinfo(CURL *handle, CURLINFO info, ...);
+CURLcode __wrap_curl_easy_getinfo(CURL *handle, unsigned number, ...);
+void *__wrap_malloc(size_t size);
+void *__wrap_calloc(size_t count, size_t size);
 curl_slist *__wrap_curl_slist_append(curl_slist *list, const char *text);
 void __wrap_curl_slist_free_all(curl_slist *list);
 int __wrap_open(const char *path, int flags, ...);
@@ -147,15 +153,17 @@ void __wrap_curl_easy_cleanup(CURL *handle) {
   __real_curl_easy_cleanup(handle);
 }
 
-CURLcode __wrap_curl_easy_setopt(CURL *handle, CURLoption option, ...) {
+// The option is taken as a number: va_start must not follow an enumeration.
+CURLcode __wrap_curl_easy_setopt(CURL *handle, unsigned number, ...) {
+  const auto option = static_cast<CURLoption>(number);
   va_list arguments;
-  va_start(arguments, option);
+  va_start(arguments, number);
   CURLcode result = CURLE_UNKNOWN_OPTION;
   std::string value;
   if (option < CURLOPTTYPE_OBJECTPOINT) {
-    const long number = va_arg(arguments, long);
-    value = std::to_string(number);
-    result = __real_curl_easy_setopt(handle, option, number);
+    const long given = va_arg(arguments, long);
+    value = std::to_string(given);
+    result = __real_curl_easy_setopt(handle, option, given);
   } else if (option < CURLOPTTYPE_FUNCTIONPOINT) {
     void *pointer = va_arg(arguments, void *);
     value = spies::pointer_text(option, pointer);
@@ -183,9 +191,10 @@ CURLcode __wrap_curl_easy_perform(CURL *handle) {
   return static_cast<CURLcode>(attempt.result);
 }
 
-CURLcode __wrap_curl_easy_getinfo(CURL *handle, CURLINFO info, ...) {
+CURLcode __wrap_curl_easy_getinfo(CURL *handle, unsigned number, ...) {
+  const auto info = static_cast<CURLINFO>(number);
   va_list arguments;
-  va_start(arguments, info);
+  va_start(arguments, number);
   void *to = va_arg(arguments, void *);
   va_end(arguments);
   if (info == CURLINFO_RESPONSE_CODE && spies::scripted_status >= 0) {
@@ -193,6 +202,17 @@ CURLcode __wrap_curl_easy_getinfo(CURL *handle, CURLINFO info, ...) {
     return CURLE_OK;
   }
   return __real_curl_easy_getinfo(handle, info, to);
+}
+
+void *__wrap_malloc(size_t size) {
+  if (spies::refuse_malloc > 0 && --spies::refuse_malloc == 0) {
+    return nullptr;
+  }
+  return __real_malloc(size);
+}
+
+void *__wrap_calloc(size_t count, size_t size) {
+  return size != 0 && size == spies::refuse_calloc_of ? nullptr : __real_calloc(count, size);
 }
 
 curl_slist *__wrap_curl_slist_append(curl_slist *list, const char *text) {
