@@ -80,18 +80,19 @@ def check_verbs(tree):
 
 def check_programs(tree):
     """Every program that a document names is built here, and every program is named in the documents."""
-    built = set()
-    for file in tree.matching(r"(.*/)?CMakeLists\.txt"):
+    built, targets = set(), set()
+    for file in tree.matching(r"(.*/)?CMakeLists\.txt|cmake/\w+\.cmake"):
+        programs = set(re.findall(r"add_executable\(\s*([\w-]+)", tree.read(file)))
+        targets |= programs | set(re.findall(r"add_library\(\s*([\w-]+)", tree.read(file)))
         if not file.startswith("tests/"):
-            built |= set(re.findall(r"add_executable\(\s*([\w-]+)", tree.read(file)))
+            built |= programs
     named = set()
     for document in tree.documents:
         for span in code_spans(tree.read(document)):
             named |= {(document, name) for name in re.findall(r"(?<![\w./-])kelvane(?:ctl|-[a-z]+)(?![\w./-])", span)}
-    libraries = {"kelvane-agent", "kelvane-platform", "kelvane-main"}
     for document, name in sorted(named):
-        if name not in built | libraries:
-            yield f"{document}: {name} is no program of this tree"
+        if name not in targets:
+            yield f"{document}: {name} is no target of this tree"
     for name in sorted(built - {name for _, name in named} - {"kelvane"}):
         yield f"no document names the program {name}"
 
