@@ -6,6 +6,7 @@
 #include <netinet/in.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -61,6 +62,7 @@ pid_t start(const std::vector<std::string> &words, const std::string &output) {
   arguments.push_back(nullptr);
   pid_t pid = fork();
   if (pid != 0) return pid;
+  prctl(PR_SET_PDEATHSIG, SIGTERM);  // a test that breaks off leaves no fabric behind
   int fd = open(output.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
   dup2(fd, 1);
   dup2(fd, 2);
