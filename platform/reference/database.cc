@@ -1,6 +1,7 @@
 #include "platform/reference/database.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -21,7 +22,7 @@ namespace {
 constexpr char kNewName[] = ".kelvane-config.db.new";
 constexpr off_t kSector = 512;
 constexpr int kLockTries = 100;
-constexpr long kLockPauseNanoseconds = 50'000'000;
+constexpr int kLockPauseMilliseconds = 50;
 
 DatabaseHandle connection;
 bool connected = false;  // between connect_database and disconnect_database
@@ -33,8 +34,7 @@ Descriptor lock_folder() {
     if (errno != EWOULDBLOCK || attempt == kLockTries) {
       throw_errno("another process holds the configuration folder");
     }
-    const timespec pause = {.tv_sec = 0, .tv_nsec = kLockPauseNanoseconds};
-    nanosleep(&pause, nullptr);
+    poll(nullptr, 0, kLockPauseMilliseconds);  // unlike nanosleep, real time also where a program plays with the clock
   }
   return folder;
 }

@@ -1,5 +1,6 @@
 #include "platform/reference/ssh_key.h"
 
+#include <algorithm>
 #include <cstring>
 #include <string_view>
 #include <vector>

@@ -109,7 +109,7 @@ TEST_F(Accounts, PolicyReasonIsCutToItsRoom) {
   EXPECT_NE(0, check_passwd_policy(&guest, "a", nullptr, 0));
 }
 
-TEST_F(Accounts, PolicyTakesNoNotice0fThePasswordField) {
+TEST_F(Accounts, PolicyTakesNoNoticeOfThePasswordField) {
   ncfg_account guest = new_account("guest", "");
   memset(guest.password, 'p', sizeof guest.password);
   char reason[512];

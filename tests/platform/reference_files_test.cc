@@ -2,6 +2,7 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <sqlite3.h>
+#include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -331,6 +332,32 @@ TEST_F(Reference, ShortLockIsWaitedOut) {
   ASSERT_TRUE(other.wait());
   EXPECT_EQ(0, set_endpoint("port1", 4));
   EXPECT_TRUE(other.succeeded());
+}
+
+TEST_F(Reference, ConnectionWaitsForAnotherThatIsBeingMade) {
+  std::filesystem::create_directories(database_folder());
+  OtherProcess other([](OtherProcess &self) {
+    const int folder = open(database_folder().c_str(), O_RDONLY | O_DIRECTORY);
+    EXPECT_EQ(0, flock(folder, LOCK_EX));
+    self.tell();
+    usleep(500'000);
+    close(folder);
+  });
+  ASSERT_TRUE(other.wait());
+  const double waited = seconds_of([] { EXPECT_EQ(0, conf_init()); });
+  EXPECT_LT(0.3, waited);
+  EXPECT_TRUE(other.succeeded());
+}
+
+TEST_F(Reference, ConnectionDoesNotWaitForEver) {
+  std::filesystem::create_directories(database_folder());
+  const int folder = open(database_folder().c_str(), O_RDONLY | O_DIRECTORY);
+  ASSERT_EQ(0, flock(folder, LOCK_EX));
+  const double waited = seconds_of([] { EXPECT_GT(0, conf_init()); });
+  close(folder);
+  EXPECT_LT(2.0, waited);
+  EXPECT_GT(10.0, waited);
+  EXPECT_TRUE(logged("another process holds the configuration folder"));
 }
 
 TEST_F(Reference, LockedDatabaseLosesAnEventButNothingElse) {
