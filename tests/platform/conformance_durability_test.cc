@@ -311,6 +311,27 @@ TEST_F(Processes, RecordsOfTwoProcessesHaveKeyNumbersOfTheirOwn) {
   EXPECT_EQ(ours, nCfg_query(NCFG_TABLE_ACCOUNTS)->found_key_number);
 }
 
+TEST_F(Processes, WalkMergesPendingAndOthersRecordsInKeyNumberOrder) {
+  OtherProcess other([](OtherProcess &self) {
+    ASSERT_EQ(0, conf_init());
+    ASSERT_TRUE(self.wait());
+    EXPECT_EQ(0, append_account("theirs"));
+    EXPECT_EQ(0, write_config());
+  });
+  ASSERT_EQ(0, conf_init());
+  ASSERT_EQ(0, append_account("ours"));
+  other.tell();
+  ASSERT_TRUE(other.succeeded());
+  cmf_query *query = nCfg_query(NCFG_TABLE_ACCOUNTS);
+  std::vector<uint32_t> numbers;
+  for (void *record = cmf_query_table_head(query); record != nullptr; record = cmf_query_get_next(query)) {
+    numbers.push_back(query->found_key_number);
+  }
+  ASSERT_EQ(3u, numbers.size());
+  EXPECT_LT(numbers[0], numbers[1]);
+  EXPECT_LT(numbers[1], numbers[2]);
+}
+
 TEST_F(Processes, WriteSucceedsThoughAnotherProcessDeletedTheRecord) {
   OtherProcess other([](OtherProcess &self) {
     ASSERT_EQ(0, conf_init());

@@ -327,6 +327,14 @@ TEST_F(Query, ChildTableOfAPendingParentOpens) {
   EXPECT_NE(nullptr, child.get());
 }
 
+TEST_F(Query, ChildTableOfADeletedParentTakesNothing) {
+  ASSERT_EQ(0, append_account("guest"));
+  const OwnQuery child(child_of("guest", NCFG_TABLE_ACCOUNT_DASHBOARD));
+  const ncfg_dashboard_entry entry = {.widget = 1, .column = 1, .open = 1, .height = 300, .reserved = {}};
+  ASSERT_EQ(0, nCfg_table_delete_by_mkey(NCFG_TABLE_ACCOUNTS, "guest"));
+  EXPECT_GT(0, cmf_query_table_append(child.get(), &entry));
+}
+
 TEST_F(Query, ChildTableOpensOnlyUnderItsParentTable) {
   EXPECT_EQ(nullptr, child_of("nobody", NCFG_TABLE_ACCOUNT_DASHBOARD));
   EXPECT_EQ(nullptr, child_of("admin", NCFG_TABLE_WIDGETS));

@@ -86,6 +86,33 @@ class Sqlite {
   sqlite3 *handle_ = nullptr;
 };
 
+int64_t rows(const char *table) {
+  sqlite3 *handle = nullptr;
+  sqlite3_stmt *statement = nullptr;
+  EXPECT_EQ(SQLITE_OK, sqlite3_open(reference_database_path().c_str(), &handle));
+  const std::string sql = std::string("SELECT count(*) FROM ") + table;
+  EXPECT_EQ(SQLITE_OK, sqlite3_prepare_v2(handle, sql.c_str(), -1, &statement, nullptr));
+  EXPECT_EQ(SQLITE_ROW, sqlite3_step(statement));
+  const int64_t count = sqlite3_column_int64(statement, 0);
+  sqlite3_finalize(statement);
+  sqlite3_close(handle);
+  return count;
+}
+
+TEST_F(Reference, DeletedAccountLeavesNoRowBehind) {
+  ASSERT_EQ(0, conf_init());
+  const int64_t before = rows("records");
+  ASSERT_EQ(0, append_account("guest"));
+  ASSERT_EQ(0, append_dashboard("guest", 3));
+  ASSERT_EQ(0, ssh_pubkey_data_set(
+                   "guest", "ssh-ed25519 AAAAC3NzaC1lZDI1NTE5AAAAIHFxcXFxcXFxcXFxcXFxcXFxcXFxcXFxcXFxcXFxcXFx", 1));
+  ASSERT_EQ(before + 2, rows("records"));
+  ASSERT_EQ(1, rows("ssh_keys"));
+  ASSERT_EQ(0, nCfg_table_delete_by_mkey(NCFG_TABLE_ACCOUNTS, "guest"));
+  EXPECT_EQ(before, rows("records"));
+  EXPECT_EQ(0, rows("ssh_keys"));
+}
+
 // ---- where they are ----
 
 TEST_F(Reference, FilesAreWhereTheRootFolderSays) {
