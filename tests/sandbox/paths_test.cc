@@ -20,7 +20,7 @@ TEST_F(PathsTest, AbsolutePathsGoBelowTheRoot) {
 TEST_F(PathsTest, WhatIsBelowTheRootStays) {
   EXPECT_EQ(paths_.map("/box/root/data/x"), "/box/root/data/x");
   EXPECT_EQ(paths_.map("/box/root"), "/box/root");
-  EXPECT_EQ(paths_.map("/box/rooted/x"), "/box/root/work/rooted/x");
+  EXPECT_EQ(paths_.map("/box/rooted/x"), "/box/root/box/rooted/x");
 }
 
 TEST_F(PathsTest, TheMachinesOwnStays) {
