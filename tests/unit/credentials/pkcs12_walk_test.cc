@@ -14,9 +14,27 @@ namespace {
 const STACK_OF(PKCS12_SAFEBAG) *endless = nullptr;
 int safes_read = 0;
 
+// The calls of the library that unpack or decrypt, in order, with their passwords. While pretending, what is encrypted
+// opens at once, without any derivation: keys as rsa_key(1), contents as empty ones.
+std::vector<std::string> unpacked;
+bool pretending = false;
+
+std::string with_password(const char *call, const char *password, int length) {
+  return std::string(call) + "(" + (password == nullptr ? "null" : "\"" + std::string(password) + "\"") + ", " +
+         std::to_string(length) + ")";
+}
+
 }  // namespace
 
 extern "C" {
+STACK_OF(PKCS7) * __real_PKCS12_unpack_authsafes(const PKCS12 *container);
+STACK_OF(PKCS7) * __wrap_PKCS12_unpack_authsafes(const PKCS12 *container);
+STACK_OF(PKCS12_SAFEBAG) * __real_PKCS12_unpack_p7data(PKCS7 *content);
+STACK_OF(PKCS12_SAFEBAG) * __wrap_PKCS12_unpack_p7data(PKCS7 *content);
+STACK_OF(PKCS12_SAFEBAG) * __real_PKCS12_unpack_p7encdata(PKCS7 *content, const char *password, int length);
+STACK_OF(PKCS12_SAFEBAG) * __wrap_PKCS12_unpack_p7encdata(PKCS7 *content, const char *password, int length);
+PKCS8_PRIV_KEY_INFO *__real_PKCS12_decrypt_skey(const PKCS12_SAFEBAG *bag, const char *password, int length);
+PKCS8_PRIV_KEY_INFO *__wrap_PKCS12_decrypt_skey(const PKCS12_SAFEBAG *bag, const char *password, int length);
 const STACK_OF(PKCS12_SAFEBAG) * __real_PKCS12_SAFEBAG_get0_safes(const PKCS12_SAFEBAG *bag);
 const STACK_OF(PKCS12_SAFEBAG) * __wrap_PKCS12_SAFEBAG_get0_safes(const PKCS12_SAFEBAG *bag);
 }
@@ -24,6 +42,22 @@ const STACK_OF(PKCS12_SAFEBAG) * __wrap_PKCS12_SAFEBAG_get0_safes(const PKCS12_S
 const STACK_OF(PKCS12_SAFEBAG) * __wrap_PKCS12_SAFEBAG_get0_safes(const PKCS12_SAFEBAG *bag) {
   safes_read++;
   return endless != nullptr ? endless : __real_PKCS12_SAFEBAG_get0_safes(bag);
+}
+STACK_OF(PKCS7) * __wrap_PKCS12_unpack_authsafes(const PKCS12 *container) {
+  unpacked.push_back("safes");
+  return __real_PKCS12_unpack_authsafes(container);
+}
+STACK_OF(PKCS12_SAFEBAG) * __wrap_PKCS12_unpack_p7data(PKCS7 *content) {
+  unpacked.push_back("data");
+  return __real_PKCS12_unpack_p7data(content);
+}
+STACK_OF(PKCS12_SAFEBAG) * __wrap_PKCS12_unpack_p7encdata(PKCS7 *content, const char *password, int length) {
+  unpacked.push_back(with_password("encrypted", password, length));
+  return pretending ? sk_PKCS12_SAFEBAG_new_null() : __real_PKCS12_unpack_p7encdata(content, password, length);
+}
+PKCS8_PRIV_KEY_INFO *__wrap_PKCS12_decrypt_skey(const PKCS12_SAFEBAG *bag, const char *password, int length) {
+  unpacked.push_back(with_password("key", password, length));
+  return pretending ? EVP_PKEY2PKCS8(containers::rsa_key(1).get()) : __real_PKCS12_decrypt_skey(bag, password, length);
 }
 
 namespace {
@@ -65,10 +99,12 @@ class Pkcs12WalkTest : public RecordingTest {
     recording::set_debug_level(100);
     kelvane::CertStoreClear();
     offers.clear();
+    unpacked.clear();
   }
   ~Pkcs12WalkTest() override {
     EXPECT_EQ(recording::messages(), Lines{}) << "the walk logs nothing";
     endless = nullptr;
+    pretending = false;
     kelvane::CertStoreClear();
   }
 
@@ -156,6 +192,27 @@ TEST_F(Pkcs12WalkTest, OpensEveryKindOfPasswordEncryptionWithTheEmptyPassword) {
           data_content({shrouded_bag(der(key_), id_, "", algorithm)})});
     EXPECT_TRUE(stored_with_key(certificate_, key_));
   }
+}
+
+TEST_F(Pkcs12WalkTest, TriesTheEmptyPasswordOnlyAndEachContentOnce) {
+  walk({encrypted_content({certificate_bag(certificate_, id_)}), data_content({shrouded_bag(der(key_), id_)})});
+  EXPECT_EQ(unpacked, (Lines{"safes", "encrypted(\"\", -1)", "data", "key(\"\", 0)"}));
+}
+
+// Some exporters write lengths that are not known in advance, and cut octet strings into pieces.
+TEST_F(Pkcs12WalkTest, TakesAContainerOfIndefiniteLength) {
+  const auto open_ended = [](uint8_t tag, const std::string &content) {
+    return static_cast<char>(tag) + std::string("\x80") + content + std::string(2, '\0');
+  };
+  const std::string safes = open_ended(
+      containers::kSequence, data_content({certificate_bag(certificate_, id_), shrouded_bag(der(key_), id_)}));
+  const std::string pieces = open_ended(
+      0x24, tlv(containers::kOctetString, safes.substr(0, 100)) + tlv(containers::kOctetString, safes.substr(100)));
+  const std::string whole = open_ended(
+      containers::kSequence,
+      integer(3) + open_ended(containers::kSequence, oid(NID_pkcs7_data) + open_ended(containers::kContext0, pieces)));
+  kelvane::ProcessPKCS12(containers::parse(whole).get(), note_offer);
+  EXPECT_TRUE(stored_with_key(certificate_, key_));
 }
 
 TEST_F(Pkcs12WalkTest, EachContainerReplacesTheOneBefore) {
@@ -365,6 +422,32 @@ TEST_F(Pkcs12WalkStopsTest, AtAContentThatCannotBeUnpacked) {
   }
 }
 
+// OpenSSL 1.1.1 follows a null pointer where an optional value is missing: it must never be asked.
+TEST_F(Pkcs12WalkStopsTest, InFrontOfTheLibraryWhereAValueIsMissing) {
+  const std::string type = oid(NID_pkcs7_data);
+  const std::string encrypted = oid(NID_pkcs7_encrypted);
+  const std::string algorithm = containers::pbe_algorithm(NID_pbe_WithSHA1And3_Key_TripleDES_CBC, 2000);
+  const std::string no_ciphertext =
+      tlv(containers::kSequence, integer(0) + tlv(containers::kSequence, type + algorithm));
+  for (const std::string &content :
+       {tlv(containers::kSequence, type), tlv(containers::kSequence, encrypted),
+        tlv(containers::kSequence, encrypted + tlv(containers::kContext0, no_ciphertext))}) {
+    unpacked.clear();
+    kelvane::ProcessPKCS12(containers::parse(containers::container_der({content})).get(), note_offer);
+    EXPECT_EQ(unpacked, Lines{"safes"}) << containers::hex_upper(content);
+  }
+  const std::string mac =
+      tlv(containers::kSequence, tlv(containers::kSequence, tlv(containers::kSequence, oid(NID_sha1) + tlv(5, "")) +
+                                                                tlv(containers::kOctetString, std::string(20, 'm'))) +
+                                     tlv(containers::kOctetString, "salt") + integer(1));
+  for (const std::string &behind : {std::string(), mac}) {
+    unpacked.clear();
+    const std::string whole = tlv(containers::kSequence, integer(3) + tlv(containers::kSequence, type) + behind);
+    kelvane::ProcessPKCS12(containers::parse(whole).get(), note_offer);
+    EXPECT_EQ(unpacked, Lines{}) << behind.size();
+  }
+}
+
 TEST_F(Pkcs12WalkStopsTest, AtSafesThatCannotBeUnpackedWithAnEmptyStore) {
   const std::string type = oid(NID_pkcs7_data);
   const std::string broken[] = {
@@ -419,10 +502,10 @@ TEST_F(Pkcs12WalkTest, ThousandsOfNestedBagsDoNoHarm) {
 }
 
 // A bag that is not really encrypted but asks for many iterations first.
-std::string expensive_bag(int iterations) {
+std::string expensive_bag(int iterations, const std::string &attributes = "") {
   const std::string algorithm = containers::pbe_algorithm(NID_pbe_WithSHA1And3_Key_TripleDES_CBC, iterations);
-  return bag(NID_pkcs8ShroudedKeyBag,
-             tlv(containers::kSequence, algorithm + tlv(containers::kOctetString, "12345678")));
+  return bag(NID_pkcs8ShroudedKeyBag, tlv(containers::kSequence, algorithm + tlv(containers::kOctetString, "12345678")),
+             attributes);
 }
 
 TEST_F(Pkcs12WalkTest, RefusesToDeriveKeysForHours) {
@@ -441,15 +524,38 @@ TEST_F(Pkcs12WalkTest, RefusesToDeriveKeysForHours) {
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));
 }
 
-TEST_F(Pkcs12WalkTest, TheBudgetCountsForTheWholeContainerAndStartsAnewWithEach) {
-  const std::string algorithm = containers::pbe_algorithm(NID_pbe_WithSHA1And3_Key_TripleDES_CBC, 500000);
-  const std::string key = shrouded_bag(der(key_), id_, "", algorithm);
+TEST_F(Pkcs12WalkTest, DerivesSixteenMillionIterationsAndNoMore) {
+  pretending = true;
+  const std::string all = expensive_bag(16000000, id_);
   for (int round = 0; round < 2; round++) {
-    walk({data_content({key, certificate_bag(certificate_, id_), expensive_bag(15500001),
-                        certificate_bag(other_, local_key_id("\2"))})});
-    EXPECT_TRUE(stored_with_key(certificate_, key_));
-    EXPECT_TRUE(absent(other_));
+    unpacked.clear();
+    walk({data_content({all, certificate_bag(certificate_, id_)})});
+    EXPECT_TRUE(stored_with_key(certificate_, key_)) << "a budget for each container";
+    EXPECT_EQ(unpacked, (Lines{"safes", "data", "key(\"\", 0)"}));
   }
+  unpacked.clear();
+  walk({data_content({expensive_bag(16000001, id_), certificate_bag(other_, id_)})});
+  EXPECT_TRUE(absent(other_));
+  EXPECT_EQ(unpacked, (Lines{"safes", "data"})) << "refused before anything is derived";
+}
+
+TEST_F(Pkcs12WalkTest, KeysAndContentsPayFromOneBudget) {
+  pretending = true;
+  const std::string content = tlv(
+      containers::kSequence,
+      oid(NID_pkcs7_encrypted) +
+          tlv(containers::kContext0,
+              tlv(containers::kSequence,
+                  integer(0) + tlv(containers::kSequence, oid(NID_pkcs7_data) + containers::pbkdf2_algorithm(9000000) +
+                                                              tlv(0x80, "sixteen bytes...")))));
+  walk({content, data_content({expensive_bag(6999999, id_), expensive_bag(1, id_), certificate_bag(certificate_, id_),
+                               expensive_bag(1, id_), certificate_bag(other_, local_key_id("\2"))})});
+  EXPECT_TRUE(stored_with_key(certificate_, key_));
+  EXPECT_TRUE(absent(other_));
+  EXPECT_EQ(unpacked, (Lines{"safes", "encrypted(\"\", -1)", "data", "key(\"\", 0)", "key(\"\", 0)"}));
+  unpacked.clear();
+  walk({data_content({expensive_bag(7000001, id_)}), content});
+  EXPECT_EQ(unpacked, (Lines{"safes", "data", "key(\"\", 0)"})) << "the content can no longer be paid";
 }
 
 TEST_F(Pkcs12WalkTest, TwentyKeysOfACarefulExporterStayWithinTheBudget) {
