@@ -13,6 +13,8 @@
 extern "C" {
 void *__real_malloc(size_t size);
 void *__wrap_malloc(size_t size);
+void __real_free(void *memory);
+void __wrap_free(void *memory);
 }
 
 namespace {
@@ -20,6 +22,7 @@ namespace {
 bool counting = false;
 int allocations = 0;
 int failing = 0;  // the one that fails, counted from 1; 0: none
+int freed = 0;
 
 }  // namespace
 
@@ -29,6 +32,10 @@ void *__wrap_malloc(size_t size) {
     return nullptr;
   }
   return __real_malloc(size);
+}
+void __wrap_free(void *memory) {
+  freed += counting && memory != nullptr ? 1 : 0;
+  __real_free(memory);
 }
 
 namespace {
@@ -51,6 +58,7 @@ class AllocationTest : public RecordingTest {
   static int with_failure(int nth, Action action) {
     failing = nth;
     allocations = 0;
+    freed = 0;
     counting = true;
     action();
     counting = false;
@@ -92,6 +100,18 @@ TEST_F(AllocationTest, ACandidateCountsOnlyWhenBothItsTextsWereCopied) {
   EXPECT_EQ(with_failure(0, [] { kelvane::SSHPubKeyAdd("key", "finger", 1); }), 2);
   kelvane::SSHPubKeySet("user");
   EXPECT_EQ(recording::calls(), Lines{"ssh_pubkey_data_set(\"user\", \"key\", 1)"});
+}
+
+TEST_F(AllocationTest, InstallingFreesTheCandidatesUpToTheThirdInstalledOne) {
+  kelvane::SSHPubKeyAdd("one", "1", 1);
+  kelvane::SSHPubKeyAdd("two", "2", 0);
+  kelvane::SSHPubKeyAdd("three", "3", 1);
+  kelvane::SSHPubKeyAdd("four", "4", 1);
+  kelvane::SSHPubKeyAdd("five", "5", 1);
+  with_failure(0, [] { kelvane::SSHPubKeySet("user"); });
+  EXPECT_EQ(freed, 8) << "a key and a fingerprint each; those of the fifth stay";
+  with_failure(0, [] { kelvane::SSHPubKeySet("user"); });
+  EXPECT_EQ(freed, 0);
 }
 
 TEST_F(AllocationTest, AnSshKeyWithoutMemoryYieldsNothing) {

@@ -23,12 +23,14 @@ int __wrap_X509_digest(const X509 *, const EVP_MD *, unsigned char *, unsigned i
 namespace {
 
 bool no_buffer = false;
+const BIO_METHOD *buffer_type = nullptr;
 bool no_writing = false;
 bool no_digest = false;
 
 }  // namespace
 
 BIO *__wrap_BIO_new(const BIO_METHOD *type) {
+  buffer_type = type;
   return no_buffer ? nullptr : __real_BIO_new(type);
 }
 int __wrap_PEM_write_bio_X509(BIO *bio, X509 *certificate) {
@@ -247,6 +249,13 @@ TEST_F(CertStoreTest, DumpPrintsEveryRecordAtEveryDebugLevel) {
   recording::set_debug_record_present(false);
   CertStoreDump();
   EXPECT_EQ(recording::messages(), expected);
+}
+
+TEST_F(CertStoreTest, DumpWritesKeysIntoMemoryThatIsWiped) {
+  add("1", containers::rsa_key(1));
+  buffer_type = nullptr;
+  CertStoreDump();
+  EXPECT_EQ(buffer_type, BIO_s_secmem());
 }
 
 TEST_F(CertStoreTest, DumpSaysWhatCannotBeWritten) {

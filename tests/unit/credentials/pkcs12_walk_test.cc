@@ -17,6 +17,7 @@ int safes_read = 0;
 // The calls of the library that unpack or decrypt, in order, with their passwords. While pretending, what is encrypted
 // opens at once, without any derivation: keys as rsa_key(1), contents as empty ones.
 std::vector<std::string> unpacked;
+std::vector<std::string> cleared;  // contents of the memory that was wiped and freed
 bool pretending = false;
 
 std::string with_password(const char *call, const char *password, int length) {
@@ -27,6 +28,8 @@ std::string with_password(const char *call, const char *password, int length) {
 }  // namespace
 
 extern "C" {
+void __real_CRYPTO_clear_free(void *memory, size_t size, const char *file, int line);
+void __wrap_CRYPTO_clear_free(void *memory, size_t size, const char *file, int line);
 STACK_OF(PKCS7) * __real_PKCS12_unpack_authsafes(const PKCS12 *container);
 STACK_OF(PKCS7) * __wrap_PKCS12_unpack_authsafes(const PKCS12 *container);
 STACK_OF(PKCS12_SAFEBAG) * __real_PKCS12_unpack_p7data(PKCS7 *content);
@@ -42,6 +45,12 @@ const STACK_OF(PKCS12_SAFEBAG) * __wrap_PKCS12_SAFEBAG_get0_safes(const PKCS12_S
 const STACK_OF(PKCS12_SAFEBAG) * __wrap_PKCS12_SAFEBAG_get0_safes(const PKCS12_SAFEBAG *bag) {
   safes_read++;
   return endless != nullptr ? endless : __real_PKCS12_SAFEBAG_get0_safes(bag);
+}
+void __wrap_CRYPTO_clear_free(void *memory, size_t size, const char *file, int line) {
+  if (memory != nullptr) {
+    cleared.emplace_back(static_cast<const char *>(memory), size);
+  }
+  __real_CRYPTO_clear_free(memory, size, file, line);
 }
 STACK_OF(PKCS7) * __wrap_PKCS12_unpack_authsafes(const PKCS12 *container) {
   unpacked.push_back("safes");
@@ -197,6 +206,14 @@ TEST_F(Pkcs12WalkTest, OpensEveryKindOfPasswordEncryptionWithTheEmptyPassword) {
 TEST_F(Pkcs12WalkTest, TriesTheEmptyPasswordOnlyAndEachContentOnce) {
   walk({encrypted_content({certificate_bag(certificate_, id_)}), data_content({shrouded_bag(der(key_), id_)})});
   EXPECT_EQ(unpacked, (Lines{"safes", "encrypted(\"\", -1)", "data", "key(\"\", 0)"}));
+}
+
+// The encoded form that the walk looks at holds keys that open with the empty password.
+TEST_F(Pkcs12WalkTest, WipesItsOwnCopyOfTheContainer) {
+  const std::string whole = containers::container_der({data_content({key_bag(key_, id_)})});
+  cleared.clear();
+  kelvane::ProcessPKCS12(containers::parse(whole).get(), note_offer);
+  EXPECT_EQ(cleared, Lines{whole});
 }
 
 // Some exporters write lengths that are not known in advance, and cut octet strings into pieces.

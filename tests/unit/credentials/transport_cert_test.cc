@@ -142,6 +142,8 @@ TEST_F(TransportCertTest, TheFieldsAreThePrescribedOnes) {
   ASSERT_EQ(X509_NAME_entry_count(subject), 1);
   const ASN1_STRING *name = X509_NAME_ENTRY_get_data(X509_NAME_get_entry(subject, 0));
   EXPECT_EQ(OBJ_obj2nid(X509_NAME_ENTRY_get_object(X509_NAME_get_entry(subject, 0))), NID_commonName);
+  // Given as ASCII, the library's own choice of a string type for it is UTF-8.
+  EXPECT_EQ(ASN1_STRING_type(name), V_ASN1_UTF8STRING);
   EXPECT_EQ(std::string(reinterpret_cast<const char *>(ASN1_STRING_get0_data(name)),
                         static_cast<size_t>(ASN1_STRING_length(name))),
             "LinuxTransport");
