@@ -1,6 +1,5 @@
 #include "core/pid_file.h"
 
-#include <fcntl.h>
 #include <stdio.h>
 #include <string.h>
 #include <unistd.h>
@@ -10,7 +9,7 @@
 namespace kelvane {
 
 void pid_file_write() {
-  DescriptorOwner file(open("/var/run/kelvane.pid", O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644));
+  DescriptorOwner file(file_open_to_replace("/var/run/kelvane.pid", 0644));
   if (!file.present()) {
     return;
   }

@@ -1,13 +1,11 @@
 #include "provision/host_key.h"
 
-#include <fcntl.h>
-
 #include "core/base/file.h"
 
 namespace kelvane {
 
 int32_t ProvisionAgent_ReadHostKeyFingerprint(char *buffer, size_t size) {
-  DescriptorOwner file(open("/data/etc/ssh/ssh_host_rsa_key.pub.fp", O_RDONLY | O_CLOEXEC));
+  DescriptorOwner file(file_open_to_read("/data/etc/ssh/ssh_host_rsa_key.pub.fp"));
   char bytes[128];
   const int64_t got = file.present() ? file_read_full(file.get(), bytes, sizeof bytes) : -1;
   if (got <= 0) {

@@ -1,7 +1,6 @@
 #include "provision/marker.h"
 
 #include <errno.h>
-#include <fcntl.h>
 #include <stdio.h>
 #include <string.h>
 #include <sys/stat.h>
@@ -18,7 +17,7 @@ constexpr char kMarker[] = "/data/etc/.provisioned";
 constexpr int64_t kLongestKept = 10;
 
 void write_marker(const char *contents) {
-  DescriptorOwner marker(open(kMarker, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
+  DescriptorOwner marker(file_open_to_replace(kMarker, 0600));
   const size_t length = strlen(contents);
   if (!marker.present() || (length > 0 && file_write_full(marker.get(), contents, length) != 0)) {
     LOG_ABOVE(0, "[kelvane]: cannot write %s: %s\n", kMarker, strerror(errno));
@@ -27,7 +26,7 @@ void write_marker(const char *contents) {
 
 // -1 when there is none.
 int64_t marker_size() {
-  DescriptorOwner marker(open(kMarker, O_RDONLY | O_CLOEXEC));
+  DescriptorOwner marker(file_open_to_read(kMarker));
   struct stat status = {};
   return marker.present() && fstat(marker.get(), &status) == 0 ? status.st_size : -1;
 }

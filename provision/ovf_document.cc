@@ -1,6 +1,5 @@
 #include "provision/ovf_document.h"
 
-#include <fcntl.h>
 #include <string.h>
 
 #include "core/base/file.h"
@@ -14,14 +13,9 @@ namespace {
 constexpr char kMediaDocument[] = "/cdrom/ovf-env.xml";
 constexpr char kKeptDocument[] = "/data/etc/.ovf-env.xml";
 
-// Never waits for a writer, should the medium hold a pipe by that name.
-int open_to_read(const char *path) {
-  return open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-}
-
 int open_document() {
-  const int media = open_to_read(kMediaDocument);
-  return media >= 0 ? media : open_to_read(kKeptDocument);
+  const int media = file_open_to_read(kMediaDocument);
+  return media >= 0 ? media : file_open_to_read(kKeptDocument);
 }
 
 XmlOwner load_document() {

@@ -27,6 +27,14 @@ bool file_readable(const char *path) {
   return access(path, R_OK) == 0;
 }
 
+int file_open_to_read(const char *path) {
+  return open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+}
+
+int file_open_to_replace(const char *path, mode_t mode) {
+  return open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NONBLOCK, mode);
+}
+
 int32_t file_read_all(int descriptor, uint64_t cap, Buffer *out) {
   __freeBuffer(out);
   char block[16384];

@@ -6,6 +6,7 @@
 #include <stddef.h>
 #include <stdint.h>
 #include <stdio.h>
+#include <sys/types.h>
 
 #include "core/base/buffer.h"
 #include "core/base/owned.h"
@@ -36,6 +37,13 @@ bool file_exists(const char *path);
 
 // Whether access(2) says that the path is readable (R_OK).
 bool file_readable(const char *path);
+
+// Opens for reading, and never waits for a writer should the path name a pipe. The descriptor, or -1.
+int file_open_to_read(const char *path);
+
+// Creates the file or empties the one that is there, for writing, with the mode for a new one. Fails, instead of
+// waiting for a reader, should the path name a pipe. The descriptor, or -1.
+int file_open_to_replace(const char *path, mode_t mode);
 
 // Reads from an open descriptor to its end, at most cap bytes. The number of bytes is in out->length. 0; -1 for a read
 // error or no memory; -2 when there is more than cap. out is emptied first and empty on failure.

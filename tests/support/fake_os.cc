@@ -36,7 +36,7 @@ std::string error_name(int error) {
   static const std::map<int, std::string> kNames = {
       {EACCES, "EACCES"}, {EBADF, "EBADF"},   {EBUSY, "EBUSY"},   {EEXIST, "EEXIST"},       {EINVAL, "EINVAL"},
       {EIO, "EIO"},       {EISDIR, "EISDIR"}, {ENODEV, "ENODEV"}, {ENOENT, "ENOENT"},       {ENOSPC, "ENOSPC"},
-      {EPERM, "EPERM"},   {EROFS, "EROFS"},   {EXDEV, "EXDEV"},   {ENOMEDIUM, "ENOMEDIUM"},
+      {EPERM, "EPERM"},   {EROFS, "EROFS"},   {EXDEV, "EXDEV"},   {ENOMEDIUM, "ENOMEDIUM"}, {ENXIO, "ENXIO"},
   };
   const auto found = kNames.find(error);
   return found != kNames.end() ? found->second : std::to_string(error);

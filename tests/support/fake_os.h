@@ -5,8 +5,7 @@
 //     "/data/etc/ssh", "/var/run");
 //   - sleep returns at once and moves the clock on, time returns that clock;
 //   - mount, umount and sethostname do nothing and succeed;
-//   - every call is added to the recording platform's trace, so that one trace holds the order of everything, and any
-//   of
+//   - every call is added to the recording platform's trace, so that one trace holds the order of everything; each of
 //     them can be made to fail.
 // Otherwise the real calls are made. One thread.
 //

@@ -1,5 +1,7 @@
 #include "provision/endpoint_wait.h"
 
+#include <sys/stat.h>
+
 #include <cerrno>
 
 #include "protocol/wire/endpoint.h"
@@ -141,6 +143,13 @@ TEST_F(EndpointWait, AMarkerOfTenBytesIsKept) {
   EXPECT_EQ(recording::trace(),
             (Lines{kOpenMarker, kCloseMarker, kShared, kFind, kShared, kFind, "message: AzureEndpoint = 5\\n"}));
   EXPECT_EQ(os_.read("/data/etc/.provisioned"), "10813fa8\n1");
+}
+
+TEST_F(EndpointWait, APipeInTheMarkersPlaceDoesNotHoldItUp) {
+  ASSERT_EQ(mkfifo(os_.real("/data/etc/.provisioned").c_str(), 0600), 0);
+  seed(5);
+  EXPECT_EQ(kelvane::waitForEndpoint(), 0);
+  EXPECT_EQ(recording::trace()[0], kOpenMarker);
 }
 
 TEST_F(EndpointWait, AMarkerThatCannotBeMadeAgainIsLogged) {

@@ -1,5 +1,8 @@
 #include "provision/host_key.h"
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include "tests/support/fake_os.h"
 #include "tests/support/recording_fixture.h"
 
@@ -52,6 +55,15 @@ TEST_F(HostKey, AnEmptyOrMissingFileGivesMinusOne) {
   EXPECT_EQ(read(), -1);
   EXPECT_EQ(buffer_, filled(""));
   os_.write(kPath, "");
+  EXPECT_EQ(read(), -1);
+  EXPECT_EQ(buffer_, filled(""));
+}
+
+TEST_F(HostKey, APipeOrAFolderInItsPlaceGivesMinusOne) {
+  ASSERT_EQ(mkfifo(os_.real(kPath).c_str(), 0600), 0);
+  EXPECT_EQ(read(), -1);
+  ASSERT_EQ(::unlink(os_.real(kPath).c_str()), 0);
+  ASSERT_EQ(::mkdir(os_.real(kPath).c_str(), 0700), 0);
   EXPECT_EQ(read(), -1);
   EXPECT_EQ(buffer_, filled(""));
 }

@@ -32,6 +32,30 @@ TEST(File, DanglingLinkDoesNotExist) {
   EXPECT_FALSE(kelvane::file_exists(dir.file("link").c_str()));
 }
 
+TEST(File, OpensToReadWithoutWaitingForAWriter) {
+  support::TempDir dir;
+  const DescriptorOwner file(kelvane::file_open_to_read(dir.write("file", "abc").c_str()));
+  char bytes[4] = {};
+  EXPECT_EQ(kelvane::file_read_full(file.get(), bytes, sizeof bytes), 3);
+  EXPECT_EQ(fcntl(file.get(), F_GETFD), FD_CLOEXEC);
+  EXPECT_EQ(kelvane::file_open_to_read(dir.file("none").c_str()), -1);
+  ASSERT_EQ(mkfifo(dir.file("pipe").c_str(), 0600), 0);
+  const DescriptorOwner pipe(kelvane::file_open_to_read(dir.file("pipe").c_str()));
+  EXPECT_EQ(kelvane::file_read_full(pipe.get(), bytes, sizeof bytes), 0);
+}
+
+TEST(File, OpensToReplaceWithTheModeForANewOneAndNeverWaitsForAReader) {
+  support::TempDir dir;
+  const DescriptorOwner made(kelvane::file_open_to_replace(dir.file("new").c_str(), 0600));
+  EXPECT_EQ(fcntl(made.get(), F_GETFD), FD_CLOEXEC);
+  EXPECT_EQ(support::mode_of(dir.file("new")), 0600);
+  const DescriptorOwner replaced(kelvane::file_open_to_replace(dir.write("old", "abc").c_str(), 0600));
+  EXPECT_EQ(kelvane::file_write_full(replaced.get(), "x", 1), 0);
+  EXPECT_EQ(dir.read("old"), "x");
+  ASSERT_EQ(mkfifo(dir.file("pipe").c_str(), 0600), 0);
+  EXPECT_EQ(kelvane::file_open_to_replace(dir.file("pipe").c_str(), 0600), -1);
+}
+
 TEST(File, ReadsToTheEndUpToTheCap) {
   support::TempDir dir;
   const std::string bytes = std::string(40000, 'a') + '\0' + "b";
