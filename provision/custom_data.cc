@@ -3,6 +3,7 @@
 #include <errno.h>
 #include <stdio.h>
 #include <string.h>
+#include <unistd.h>
 
 #include "core/base/file.h"
 #include "core/base/log.h"
@@ -14,6 +15,19 @@ namespace {
 constexpr char kMediaFile[] = "/cdrom/CustomData.bin";
 constexpr char kWaitingFile[] = "/etc/tmpdata.conf";
 constexpr char kFinalFile[] = "/data/etc/.customdata";
+
+// 0; -1 with errno set. On many appliances the two places lie on different file systems, where a rename fails.
+int move_to_final_place() {
+  const int renamed = rename(kWaitingFile, kFinalFile);
+  if (renamed == 0 || errno != EXDEV) {
+    return renamed;
+  }
+  if (ncfg_copyfile(kWaitingFile, kFinalFile) != 0) {
+    errno = EXDEV;
+    return -1;
+  }
+  return unlink(kWaitingFile);
+}
 
 }  // namespace
 
@@ -27,7 +41,7 @@ void custom_data_keep() {
 }
 
 void custom_data_settle() {
-  if (file_exists(kWaitingFile) && !file_exists(kFinalFile) && rename(kWaitingFile, kFinalFile) != 0) {
+  if (file_exists(kWaitingFile) && !file_exists(kFinalFile) && move_to_final_place() != 0) {
     LOG_ABOVE(0, "[kelvane]: cannot move %s to %s: %s\n", kWaitingFile, kFinalFile, strerror(errno));
   }
 }
