@@ -103,16 +103,34 @@ void set_fixed_fields(ncfg_account *record) {
   record->field_1096 = 1;
 }
 
-int32_t append_account(ncfg_account *record) {
+enum class Appended {
+  kNew,
+  kExisted,  // with its dashboards; it was left as it is
+  kNot,
+};
+
+// An account of that name is no failure: a first boot that was cut off after the account was stored comes again.
+Appended append_record(cmf_query *accounts, const ncfg_account *record) {
+  if (cmf_query_table_append(accounts, record) == 0) {
+    return Appended::kNew;
+  }
+  if (query_find(accounts, record->name) != nullptr) {
+    LOG_ABOVE(0, "[kelvane]: account %s exists already and is left as it is\n", record->name);
+    return Appended::kExisted;
+  }
+  LOG_ABOVE(0, "[kelvane]: account %s cannot be added\n", record->name);
+  return Appended::kNot;
+}
+
+Appended append_account(ncfg_account *record) {
   QueryOwner accounts(cmf_query_create(NCFG_TABLE_ACCOUNTS));
   if (!accounts.present()) {
     message("cmf_query_create() error\n");
-    return -1;
+    return Appended::kNot;
   }
   set_fixed_fields(record);
   passwd_policy_save_info(record);
-  cmf_query_table_append(accounts.get(), record);
-  return 0;
+  return append_record(accounts.get(), record);
 }
 
 cmf_query *open_child(uint32_t child_table, const char *user_name) {
@@ -163,11 +181,14 @@ int32_t account_create(const NewAccount &account) {
     return -1;
   }
   give_administrator_profile(record);
-  if (append_account(record) != 0) {
+  const Appended appended = append_account(record);
+  if (appended == Appended::kNot) {
     return -1;
   }
-  append_dashboard(account.user_name, *account.dashboard);
-  add_gui_dashboard(account.user_name, record);
+  if (appended == Appended::kNew) {
+    append_dashboard(account.user_name, *account.dashboard);
+    add_gui_dashboard(account.user_name, record);
+  }
   cmf_write_config(cmf_get_cur_domain_id());
   SSHPubKeySet(account.user_name);
   return 0;

@@ -26,9 +26,10 @@ struct NewAccount {
   const DefaultDashboard *dashboard;
 };
 
-// Creates the account with the administrator profile, makes it durable, and installs the selected SSH keys in it. 0; -1
-// when the password is refused or cannot be stored, or the table cannot be opened: nothing was changed then. What comes
-// after the account itself (dashboard, writing, keys) is best effort.
+// Creates the account with the administrator profile, makes it durable, and installs the selected SSH keys in it. An
+// account of that name that is there already keeps what it has, dashboards included, and gets the keys. 0; -1 when the
+// password is refused or cannot be stored, the table cannot be opened, or the account cannot be added: no account was
+// changed then. What comes after the account itself (dashboard, writing, keys) is best effort.
 int32_t account_create(const NewAccount &account);
 
 }  // namespace kelvane

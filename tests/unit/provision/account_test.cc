@@ -281,6 +281,39 @@ TEST_F(Account, WithoutTheSharedQueryIsCreatedAllTheSame) {
   EXPECT_EQ(recording::calls_of("cmf_query_create_child_with_key"), Lines{});
 }
 
+// As after a first boot that was cut off between the account's writing and the marker.
+TEST_F(Account, OneThatExistsKeepsWhatItHasAndGetsTheKeys) {
+  recording::set_debug_level(1);
+  recording::seed_account("operator", "before");
+  EXPECT_EQ(create("operator", "Secret-1"), 0);
+  EXPECT_EQ(recording::messages(), Lines{"[kelvane]: account operator exists already and is left as it is\n"});
+  EXPECT_STREQ(recording::account("operator")->password, "before");
+  EXPECT_EQ(recording::calls_of("cmf_query_create_child_with_key"), Lines{});
+  EXPECT_EQ(recording::calls_of("add_default_gui_dashboard"), Lines{});
+  EXPECT_EQ(recording::calls_of("cmf_write_config"), Lines{"cmf_write_config(7)"});
+  EXPECT_EQ(recording::calls_of("SSHPubKeySet"), Lines{"SSHPubKeySet(\"operator\")"});
+}
+
+TEST_F(Account, OneThatCannotBeAddedGivesUp) {
+  recording::set_debug_level(1);
+  recording::fail_always("cmf_query_table_append");
+  EXPECT_EQ(create("operator", "Secret-1"), -1);
+  EXPECT_EQ(recording::messages(), Lines{"[kelvane]: account operator cannot be added\n"});
+  EXPECT_EQ(recording::keys(340), Lines{"admin"});
+  EXPECT_EQ(recording::calls_of("cmf_query_create_child_with_key"), Lines{});
+  EXPECT_EQ(recording::calls_of("cmf_write_config"), Lines{});
+  EXPECT_EQ(recording::calls_of("SSHPubKeySet"), Lines{});
+}
+
+TEST_F(Account, ItsOwnFailureLinesPrintAboveZeroOnly) {
+  recording::set_debug_level(0);
+  recording::seed_account("operator", "before");
+  EXPECT_EQ(create("operator", "Secret-1"), 0);
+  recording::fail_always("cmf_query_table_append");
+  EXPECT_EQ(create("other", "Secret-1"), -1);
+  EXPECT_EQ(recording::messages(), Lines{});
+}
+
 TEST_F(Account, AFailedWriteIsNotExamined) {
   recording::set_debug_level(7);
   recording::fail_always("cmf_write_config");

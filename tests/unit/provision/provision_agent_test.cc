@@ -1,5 +1,6 @@
 #include "provision/provision_agent.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -234,6 +235,23 @@ TEST_F(ProvisionAgent, WithoutTheAccountTableStopsEarly) {
   EXPECT_EQ(reports(), (Lines{kNotReady, kReady}));
 }
 
+TEST_F(ProvisionAgent, AnAccountThatCannotBeAddedStopsEarly) {
+  recording::set_debug_level(1);
+  recording::fail_always("cmf_query_table_append");
+  run(kFullDocument);
+  EXPECT_EQ(recording::messages(), Lines{"[kelvane]: account operator cannot be added\n"});
+  EXPECT_EQ(os_.exists("/data/etc/.provisioned"), false);
+  EXPECT_EQ(recording::calls_of("SSHPubKeySet"), Lines{});
+  EXPECT_EQ(reports(), (Lines{kNotReady, kReady}));
+}
+
+TEST_F(ProvisionAgent, AnAccountThatExistsIsNoReasonToProvisionForEver) {
+  recording::seed_account("operator", "before");
+  run(kFullDocument);
+  EXPECT_EQ(os_.exists("/data/etc/.provisioned"), true);
+  EXPECT_EQ(recording::calls_of("SSHPubKeySet"), Lines{"SSHPubKeySet(\"operator\")"});
+}
+
 TEST_F(ProvisionAgent, TheMarkerHasNoLeadingZerosAndLowercaseLetters) {
   kelvane::WireProtocolSetEndpoint(0x00ABCDEF);
   run(nullptr);
@@ -245,6 +263,16 @@ TEST_F(ProvisionAgent, AMarkerThatCannotBeWrittenIsLoggedAndReadyReported) {
   os_.fail("open(\"/data/etc/.provisioned\", create, 0600)", EROFS);
   run(nullptr);
   EXPECT_EQ(recording::messages(), Lines{"[kelvane]: cannot write /data/etc/.provisioned: Read-only file system\n"});
+  EXPECT_EQ(reports(), (Lines{kNotReady, kReady}));
+}
+
+TEST_F(ProvisionAgent, APipeInTheMarkersPlaceDoesNotHoldItUp) {
+  recording::set_debug_level(1);
+  os_.fail("access(\"/data/etc/.provisioned\", R_OK)", ENOENT);
+  ASSERT_EQ(mkfifo(os_.real("/data/etc/.provisioned").c_str(), 0600), 0);
+  run(nullptr);
+  EXPECT_EQ(recording::messages(),
+            Lines{"[kelvane]: cannot write /data/etc/.provisioned: No such device or address\n"});
   EXPECT_EQ(reports(), (Lines{kNotReady, kReady}));
 }
 
