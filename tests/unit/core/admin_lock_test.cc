@@ -83,6 +83,20 @@ TEST_F(AdminLock, AFailedWriteIsLogged) {
   EXPECT_EQ(password(), "factory");
 }
 
+// The closing line tells of the write alone; the commit's failure has a line of its own.
+TEST_F(AdminLock, AFailedCommitIsLoggedAndTheWriteStillDecides) {
+  recording::set_debug_level(1);
+  recording::fail_always("cmf_query_commit");
+  kelvane::admin_lock();
+  EXPECT_EQ(recording::messages(),
+            (Lines{"[kelvane]: the new password of admin cannot be kept\n", "change admin passwd success!\n"}));
+  EXPECT_EQ(password(), "factory");
+  recording::clear_trace();
+  recording::set_debug_level(0);
+  kelvane::admin_lock();
+  EXPECT_EQ(recording::messages(), Lines{"change admin passwd success!\n"});
+}
+
 TEST_F(AdminLock, WithoutAStoredFormNothingIsStored) {
   recording::fail_always("make_new_passwd");
   kelvane::admin_lock();
