@@ -77,6 +77,7 @@ int main(int argc, char **argv) {
   LOG_ABOVE(5, "[kelvane]: Determining protocol\n");
   const int32_t endpoint = waitForEndpoint();
   if (endpoint != kEndpointFound && endpoint != kEndpointUnknown) {
+    OvfEnvFree(&ovf_document);
     return endpoint_failed();
   }
   const Protocol *protocol = choose_protocol(endpoint);

@@ -14,6 +14,17 @@ namespace {
 
 using kelvane::Protocol;
 
+// Which table the monitor was called with, once a call; it does nothing itself.
+std::vector<const Protocol *> monitored;
+
+}  // namespace
+
+extern "C" void __wrap__ZN7kelvane25GuestAgent_HandlerMonitorEPKNS_8ProtocolE(const Protocol *table) {
+  monitored.push_back(table);
+}
+
+namespace {
+
 class MainLoop : public RecordingTest {
  protected:
   MainLoop() {
@@ -109,6 +120,12 @@ TEST_F(MainLoop, TheFirstPassComesAfter25SecondsAndTheFirstUploadAfter60) {
                                        "+100 pass", "+120 report_event(table, 0, null)", "+125 pass"}));
 }
 
+TEST_F(MainLoop, CallsTheMonitorInEveryTurn) {
+  monitored.clear();
+  run_turns(30);
+  EXPECT_EQ(monitored, std::vector<const Protocol *>(30, &table_));
+}
+
 TEST_F(MainLoop, QueuedEventsMakeTheNextUploadCome15SecondsLater) {
   results_ = {1, 7, 0, -1, 1, 0};
   run_turns(290);
@@ -158,6 +175,12 @@ TEST_F(MainLoop, ALongUploadCountsFromItsTurn) {
   upload_takes_ = 100;
   run_turns(61);
   EXPECT_EQ(uploads(), (Lines{"+60 report_event(table, 0, null)", "+161 report_event(table, 0, null)"}));
+}
+
+TEST_F(MainLoop, APassBehindALongUploadCountsFromItsTurn) {
+  upload_takes_ = 100;
+  run_turns(62);
+  EXPECT_EQ(passes(), (Lines{"+25 pass", "+50 pass", "+261 pass", "+362 pass"}));
 }
 
 TEST_F(MainLoop, AtLeastTheIntervalHasToPass) {

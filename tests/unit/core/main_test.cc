@@ -1,5 +1,6 @@
 // The whole of start-up, called in this process. The other rooms' functions that start-up names are replaced by ones
 // that only note that they were called; what core/ and provision/ do themselves is real.
+#include <mxml.h>
 #include <setjmp.h>
 #include <unistd.h>
 
@@ -33,6 +34,13 @@ Protocol table() {
   made.detect = detect;
   made.report_provision_status = report_provision_status;
   return made;
+}
+
+// Of the document's first password; it was overwritten when it is empty.
+std::string password_in(mxml_node_t *document) {
+  mxml_node_t *element = mxmlFindElement(document, document, "UserPassword", nullptr, nullptr, MXML_DESCEND);
+  const char *text = element != nullptr ? mxmlGetText(element, nullptr) : nullptr;
+  return text != nullptr ? text : "none";
 }
 
 const Protocol kWire = table();
@@ -72,6 +80,13 @@ void __wrap__ZN7kelvane21TelemetrySetOSVersionEPKc(const char *text) {
 
 void __wrap__ZN7kelvane17CryptoLibraryInitEv() {
   recording::note("CryptoLibraryInit()");
+}
+
+void __real_mxmlDelete(mxml_node_t *node);
+
+void __wrap_mxmlDelete(mxml_node_t *node) {
+  recording::note("mxmlDelete(password \"" + password_in(node) + "\")");
+  __real_mxmlDelete(node);
 }
 
 int __wrap_curl_global_init(long flags) {
@@ -175,8 +190,8 @@ TEST_F(Main, StartsUpInThisOrderOnTheFirstBoot) {
       "cmf_get_cur_domain_id()",
       "cmf_write_config(7)",
       "message: change admin passwd success!\\n",
-      "cmf_query_free(340)",
       "close(\"/dev/urandom\") again",
+      "cmf_query_free(340)",
       "mkdir(\"/cdrom\", 0700) -> EEXIST",
       "message: [kelvane]: mountDVD: Attempting mount\\n",
       "open(\"/dev/sr0\", read)",
@@ -254,6 +269,21 @@ TEST_F(Main, ProvisionsFromTheDocumentOnTheMedium) {
   os_.write("/cdrom/ovf-env.xml", "<Environment><HostName>gate-7</HostName></Environment>");
   start();
   EXPECT_STREQ(recording::system_settings(recording::State::kDurable).host_name, "gate-7");
+}
+
+TEST_F(Main, OverwritesThePasswordInTheDocumentOnceProvisioningHasRun) {
+  os_.write("/cdrom/ovf-env.xml", "<E><UserPassword>Secret-1</UserPassword></E>");
+  start();
+  EXPECT_EQ(between("report_provision_status(Ready)", "sleep(1)"),
+            (Lines{"report_provision_status(Ready)", "mxmlDelete(password \"\")", "time()", "time()", "sleep(1)"}));
+}
+
+TEST_F(Main, OverwritesThePasswordInTheDocumentBeforeItEndsWithoutAnInterface) {
+  os_.write("/cdrom/ovf-env.xml", "<E><UserPassword>Secret-1</UserPassword></E>");
+  recording::remove(440, "port1");
+  start();
+  EXPECT_EQ(between("mxmlDelete(password \"\")", "conf_end()"),
+            (Lines{"mxmlDelete(password \"\")", "sleep(5)", "conf_end()"}));
 }
 
 TEST_F(Main, WithoutAnEndpointTakesTheMetadataProtocol) {
