@@ -81,8 +81,4 @@ TelemetryContext telemetry_context() {
   };
 }
 
-int32_t EventHandler_Process() {
-  return 0;
-}
-
 }  // namespace kelvane

@@ -1,5 +1,5 @@
-// Telemetry: the context that every event carries. Will own the event queue and its upload; at present it keeps the
-// context, and a pass has nothing to send. Best effort: it must never hold up or fail a pass.
+// The telemetry context: what every event says of the machine. Filled by start-up and the goal state, read by the event
+// queue. Never blocks, never fails visibly: what is not known stays absent.
 #ifndef KELVANE_TELEMETRY_TELEMETRY_H
 #define KELVANE_TELEMETRY_TELEMETRY_H
 
@@ -32,10 +32,6 @@ void TelemetrySetOSVersion(const char *text);
 
 // Frees the context texts.
 void TelemetryCleanup();
-
-// One telemetry pass. 1 while events remain queued, 0 when the queue is empty, -1 when the request document could not
-// be created.
-int32_t EventHandler_Process();
 
 }  // namespace kelvane
 

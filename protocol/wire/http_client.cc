@@ -11,6 +11,7 @@
 #include "core/base/curl_owners.h"
 #include "core/base/log.h"
 #include "core/base/text.h"
+#include "core/base/utc_time.h"
 #include "credentials/transport_cert.h"
 #include "protocol/wire/http_request.h"
 
@@ -252,13 +253,13 @@ curl_slist *wire_certificates_headers() {
 }
 
 curl_slist *wire_date_header() {
-  const time_t now = time(nullptr);
-  struct tm utc = {};
-  char line[64];
-  if (gmtime_r(&now, &utc) == nullptr || strftime(line, sizeof line, "x-ms-date: %Y-%m-%dT%H:%M:%SZ", &utc) == 0) {
+  UtcTime now;
+  Text line;
+  utc_time_format(time(nullptr), &now);
+  if (text_format(&line, "x-ms-date: %s", now.text) != 0) {
     return nullptr;
   }
-  return header_list({line});
+  return header_list({line.get()});
 }
 
 const char *captured_blob_type() {

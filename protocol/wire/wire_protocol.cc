@@ -10,8 +10,9 @@
 #include "protocol/wire/http_client.h"
 #include "protocol/wire/reports.h"
 #include "protocol/wire/status_blob.h"
+#include "protocol/wire/status_upload.h"
 #include "protocol/wire/wire_client.h"
-#include "telemetry/telemetry.h"
+#include "telemetry/event_upload.h"
 
 namespace kelvane {
 
@@ -83,6 +84,7 @@ int64_t WireProtocol_report_provision_status(const Protocol *, const ProvisionSt
 int64_t WireProtocol_report_vm_status(const Protocol *, const VMStatus *status) {
   log_start("WireProtocol_report_vm_status", 1118);
   status_blob_record_vm(status);
+  status_upload();
   return 0;
 }
 

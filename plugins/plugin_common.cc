@@ -1,0 +1,110 @@
+#include "plugins/plugin_common.h"
+
+#include <string.h>
+
+#include "core/base/json.h"
+#include "core/base/text.h"
+#include "core/base/utc_time.h"
+
+namespace kelvane {
+
+namespace {
+
+// Handler status texts are cut shorter than their fields are.
+constexpr size_t kHandlerMessageSize = 128;
+
+void load_text(json_object *config, const char *name, char (&field)[kPluginTextSize]) {
+  json_object *member = json_member(config, name, json_type_string);
+  if (member != nullptr) {
+    text_copy_field(field, json_object_get_string(member));
+  }
+}
+
+}  // namespace
+
+void plugin_note_extension_name(Plugin *plugin, const char *extension_name) {
+  if (extension_name != nullptr && extension_name[0] != '\0') {
+    text_copy_field(plugin->data->extension_name, extension_name);
+  }
+}
+
+void plugin_adopt_version(Plugin *plugin, const char *version, const char *state) {
+  plugin->data->installed = 1;
+  if (strcmp(plugin->version, version) != 0) {
+    text_copy_field(plugin->version, version);
+  }
+  plugin->state = state;
+}
+
+void plugin_forget(Plugin *plugin) {
+  plugin->data->command_time = 0;
+  plugin->data->installed = 0;
+  plugin->data->sequence_number = kPluginNoSequence;
+  text_copy_field(plugin->data->message, "");
+  text_copy_field(plugin->version, kPluginNoVersion);
+  plugin->state = nullptr;
+}
+
+void plugin_handler_status(Plugin *plugin, ExtHandlerStatus *status) {
+  *status = ExtHandlerStatus{};
+  text_copy_field(status->name, plugin->name);
+  text_copy_field(status->version, plugin->version);
+  const PluginData *data = plugin->data;
+  text_copy_field(status->status, data != nullptr && data->installed != 0 ? "Ready" : "NotReady");
+  if (data != nullptr) {
+    text_copy_field(status->message, kHandlerMessageSize, data->message);
+    text_copy_field(status->extension_name, data->extension_name);
+  }
+}
+
+void plugin_fill_status(const Plugin *plugin, PluginScratch *scratch, const char *operation, const char *status_text,
+                        const char *message_text, ExtStatus *status) {
+  const PluginData *data = plugin->data;
+  if (data == nullptr || data->installed == 0) {
+    return;
+  }
+  *scratch = PluginScratch{};
+  if (data->command_time != 0) {
+    utc_time_format(data->command_time, &scratch->time_stamp);
+  }
+  scratch->status.configuration_applied_time = scratch->time_stamp.text;
+  scratch->status.operation = operation;
+  scratch->status.status = status_text;
+  scratch->status.sequence_number = data->sequence_number;
+  scratch->status.message = message_text;
+  *status = scratch->status;
+}
+
+json_object *plugin_save(Plugin *plugin) {
+  const PluginData *data = plugin->data;
+  JsonOwner config(data != nullptr ? json_object_new_object() : nullptr);
+  if (!config.present()) {
+    return nullptr;
+  }
+  json_object_object_add(config.get(), "installed", json_object_new_int(static_cast<int32_t>(data->installed)));
+  if (data->installed != 0) {
+    json_object_object_add(config.get(), "seqno", json_object_new_int(data->sequence_number));
+    // Deliberately 32 bits wide.
+    json_object_object_add(config.get(), "cmdtime", json_object_new_int(static_cast<int32_t>(data->command_time)));
+    json_object_object_add(config.get(), "extname", json_object_new_string(data->extension_name));
+    json_object_object_add(config.get(), "message", json_object_new_string(data->message));
+  }
+  return config.release();
+}
+
+void plugin_load(Plugin *plugin, json_object *config) {
+  PluginData *data = plugin->data;
+  if (data == nullptr) {
+    return;
+  }
+  data->installed = static_cast<uint32_t>(json_object_get_int(json_member(config, "installed", json_type_int)));
+  if (data->installed == 0) {
+    return;
+  }
+  data->sequence_number = json_object_get_int(json_member(config, "seqno", json_type_int));
+  data->command_time = json_object_get_int64(json_member(config, "cmdtime", json_type_int));
+  load_text(config, "extname", data->extension_name);
+  load_text(config, "message", data->message);
+}
+
+}  // namespace kelvane

@@ -1,0 +1,135 @@
+#include "plugins/plugin_status_file.h"
+
+#include <fcntl.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "core/base/buffer.h"
+#include "core/base/file.h"
+#include "core/base/json.h"
+#include "core/base/log.h"
+#include "core/base/text.h"
+#include "plugins/plugin.h"
+#include "plugins/plugin_registry.h"
+
+namespace kelvane {
+
+namespace {
+
+constexpr char kStatusFile[] = "/data/etc/.plugin_status";
+
+// States that are none of ours are kept for the agent's lifetime: the records only refer to their texts.
+struct ForeignState {
+  char *text;
+  ForeignState *next;
+};
+ForeignState *gsForeignStates = nullptr;
+
+const char *keep_foreign_state(const char *state) {
+  Text text;
+  auto *kept = static_cast<ForeignState *>(calloc(1, sizeof(ForeignState)));
+  if (kept == nullptr || text_copy(&text, state) != 0) {
+    free(kept);
+    return nullptr;
+  }
+  kept->text = text.release();
+  kept->next = gsForeignStates;
+  gsForeignStates = kept;
+  return kept->text;
+}
+
+const char *state_text(const char *state) {
+  if (strcmp(state, kPluginStateEnabled) == 0) {
+    return kPluginStateEnabled;
+  }
+  return strcmp(state, kPluginStateInstalled) == 0 ? kPluginStateInstalled : keep_foreign_state(state);
+}
+
+const char *member_text(json_object *element, const char *name) {
+  json_object *member = json_member(element, name, json_type_string);
+  return member != nullptr ? json_object_get_string(member) : nullptr;
+}
+
+void load_element(json_object *element) {
+  const char *name = member_text(element, "name");
+  const char *version = member_text(element, "version");
+  const char *state = member_text(element, "handlerstate");
+  Plugin *plugin = name != nullptr ? pluginManager_Find(name) : nullptr;
+  if (plugin == nullptr) {
+    return;
+  }
+  LOG_ABOVE(6, "[kelvane]: Status Load (%s): version: '%s', handlerstate: '%s'\n", name, text_or(version, ""),
+            text_or(state, ""));
+  if (version != nullptr) {
+    text_copy_field(plugin->version, version);
+  }
+  if (state != nullptr) {
+    plugin->state = state_text(state);
+  }
+  json_object *config = nullptr;
+  if (json_object_object_get_ex(element, "config", &config) && config != nullptr && plugin->load != nullptr) {
+    plugin->load(plugin, config);
+  }
+}
+
+JsonOwner read_status_file() {
+  // Never waits for a writer of a FIFO that stands in the file's place.
+  DescriptorOwner file(open(kStatusFile, O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  struct stat about = {};
+  BufferOwner text;
+  if (!file.present() || fstat(file.get(), &about) != 0 || !S_ISREG(about.st_mode) ||
+      file_read_all(file.get(), kJsonMaxBytes, text.get()) != 0) {
+    return JsonOwner();
+  }
+  return json_load(text.data());
+}
+
+json_object *element_of(Plugin *plugin) {
+  JsonOwner element(json_object_new_object());
+  if (!element.present()) {
+    return nullptr;
+  }
+  json_object_object_add(element.get(), "name", json_object_new_string(plugin->name));
+  json_object_object_add(element.get(), "version", json_object_new_string(plugin->version));
+  if (plugin->state != nullptr) {
+    json_object_object_add(element.get(), "handlerstate", json_object_new_string(plugin->state));
+  }
+  json_object *config = plugin->save != nullptr ? plugin->save(plugin) : nullptr;
+  if (config != nullptr) {
+    json_object_object_add(element.get(), "config", config);
+  }
+  return element.release();
+}
+
+}  // namespace
+
+void plugin_status_load() {
+  JsonOwner plugins = read_status_file();
+  if (!json_object_is_type(plugins.get(), json_type_array)) {
+    return;
+  }
+  for (size_t i = 0; i < json_object_array_length(plugins.get()); i++) {
+    load_element(json_object_array_get_idx(plugins.get(), i));
+  }
+}
+
+void plugin_status_save() {
+  JsonOwner plugins(json_object_new_array());
+  for (int32_t i = 0; plugins.present() && i < plugin_registry_count(); i++) {
+    Plugin *plugin = plugin_registry_at(i);
+    json_object *element = plugin != nullptr ? element_of(plugin) : nullptr;
+    if (element != nullptr) {
+      json_object_array_add(plugins.get(), element);
+    }
+  }
+  const char *text =
+      plugins.present() ? json_object_to_json_string_ext(plugins.get(), JSON_C_TO_STRING_PRETTY) : nullptr;
+  if (text != nullptr) {
+    unlink(kStatusFile);
+    file_create_with(kStatusFile, text, strlen(text));
+  }
+}
+
+}  // namespace kelvane

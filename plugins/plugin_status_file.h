@@ -1,0 +1,18 @@
+// The plugin status file, "/data/etc/.plugin_status": what the plugin manager knows, as one JSON array, so that a
+// restart neither repeats an enable nor forgets an installed version. Called by the plugin manager; blocks for as long
+// as the disk does. A file that is missing, unreadable, no regular file or no JSON leaves the defaults; nothing is
+// logged.
+#ifndef KELVANE_PLUGINS_PLUGIN_STATUS_FILE_H
+#define KELVANE_PLUGINS_PLUGIN_STATUS_FILE_H
+
+namespace kelvane {
+
+// Applies the file to the registered plugins, registering one for each unknown name in it.
+void plugin_status_load();
+
+// Deletes the file and writes it anew, mode 0600. Failures are silent.
+void plugin_status_save();
+
+}  // namespace kelvane
+
+#endif

@@ -1,0 +1,88 @@
+#include "protocol/wire/status_upload.h"
+
+#include <stdio.h>
+#include <string.h>
+
+#include "core/base/buffer.h"
+#include "core/base/log.h"
+#include "core/base/text.h"
+#include "include/agent_version.h"
+#include "protocol/wire/ext_config.h"
+#include "protocol/wire/http_client.h"
+#include "protocol/wire/page_blob.h"
+#include "protocol/wire/status_blob.h"
+#include "protocol/wire/status_document.h"
+#include "protocol/wire/storage_headers.h"
+#include "telemetry/event_queue.h"
+
+namespace kelvane {
+
+namespace {
+
+constexpr char kBlockBlob[] = "BlockBlob";
+constexpr char kPageBlob[] = "PageBlob";
+
+void put_as(const char *blob_type, const char *url, const char *document) {
+  if (blob_type == nullptr) {
+    return;
+  }
+  if (strcmp(blob_type, kBlockBlob) == 0) {
+    __StatusBlob_put_block_blob(url, document);
+  } else if (strcmp(blob_type, kPageBlob) == 0) {
+    __StatusBlob_put_page_blob(url, document);
+  }
+}
+
+// Also when the configuration announced no type: it counts as a block blob then.
+void report_blob_type(const char *blob_type) {
+  if (blob_type == nullptr || blob_type_reported()) {
+    return;
+  }
+  const char *announced = ext_config()->page_blob != 0 ? kPageBlob : kBlockBlob;
+  const bool match = strcmp(blob_type, announced) == 0;
+  char text[256];
+  if (match) {
+    snprintf(text, sizeof text, "Blob type match [%s]", blob_type);
+  } else {
+    snprintf(text, sizeof text, "Blob type mismatch [HEAD %s], [CONFIG %s]", blob_type, announced);
+  }
+  AddExtensionEvent(kAgentName, kTelemetryHealthCheck, match ? 1 : 0, 0, kAgentVersion, text);
+  blob_type_reported_set(true);
+}
+
+}  // namespace
+
+void status_upload() {
+  const char *url = ext_config()->status_upload_url.get();
+  if (url == nullptr) {
+    return;
+  }
+  const Text document = status_document_make(status_blob());
+  if (!document.present()) {
+    return;
+  }
+  const char *blob_type = __StatusBlob_get_blob_type(url);
+  put_as(blob_type, url, document.get());
+  status_blob_clear();
+  report_blob_type(blob_type);
+}
+
+const char *__StatusBlob_get_blob_type(const char *url) {
+  LOG_ABOVE(6, "[kelvane]: start - %s:%d\n", "__StatusBlob_get_blob_type", 214);
+  captured_blob_type_clear();
+  BufferOwner discarded;
+  int64_t code = 0;
+  __WireClient_call_storage_service(kStorageHead, url, storage_headers(nullptr, 0), nullptr, discarded.get(), &code);
+  return captured_blob_type();
+}
+
+void __StatusBlob_put_block_blob(const char *url, const char *document) {
+  LOG_ABOVE(6, "[kelvane]: start - %s:%d\n", "__StatusBlob_put_block_blob", 239);
+  BufferOwner body;
+  __makeBuffer(body.get(), document);
+  int64_t code = 0;
+  __WireClient_call_storage_service(kStoragePut, url, storage_headers({"x-ms-blob-type: BlockBlob"}), body.get(),
+                                    nullptr, &code);
+}
+
+}  // namespace kelvane
