@@ -22,18 +22,18 @@ constexpr char kInvalidTranscript[] = "Command is finished.\n---stdout---\n\n---
 
 // The command text, from the protected settings first; lent by the objects. Null when neither holds one.
 const char *choose_command(json_object *protected_object, json_object *public_object) {
-  json_object *command = json_member(protected_object, "commandToExecute", json_type_string);
+  const char *command = json_member_text(protected_object, "commandToExecute");
   if (protected_object != nullptr) {
     // Deliberately also printed when the command is then taken from the public settings.
     LOG_ABOVE(6, "[kelvane]: Using protectedSettings\n");
   }
   if (command == nullptr) {
-    command = json_member(public_object, "commandToExecute", json_type_string);
+    command = json_member_text(public_object, "commandToExecute");
     if (command != nullptr) {
       LOG_ABOVE(6, "[kelvane]: Using publicSettings\n");
     }
   }
-  return command != nullptr ? json_object_get_string(command) : nullptr;
+  return command;
 }
 
 void execute(Plugin *plugin, const char *command) {

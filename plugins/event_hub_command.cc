@@ -1,6 +1,5 @@
 #include "plugins/event_hub_command.h"
 
-#include <stdio.h>
 #include <string.h>
 
 #include "core/base/json.h"
@@ -39,9 +38,9 @@ void operation_identifier(const char *text, const char *last_blank, char (&ident
 }
 
 void copy_setting(json_object *object, const char *name, char (&field)[NCFG_EVENT_HUB_TEXT_SIZE]) {
-  json_object *value = json_member(object, name, json_type_string);
+  const char *value = json_member_text(object, name);
   if (value != nullptr) {
-    text_copy_field(field, json_object_get_string(value));
+    text_copy_field(field, value);
   }
 }
 

@@ -8,7 +8,6 @@
 #include <stddef.h>
 #include <stdint.h>
 
-#include "core/base/utc_time.h"
 #include "include/vm_status.h"
 
 namespace kelvane {
@@ -52,7 +51,7 @@ struct PluginData {
 
 // Where the status operation formats what it hands out; the texts stay valid until the next one.
 struct PluginScratch {
-  UtcTime time_stamp = {};
+  char time_stamp[kPluginTextSize] = {};
   ExtStatus status = {};
 };
 

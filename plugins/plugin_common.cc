@@ -14,9 +14,9 @@ namespace {
 constexpr size_t kHandlerMessageSize = 128;
 
 void load_text(json_object *config, const char *name, char (&field)[kPluginTextSize]) {
-  json_object *member = json_member(config, name, json_type_string);
-  if (member != nullptr) {
-    text_copy_field(field, json_object_get_string(member));
+  const char *text = json_member_text(config, name);
+  if (text != nullptr) {
+    text_copy_field(field, text);
   }
 }
 
@@ -65,9 +65,11 @@ void plugin_fill_status(const Plugin *plugin, PluginScratch *scratch, const char
   }
   *scratch = PluginScratch{};
   if (data->command_time != 0) {
-    utc_time_format(data->command_time, &scratch->time_stamp);
+    UtcTime when = {};
+    utc_time_format(data->command_time, &when);
+    text_copy_field(scratch->time_stamp, when.text);
   }
-  scratch->status.configuration_applied_time = scratch->time_stamp.text;
+  scratch->status.configuration_applied_time = scratch->time_stamp;
   scratch->status.operation = operation;
   scratch->status.status = status_text;
   scratch->status.sequence_number = data->sequence_number;

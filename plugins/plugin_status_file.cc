@@ -1,6 +1,5 @@
 #include "plugins/plugin_status_file.h"
 
-#include <fcntl.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/stat.h>
@@ -47,15 +46,10 @@ const char *state_text(const char *state) {
   return strcmp(state, kPluginStateInstalled) == 0 ? kPluginStateInstalled : keep_foreign_state(state);
 }
 
-const char *member_text(json_object *element, const char *name) {
-  json_object *member = json_member(element, name, json_type_string);
-  return member != nullptr ? json_object_get_string(member) : nullptr;
-}
-
 void load_element(json_object *element) {
-  const char *name = member_text(element, "name");
-  const char *version = member_text(element, "version");
-  const char *state = member_text(element, "handlerstate");
+  const char *name = json_member_text(element, "name");
+  const char *version = json_member_text(element, "version");
+  const char *state = json_member_text(element, "handlerstate");
   Plugin *plugin = name != nullptr ? pluginManager_Find(name) : nullptr;
   if (plugin == nullptr) {
     return;
@@ -75,8 +69,7 @@ void load_element(json_object *element) {
 }
 
 JsonOwner read_status_file() {
-  // Never waits for a writer of a FIFO that stands in the file's place.
-  DescriptorOwner file(open(kStatusFile, O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  DescriptorOwner file(file_open_to_read(kStatusFile));
   struct stat about = {};
   BufferOwner text;
   if (!file.present() || fstat(file.get(), &about) != 0 || !S_ISREG(about.st_mode) ||

@@ -1,7 +1,6 @@
 #include "plugins/vm_access_operations.h"
 
 #include <signal.h>
-#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 
@@ -40,19 +39,14 @@ bool member_flag(json_object *object, const char *name) {
   return json_object_get_boolean(json_member(object, name, json_type_boolean)) != 0;
 }
 
-const char *member_text(json_object *object, const char *name) {
-  json_object *member = json_member(object, name, json_type_string);
-  return member != nullptr ? json_object_get_string(member) : nullptr;
-}
-
 VMAccessOperations read_operations(json_object *public_object, json_object *protected_object) {
   VMAccessOperations operations = {
       .reset_ssh = member_flag(protected_object, "reset_ssh"),
-      .remove_user = member_text(protected_object, "remove_user"),
-      .password = member_text(protected_object, "password"),
-      .user_name = member_text(protected_object, "username"),
-      .ssh_key = member_text(protected_object, "ssh_key"),
-      .expiration = member_text(protected_object, "expiration"),
+      .remove_user = json_member_text(protected_object, "remove_user"),
+      .password = json_member_text(protected_object, "password"),
+      .user_name = json_member_text(protected_object, "username"),
+      .ssh_key = json_member_text(protected_object, "ssh_key"),
+      .expiration = json_member_text(protected_object, "expiration"),
       .check_disk = false,
       .repair_disk = false,
       .disk_name = nullptr,
@@ -60,23 +54,23 @@ VMAccessOperations read_operations(json_object *public_object, json_object *prot
   if (public_object != nullptr) {
     operations.check_disk = member_flag(protected_object, "check_disk");
     operations.repair_disk = member_flag(protected_object, "repair_disk");
-    operations.disk_name = member_text(protected_object, "disk_name");
+    operations.disk_name = json_member_text(protected_object, "disk_name");
   }
   return operations;
 }
 
 int32_t VMAccess_ResetSsh() {
-  FileOwner file(fopen(kSshdPidFile, "re"));
+  DescriptorOwner file(file_open_to_read(kSshdPidFile));
   if (!file.present()) {
     return -1;
   }
-  char line[128];
-  if (fgets(line, sizeof line, file.get()) != nullptr) {
-    const long process = strtol(line, nullptr, 10);
-    // A line that names no process must not reach a process group, nor everything.
-    if (process > 1 && process <= INT32_MAX) {
-      kill(static_cast<pid_t>(process), SIGTERM);
-    }
+  char line[128] = {};
+  file_read_full(file.get(), line, sizeof line - 1);
+  line[strcspn(line, "\n")] = '\0';
+  const long process = strtol(line, nullptr, 10);
+  // A line that names no process must not reach a process group, nor everything.
+  if (process > 0 && process <= INT32_MAX) {
+    kill(static_cast<pid_t>(process), SIGTERM);
   }
   return 0;
 }

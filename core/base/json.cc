@@ -40,4 +40,9 @@ json_object *json_member(json_object *value, const char *name, json_type type) {
   return member;
 }
 
+const char *json_member_text(json_object *value, const char *name) {
+  json_object *member = json_member(value, name, json_type_string);
+  return member != nullptr ? json_object_get_string(member) : nullptr;
+}
+
 }  // namespace kelvane

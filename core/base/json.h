@@ -24,6 +24,9 @@ JsonOwner json_load(const char *text);
 // its own.
 json_object *json_member(json_object *value, const char *name, json_type type);
 
+// The text of the string member of that name; null when there is none or it is of another type. Lent as above.
+const char *json_member_text(json_object *value, const char *name);
+
 }  // namespace kelvane
 
 #endif
