@@ -5,11 +5,11 @@
 #include <time.h>
 
 #include "core/base/buffer.h"
-#include "core/base/curl_owners.h"
 #include "core/base/log.h"
 #include "core/base/text.h"
 #include "core/base/xml.h"
 #include "protocol/wire/endpoint.h"
+#include "protocol/wire/http_request.h"
 #include "telemetry/event_queue.h"
 
 namespace kelvane {
@@ -64,16 +64,6 @@ void post(const char *document, int count) {
   LOG_ABOVE(6, "[kelvane]: EVENT: Posted details %s\n", document);
 }
 
-bool add_header(CurlListOwner *headers, const char *header) {
-  curl_slist *grown = curl_slist_append(headers->get(), header);
-  if (grown == nullptr) {
-    return false;
-  }
-  headers->release();
-  headers->reset(grown);
-  return true;
-}
-
 }  // namespace
 
 int32_t EventHandler_Process() {
@@ -101,21 +91,18 @@ int32_t HttpPostWithHeaders(const char *url, const char *body, Buffer *response)
   if (!handle.present()) {
     return -1;
   }
-  CurlListOwner headers;
-  add_header(&headers, "x-ms-agent-name: TorvikGuest");
-  add_header(&headers, "Content-Type: text/xml; charset=utf-8");
-  add_header(&headers, "x-ms-version: 2012-11-30");
+  const CurlListOwner headers = http_header_list(
+      {"x-ms-agent-name: TorvikGuest", "Content-Type: text/xml; charset=utf-8", "x-ms-version: 2012-11-30"});
   CURL *curl = handle.get();
   curl_easy_setopt(curl, CURLOPT_URL, url);
   // GET first, then POST: the later setting wins.
   curl_easy_setopt(curl, CURLOPT_HTTPGET, 1L);
   curl_easy_setopt(curl, CURLOPT_POST, 1L);
-  curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, event_curl_recv_cb);
-  curl_easy_setopt(curl, CURLOPT_WRITEDATA, response);
+  http_collect(curl, response);
   curl_easy_setopt(curl, CURLOPT_POSTFIELDSIZE, static_cast<long>(strlen(body)));
   curl_easy_setopt(curl, CURLOPT_POSTFIELDS, body);
   curl_easy_setopt(curl, CURLOPT_HTTPHEADER, headers.get());
-  const int32_t result = curl_easy_perform(curl);
+  const int32_t result = http_perform(curl, nullptr);
   if (result != 0) {
     LOG_ABOVE(0, "[kelvane]: curl_error: %s:%d res %d\n", "HttpPostWithHeaders", 353, result);
   }

@@ -212,44 +212,24 @@ int32_t __WireClient_call_storage_service(int32_t kind, const char *url, curl_sl
   return result;
 }
 
-namespace {
-
-// A list of the texts; null when memory ran out.
-template <size_t Count>
-curl_slist *header_list(const char *const (&lines)[Count]) {
-  CurlListOwner list;
-  for (const char *line : lines) {
-    curl_slist *longer = curl_slist_append(list.get(), line);
-    if (longer == nullptr) {
-      return nullptr;
-    }
-    list.release();
-    list.reset(longer);
-  }
-  return list.release();
-}
-
-}  // namespace
-
 curl_slist *wire_get_headers() {
-  return header_list({kAgentNameHeader, kWireVersionHeader});
+  return http_header_list({kAgentNameHeader, kWireVersionHeader}).release();
 }
 
 curl_slist *wire_post_headers() {
-  return header_list({kAgentNameHeader, kWireVersionHeader, "Content-Type: text/xml;charset=utf-8"});
+  return http_header_list({kAgentNameHeader, kWireVersionHeader, "Content-Type: text/xml;charset=utf-8"}).release();
 }
 
 curl_slist *wire_certificates_headers() {
-  curl_slist *list = header_list({kAgentNameHeader, kWireVersionHeader, "x-ms-cipher-name: DES_EDE3_CBC"});
+  CurlListOwner list = http_header_list({kAgentNameHeader, kWireVersionHeader, "x-ms-cipher-name: DES_EDE3_CBC"});
   TransportCert transport = {};
   TransportCertGet(&transport);
   Text line;
-  if (list == nullptr || transport.encoded_certificate == nullptr ||
-      text_format(&line, "x-ms-guest-agent-public-x509-cert: %s", transport.encoded_certificate) != 0) {
-    return list;
+  if (list.present() && transport.encoded_certificate != nullptr &&
+      text_format(&line, "x-ms-guest-agent-public-x509-cert: %s", transport.encoded_certificate) == 0) {
+    http_header_append(&list, line.get());
   }
-  curl_slist *longer = curl_slist_append(list, line.get());
-  return longer != nullptr ? longer : list;
+  return list.release();
 }
 
 curl_slist *wire_date_header() {
@@ -259,7 +239,7 @@ curl_slist *wire_date_header() {
   if (text_format(&line, "x-ms-date: %s", now.text) != 0) {
     return nullptr;
   }
-  return header_list({line.get()});
+  return http_header_list({line.get()}).release();
 }
 
 const char *captured_blob_type() {

@@ -13,6 +13,25 @@ constexpr unsigned kPauseSeconds = 10;
 
 }  // namespace
 
+bool http_header_append(CurlListOwner *list, const char *line) {
+  curl_slist *longer = curl_slist_append(list->get(), line);
+  if (longer == nullptr) {
+    return false;
+  }
+  list->release();
+  list->reset(longer);
+  return true;
+}
+
+CurlListOwner http_header_list(CurlListOwner list, const char *const *lines, size_t count) {
+  for (size_t i = 0; i < count; i++) {
+    if (!http_header_append(&list, lines[i])) {
+      return CurlListOwner();
+    }
+  }
+  return list;
+}
+
 size_t http_upload_read_cb(char *to, size_t size, size_t count, void *upload) {
   auto *source = static_cast<HttpUpload *>(upload);
   size_t copied = 0;

@@ -1,7 +1,7 @@
-// What every HTTP request of the agent does alike: collecting the response in a buffer, serving an upload, performing,
-// and the three attempts with their pauses. Shared by the wire protocol's HTTP client, the metadata protocol and
-// telemetry; each sets its own options, in its own order, where the request is made. Blocks for as long as the request
-// and the pauses take; logs nothing.
+// What every HTTP request of the agent does alike: making a header list, collecting the response in a buffer, serving
+// an upload, performing, and the three attempts with their pauses. Shared by the wire protocol's HTTP client, the
+// metadata protocol and telemetry; each sets its own options, in its own order, where the request is made. Blocks for
+// as long as the request and the pauses take; logs nothing.
 #ifndef KELVANE_PROTOCOL_WIRE_HTTP_REQUEST_H
 #define KELVANE_PROTOCOL_WIRE_HTTP_REQUEST_H
 
@@ -9,6 +9,7 @@
 #include <stddef.h>
 #include <stdint.h>
 
+#include "core/base/curl_owners.h"
 #include "include/buffer.h"
 
 namespace kelvane {
@@ -17,6 +18,17 @@ inline constexpr int32_t kHttpAttempts = 3;
 
 // Whole-transfer timeout, in seconds.
 inline constexpr long kHttpTimeout = 10;
+
+// Appends one header line, "Name: value". False with the list as it was when memory ran out.
+bool http_header_append(CurlListOwner *list, const char *line);
+
+// A list of count lines behind those that the list holds already: all of them, or an empty list when memory ran out.
+CurlListOwner http_header_list(CurlListOwner list, const char *const *lines, size_t count);
+
+template <size_t Count>
+CurlListOwner http_header_list(const char *const (&lines)[Count]) {
+  return http_header_list(CurlListOwner(), lines, Count);
+}
 
 // The part of a body that libcurl has not read yet. The bytes are borrowed.
 struct HttpUpload {
