@@ -24,15 +24,15 @@ void free_bytes(char *bytes) {
 }
 using BytesOwner = Owned<char, free_bytes>;
 
+// With one zero byte more, which every buffer's bytes end in.
 BytesOwner zeroed_bytes(uint64_t size) {
-  return BytesOwner(static_cast<char *>(calloc(size, 1)));
+  return BytesOwner(static_cast<char *>(calloc(size + 1, 1)));
 }
 
 uint64_t whole_pages(uint64_t length) {
   return (length + kPageSize - 1) / kPageSize * kPageSize;
 }
 
-// 0, or what the request and its answer failed with.
 bool accepted(int32_t result, int64_t code) {
   return result == 0 && code >= 200 && code <= 299;
 }

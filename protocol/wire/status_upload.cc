@@ -53,10 +53,10 @@ void report_blob_type(const char *blob_type) {
 }  // namespace
 
 void status_upload() {
-  const char *url = ext_config()->status_upload_url.get();
-  if (url == nullptr) {
+  if (ext_config()->status_upload_url.empty()) {
     return;
   }
+  const char *url = ext_config()->status_upload_url.get();
   const Text document = status_document_make(status_blob());
   if (!document.present()) {
     return;
@@ -72,17 +72,22 @@ const char *__StatusBlob_get_blob_type(const char *url) {
   captured_blob_type_clear();
   BufferOwner discarded;
   int64_t code = 0;
-  __WireClient_call_storage_service(kStorageHead, url, storage_headers(nullptr, 0), nullptr, discarded.get(), &code);
+  const int32_t result = __WireClient_call_storage_service(kStorageHead, url, storage_headers(nullptr, 0), nullptr,
+                                                           discarded.get(), &code);
+  if (result != 0) {
+    // What a refusal says of the blob does not count.
+    captured_blob_type_clear();
+  }
   return captured_blob_type();
 }
 
 void __StatusBlob_put_block_blob(const char *url, const char *document) {
   LOG_ABOVE(6, "[kelvane]: start - %s:%d\n", "__StatusBlob_put_block_blob", 239);
-  BufferOwner body;
-  __makeBuffer(body.get(), document);
+  // Lent: a PUT only reads its buffer.
+  Buffer body = {.data = const_cast<char *>(document), .length = strlen(document)};
   int64_t code = 0;
-  __WireClient_call_storage_service(kStoragePut, url, storage_headers({"x-ms-blob-type: BlockBlob"}), body.get(),
-                                    nullptr, &code);
+  __WireClient_call_storage_service(kStoragePut, url, storage_headers({"x-ms-blob-type: BlockBlob"}), &body, nullptr,
+                                    &code);
 }
 
 }  // namespace kelvane
