@@ -1,56 +1,18 @@
 #include "telemetry/telemetry.h"
 
-#include <sys/sysinfo.h>
-#include <unistd.h>
-
 #include "core/base/text.h"
-#include "tests/support/recording_fixture.h"
-
-namespace {
-
-struct sysinfo machine = {};
-int sysinfo_result = 0;
-std::vector<int> wrap_margins;
-
-}  // namespace
-
-extern "C" {
-
-long __real_sysconf(int name);
-
-int __wrap_sysinfo(struct sysinfo *out) {
-  *out = machine;
-  return sysinfo_result;
-}
-
-long __wrap_sysconf(int name) {
-  return name == _SC_NPROCESSORS_ONLN ? 3 : __real_sysconf(name);
-}
-
-void __wrap_mxmlSetWrapMargin(int column) {
-  wrap_margins.push_back(column);
-}
-
-}  // extern "C"
+#include "tests/unit/telemetry/telemetry_spies.h"
 
 namespace {
 
 using kelvane::telemetry_context;
 using kelvane::text_or;
 
-class Telemetry : public RecordingTest {
+class Telemetry : public TelemetryTest {
  protected:
-  Telemetry() {
-    kelvane::TelemetryCleanup();
-    machine = {};
-    sysinfo_result = 0;
-    wrap_margins.clear();
-  }
-  ~Telemetry() override { kelvane::TelemetryCleanup(); }
-
-  static uint64_t ram_of(unsigned long total, unsigned unit) {
-    machine.totalram = total;
-    machine.mem_unit = unit;
+  uint64_t ram_of(unsigned long total, unsigned unit) {
+    spies_.total_ram = total;
+    spies_.memory_unit = unit;
     kelvane::TelemetryInit();
     return telemetry_context().ram_mebibytes;
   }
@@ -58,7 +20,7 @@ class Telemetry : public RecordingTest {
 
 TEST_F(Telemetry, InitSwitchesWrappingOffAndCountsProcessors) {
   kelvane::TelemetryInit();
-  EXPECT_EQ(wrap_margins, std::vector<int>{0});
+  EXPECT_EQ(spies_.wrap_margins, std::vector<int>{0});
   EXPECT_EQ(telemetry_context().processors, 3);
 }
 
@@ -112,10 +74,6 @@ TEST_F(Telemetry, CleanupForgetsTheTexts) {
   }
   kelvane::TelemetrySetTenantName("two");
   EXPECT_STREQ(telemetry_context().tenant_name, "two");
-}
-
-TEST_F(Telemetry, AnEmptyQueueHasNothingToSend) {
-  EXPECT_EQ(kelvane::EventHandler_Process(), 0);
 }
 
 }  // namespace
