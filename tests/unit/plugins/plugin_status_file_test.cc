@@ -1,0 +1,373 @@
+#include "plugins/plugin_status_file.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "plugins/plugin_registry.h"
+#include "tests/unit/plugins/plugin_world.h"
+
+namespace {
+
+using kelvane::Plugin;
+using kelvane::plugin_registry_count;
+using kelvane::plugin_status_load;
+using kelvane::plugin_status_save;
+using kelvane::pluginManager_Find;
+using plugin_world::kStatusFile;
+
+// What is written when nothing has happened yet.
+const char kAtFirst[] = R"([
+  {
+    "name":"Microsoft.OSTCExtensions.CustomScriptForLinux",
+    "version":"0.0.0.0",
+    "config":{
+      "installed":0
+    }
+  },
+  {
+    "name":"Microsoft.Azure.Extensions.LinuxAsm",
+    "version":"0.0.0.0",
+    "config":{
+      "installed":0
+    }
+  },
+  {
+    "name":"Microsoft.OSTCExtensions.LinuxDiagnostic",
+    "version":"0.0.0.0",
+    "config":{
+      "installed":0
+    }
+  },
+  {
+    "name":"Microsoft.OSTCExtensions.VMAccessForLinux",
+    "version":"0.0.0.0",
+    "config":{
+      "installed":0
+    }
+  }
+])";
+
+// One plugin with everything.
+const char kFull[] = R"([
+  {
+    "name":"A.B",
+    "version":"1.2.3.4",
+    "handlerstate":"enabled",
+    "config":{
+      "installed":1,
+      "seqno":7,
+      "cmdtime":1700000000,
+      "extname":"an \"instance\"",
+      "message":"one\ntwo"
+    }
+  }
+])";
+
+// Versions of the library differ in the line end.
+const auto kEmptyArray = testing::AnyOf("[]", "[\n]");
+
+class PluginStatusFile : public PluginTest {
+ protected:
+  // The first plugin after loading: "name|version|state|installed|sequence|time|extension name|message".
+  std::string loaded(const std::string &bytes) {
+    plugin_world::fresh_registry();
+    os_.write(kStatusFile, bytes);
+    plugin_status_load();
+    return plugin_registry_count() == 0 ? "none" : shown(kelvane::plugin_registry_at(0));
+  }
+  static std::string shown(const Plugin *plugin) {
+    const kelvane::PluginData *data = plugin->data;
+    return std::string(plugin->name) + "|" + plugin->version + "|" +
+           (plugin->state != nullptr ? plugin->state : "absent") + "|" + std::to_string(data->installed) + "|" +
+           std::to_string(data->sequence_number) + "|" + std::to_string(data->command_time) + "|" +
+           data->extension_name + "|" + data->message;
+  }
+  std::string saved() {
+    plugin_status_save();
+    return os_.read(kStatusFile);
+  }
+};
+
+const char kFullShown[] = "A.B|1.2.3.4|enabled|1|7|1700000000|an \"instance\"|one\ntwo";
+
+TEST_F(PluginStatusFile, OfTheBuiltInPluginsAtFirst) {
+  kelvane::pluginManager_Init();
+  EXPECT_EQ(saved(), kAtFirst);
+  EXPECT_EQ(support::mode_of(os_.real(kStatusFile)), 0600);
+}
+
+TEST_F(PluginStatusFile, WithoutPluginsIsAnEmptyArray) {
+  EXPECT_THAT(saved(), kEmptyArray);
+}
+
+TEST_F(PluginStatusFile, WhatWasLoadedIsSavedAgainToTheByte) {
+  EXPECT_EQ(loaded(kFull), kFullShown);
+  EXPECT_EQ(saved(), kFull);
+}
+
+TEST_F(PluginStatusFile, DeletesTheOldFileAndWritesANewOneInOnePiece) {
+  os_.write(kStatusFile, std::string(5000, 'x'));
+  os_.hide({"time", "close"});
+  recording::clear_trace();
+  plugin_status_save();
+  EXPECT_EQ(recording::trace(),
+            (Lines{"unlink(\"/data/etc/.plugin_status\")", "open(\"/data/etc/.plugin_status\", create, 0600)"}));
+  EXPECT_THAT(os_.read(kStatusFile), kEmptyArray);
+}
+
+TEST_F(PluginStatusFile, ALinkInItsPlaceIsReplacedAndNotFollowed) {
+  os_.write("/etc/other", "precious");
+  ASSERT_EQ(symlink(os_.real("/etc/other").c_str(), os_.real(kStatusFile).c_str()), 0);
+  EXPECT_THAT(saved(), kEmptyArray);
+  EXPECT_EQ(os_.read("/etc/other"), "precious");
+}
+
+TEST_F(PluginStatusFile, ALinkInItsPlaceIsRead) {
+  os_.write("/etc/other", kFull);
+  ASSERT_EQ(symlink(os_.real("/etc/other").c_str(), os_.real(kStatusFile).c_str()), 0);
+  plugin_status_load();
+  ASSERT_EQ(plugin_registry_count(), 1);
+  EXPECT_EQ(shown(kelvane::plugin_registry_at(0)), kFullShown);
+}
+
+TEST_F(PluginStatusFile, AFailedWriteIsSilent) {
+  recording::set_debug_level(7);
+  os_.fail("open(\"/data/etc/.plugin_status\", create, 0600)", ENOSPC);
+  plugin_status_save();
+  EXPECT_FALSE(os_.exists(kStatusFile));
+  EXPECT_EQ(recording::messages(), Lines{});
+}
+
+TEST_F(PluginStatusFile, AFolderInItsPlaceIsLeftAloneSilently) {
+  recording::set_debug_level(7);
+  ASSERT_EQ(mkdir(os_.real(kStatusFile).c_str(), 0700), 0);
+  plugin_status_load();
+  plugin_status_save();
+  EXPECT_EQ(plugin_registry_count(), 0);
+  EXPECT_EQ(support::mode_of(os_.real(kStatusFile)), 0700);
+  EXPECT_EQ(recording::messages(), Lines{});
+}
+
+TEST_F(PluginStatusFile, APipeInItsPlaceIsNotWaitedForAndThenReplaced) {
+  ASSERT_EQ(mkfifo(os_.real(kStatusFile).c_str(), 0600), 0);
+  plugin_status_load();
+  EXPECT_EQ(plugin_registry_count(), 0);
+  EXPECT_THAT(saved(), kEmptyArray);
+}
+
+TEST_F(PluginStatusFile, MissingLeavesTheDefaultsSilently) {
+  recording::set_debug_level(7);
+  kelvane::pluginManager_Init();
+  EXPECT_EQ(plugin_registry_count(), 4);
+  EXPECT_EQ(recording::messages(), Lines{});
+}
+
+TEST_F(PluginStatusFile, UnreadableLeavesTheDefaultsSilently) {
+  recording::set_debug_level(7);
+  os_.write(kStatusFile, kFull);
+  os_.fail("open(\"/data/etc/.plugin_status\", read)", EACCES);
+  plugin_status_load();
+  EXPECT_EQ(plugin_registry_count(), 0);
+  EXPECT_EQ(recording::messages(), Lines{});
+}
+
+TEST_F(PluginStatusFile, CutOffAnywhereLeavesTheDefaults) {
+  recording::set_debug_level(7);
+  const std::string whole = kFull;
+  for (size_t length = 0; length < whole.size(); length++) {
+    ASSERT_EQ(loaded(whole.substr(0, length)), "none") << length;
+  }
+  EXPECT_EQ(recording::messages(), Lines{});
+  EXPECT_EQ(loaded(whole), kFullShown);
+}
+
+TEST_F(PluginStatusFile, OtherValuesThanAnArrayLeaveTheDefaults) {
+  for (const char *text : {"{}", "{\"name\":\"A.B\"}", "null", "1", "\"A.B\"", "true", "no JSON", " ", "\xff\xfe"}) {
+    EXPECT_EQ(loaded(text), "none") << text;
+  }
+}
+
+TEST_F(PluginStatusFile, ElementsWithoutANameAreSkipped) {
+  EXPECT_EQ(loaded(R"([{"version":"1.0.0.0"},{"name":7},{"name":null},null,[],"A",5,{"name":"B"}])"),
+            "B||absent|0|-1|0||");
+  EXPECT_EQ(plugin_registry_count(), 1);
+}
+
+TEST_F(PluginStatusFile, TextsOfOtherTypesCountAsMissing) {
+  EXPECT_EQ(loaded(R"([{"name":"B","version":1,"handlerstate":["enabled"]}])"), "B||absent|0|-1|0||");
+}
+
+TEST_F(PluginStatusFile, AConfigurationOfAnotherTypeMeansNotInstalled) {
+  for (const char *config : {"null", "7", "\"text\"", "[1]", "true"}) {
+    EXPECT_EQ(loaded(std::string(R"([{"name":"B","version":"1.0.0.0","config":)") + config + "}]"),
+              "B|1.0.0.0|absent|0|-1|0||");
+  }
+}
+
+TEST_F(PluginStatusFile, MissingNumbersOfAnInstalledPluginAreZero) {
+  EXPECT_EQ(loaded(R"([{"name":"B","config":{"installed":1}}])"), "B||absent|1|0|0||");
+  EXPECT_EQ(loaded(R"([{"name":"B","config":{"installed":1,"seqno":"7","cmdtime":1.5,"extname":3,"message":null}}])"),
+            "B||absent|1|0|0||");
+}
+
+TEST_F(PluginStatusFile, OfANotInstalledPluginNothingElseIsTaken) {
+  for (const char *installed : {"0", "\"1\"", "true", "1.0", "null"}) {
+    EXPECT_EQ(loaded(std::string(R"([{"name":"B","config":{"installed":)") + installed +
+                     R"(,"seqno":7,"cmdtime":8,"extname":"e","message":"m"}}])"),
+              "B||absent|0|-1|0||")
+        << installed;
+  }
+}
+
+TEST_F(PluginStatusFile, AnotherStateIsKeptAsItIs) {
+  EXPECT_EQ(loaded(R"([{"name":"B","version":"1.0.0.0","handlerstate":"Enabled"}])"), "B|1.0.0.0|Enabled|0|-1|0||");
+  EXPECT_STREQ(kelvane::pluginManager_GetState("B", "1.0.0.0"), "Enabled");
+  EXPECT_EQ(saved(), R"([
+  {
+    "name":"B",
+    "version":"1.0.0.0",
+    "handlerstate":"Enabled",
+    "config":{
+      "installed":0
+    }
+  }
+])");
+}
+
+TEST_F(PluginStatusFile, AnEmptyStateIsAStateToo) {
+  EXPECT_EQ(loaded(R"([{"name":"B","handlerstate":""}])"), "B|||0|-1|0||");
+}
+
+TEST_F(PluginStatusFile, TheTwoUsualStatesAreTheSharedConstants) {
+  loaded(R"([{"name":"B","handlerstate":"enabled"},{"name":"C","handlerstate":"installed"}])");
+  EXPECT_EQ(pluginManager_Find("B")->state, kelvane::kPluginStateEnabled);
+  EXPECT_EQ(pluginManager_Find("C")->state, kelvane::kPluginStateInstalled);
+}
+
+TEST_F(PluginStatusFile, WithoutMemoryForAStateItIsAbsent) {
+  plugin_world::fresh_registry();
+  os_.write(kStatusFile, R"([{"name":"B","handlerstate":"other"}])");
+  Plugin *plugin = pluginManager_Find("B");
+  plugin_world::refuse_calloc = 1;
+  plugin_status_load();
+  EXPECT_EQ(plugin->state, nullptr);
+}
+
+TEST_F(PluginStatusFile, LaterElementsOfOneNameOverwriteEarlierOnes) {
+  EXPECT_EQ(loaded(R"([{"name":"B","version":"1.0.0.0"},{"name":"B","handlerstate":"installed"}])"),
+            "B|1.0.0.0|installed|0|-1|0||");
+  EXPECT_EQ(plugin_registry_count(), 1);
+}
+
+TEST_F(PluginStatusFile, ABuiltInPluginIsNotMadeAnew) {
+  os_.write(kStatusFile, R"([{"name":"Microsoft.Azure.Extensions.LinuxAsm","version":"9.8.7.6"}])");
+  kelvane::pluginManager_Init();
+  EXPECT_EQ(plugin_registry_count(), 4);
+  EXPECT_STREQ(pluginManager_Find(plugin_world::kLinuxAsm)->version, "9.8.7.6");
+}
+
+TEST_F(PluginStatusFile, AnUnknownNameIsMadeAgainAsUnsupported) {
+  os_.write(kStatusFile, R"([{"name":"Some.Maker.Thing","version":"1.0.0.0","config":{"installed":1}}])");
+  kelvane::pluginManager_Init();
+  ASSERT_EQ(plugin_registry_count(), 5);
+  Plugin *plugin = pluginManager_Find("Some.Maker.Thing");
+  EXPECT_STREQ(plugin->short_name, "Thing");
+  EXPECT_EQ(status_of(plugin), "|Enable|error|0|0|Not supported.|null|null|0|null|0");
+}
+
+TEST_F(PluginStatusFile, EachElementIsLoggedAboveSix) {
+  recording::set_debug_level(7);
+  loaded(R"([{"name":"B","version":"1.0.0.0","handlerstate":"other"},{"version":"2"},{"name":"C"}])");
+  EXPECT_EQ(recording::messages(), (Lines{"[kelvane]: Status Load (B): version: '1.0.0.0', handlerstate: 'other'\n",
+                                          "[kelvane]: Status Load (C): version: '', handlerstate: ''\n"}));
+  recording::clear_trace();
+  recording::set_debug_level(6);
+  loaded(R"([{"name":"B"}])");
+  EXPECT_EQ(recording::messages(), Lines{});
+}
+
+TEST_F(PluginStatusFile, TextsAreCutToTheirFields) {
+  const std::string version(40, '1');
+  const std::string text(300, 'm');
+  EXPECT_EQ(loaded(R"([{"name":"B","version":")" + version + R"(","config":{"installed":1,"extname":")" + text +
+                   R"(","message":")" + text + R"("}}])"),
+            "B|" + std::string(31, '1') + "|absent|1|0|0|" + std::string(255, 'm') + "|" + std::string(255, 'm'));
+}
+
+TEST_F(PluginStatusFile, TextsAreCutBetweenCharacters) {
+  std::string text(254, 'm');
+  EXPECT_EQ(loaded(R"([{"name":"B","config":{"installed":1,"message":")" + text + "\u00e4\u00e4\"}}])"),
+            "B||absent|1|0|0||" + text);
+}
+
+TEST_F(PluginStatusFile, TheCommandTimeIsWrittenThroughThirtyTwoBits) {
+  Plugin *plugin = pluginManager_Find("B");
+  plugin->data->installed = 1;
+  plugin->data->command_time = 0x100000005;
+  EXPECT_THAT(saved(), testing::HasSubstr("\"cmdtime\":5,"));
+  plugin->data->command_time = 0x80000000;
+  EXPECT_THAT(saved(), testing::HasSubstr("\"cmdtime\":-2147483648,"));
+}
+
+TEST_F(PluginStatusFile, SaysWhatEveryPluginThatWasEverAskedForHas) {
+  kelvane::pluginManager_Init();
+  EXPECT_EQ(kelvane::pluginManager_GetState("Some.Maker.Thing", ""), nullptr);
+  std::string expected(kAtFirst, sizeof kAtFirst - 3);  // without the end of the array
+  expected += R"(,
+  {
+    "name":"Some.Maker.Thing",
+    "version":"",
+    "config":{
+      "installed":0
+    }
+  }
+])";
+  EXPECT_EQ(saved(), expected);
+}
+
+TEST_F(PluginStatusFile, APluginWithoutPrivateDataHasNoConfiguration) {
+  plugin_world::refuse_calloc = 2;
+  ASSERT_EQ(pluginManager_Find("B")->data, nullptr);
+  EXPECT_EQ(saved(), "[\n  {\n    \"name\":\"B\",\n    \"version\":\"\"\n  }\n]");
+  os_.write(kStatusFile, R"([{"name":"B","version":"1.0.0.0","config":{"installed":1}}])");
+  plugin_status_load();
+  EXPECT_STREQ(pluginManager_Find("B")->version, "1.0.0.0");
+}
+
+TEST_F(PluginStatusFile, OperationsThatAreMissingAreNotCalled) {
+  Plugin bare;
+  bare.name = "bare";
+  kelvane::pluginManager_Add(&bare);
+  os_.write(kStatusFile, R"([{"name":"bare","version":"1.0.0.0","config":{"installed":1}}])");
+  plugin_status_load();
+  EXPECT_STREQ(bare.version, "1.0.0.0");
+  EXPECT_EQ(saved(), "[\n  {\n    \"name\":\"bare\",\n    \"version\":\"1.0.0.0\"\n  }\n]");
+}
+
+TEST_F(PluginStatusFile, AThousandPluginsComeBack) {
+  std::string text = "[";
+  for (int i = 0; i < 1000; i++) {
+    text += (i == 0 ? "" : ",") + std::string(R"({"name":"Maker.N)") + std::to_string(i) + R"(","version":"1.0.0.)" +
+            std::to_string(i) + R"(","handlerstate":"enabled","config":{"installed":1,"seqno":)" + std::to_string(i) +
+            R"(,"cmdtime":1,"extname":"e","message":"m"}})";
+  }
+  loaded(text + "]");
+  EXPECT_EQ(plugin_registry_count(), 1000);
+  EXPECT_EQ(shown(kelvane::plugin_registry_at(999)), "Maker.N999|1.0.0.999|enabled|1|999|1|e|m");
+  const std::string first = saved();
+  EXPECT_EQ(loaded(first), "Maker.N0|1.0.0.0|enabled|1|0|1|e|m");
+  EXPECT_EQ(saved(), first);
+}
+
+TEST_F(PluginStatusFile, TextsOfEveryKindComeBackAsTheyWere) {
+  Plugin *plugin = pluginManager_Find("Quote\"d\\N\u00e4me/\x01");
+  plugin->data->installed = 1;
+  kelvane::text_copy_field(plugin->data->message, "tab\t\"quote\" back\\slash / \x1f \u20ac\n");
+  const std::string name = plugin->name;
+  const std::string message = plugin->data->message;
+  EXPECT_EQ(loaded(saved()), name + "||absent|1|-1|0||" + message);
+}
+
+}  // namespace

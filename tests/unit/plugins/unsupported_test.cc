@@ -1,0 +1,179 @@
+#include "plugins/unsupported.h"
+
+#include "tests/unit/plugins/plugin_world.h"
+
+namespace {
+
+using kelvane::Plugin;
+using kelvane::pluginManager_RegisterUnSupported;
+using kelvane::PluginSettings;
+
+class UnSupported : public PluginTest {
+ protected:
+  UnSupported() { plugin_ = pluginManager_RegisterUnSupported("Some.Maker.Thing", nullptr); }
+  ~UnSupported() override { plugin_->cleanup(plugin_); }
+
+  Plugin *plugin_ = nullptr;
+};
+
+TEST_F(UnSupported, ANullNameGivesNothing) {
+  EXPECT_EQ(pluginManager_RegisterUnSupported(nullptr, "short"), nullptr);
+}
+
+TEST_F(UnSupported, ItsRecordAtFirst) {
+  EXPECT_EQ(plugin_->state, nullptr);
+  EXPECT_STREQ(plugin_->name, "Some.Maker.Thing");
+  EXPECT_STREQ(plugin_->short_name, "Thing");
+  EXPECT_STREQ(plugin_->version, "");
+  EXPECT_EQ(plugin_->data->installed, 0u);
+  EXPECT_EQ(plugin_->data->sequence_number, -1);
+  EXPECT_EQ(plugin_->data->command_time, 0);
+  EXPECT_STREQ(plugin_->data->extension_name, "");
+  EXPECT_STREQ(plugin_->data->message, "");
+  EXPECT_EQ(plugin_->save, &kelvane::UnSupportedSave);
+  EXPECT_EQ(plugin_->load, &kelvane::UnSupportedLoad);
+}
+
+TEST_F(UnSupported, TheShortNameStandsBehindTheLastDot) {
+  const char *const cases[][2] = {{"A.B.C", "C"}, {"Whole", "Whole"}, {"A.", ""}, {".A", "A"}, {"", ""}, {"..", ""}};
+  for (const auto &each : cases) {
+    Plugin *plugin = pluginManager_RegisterUnSupported(each[0], nullptr);
+    EXPECT_STREQ(plugin->name, each[0]);
+    EXPECT_STREQ(plugin->short_name, each[1]);
+    plugin->cleanup(plugin);
+  }
+}
+
+TEST_F(UnSupported, BothNamesAreCopies) {
+  char name[] = "A.B";
+  char short_name[] = "given";
+  Plugin *plugin = pluginManager_RegisterUnSupported(name, short_name);
+  memset(name, 'x', sizeof name - 1);
+  memset(short_name, 'x', sizeof short_name - 1);
+  EXPECT_STREQ(plugin->name, "A.B");
+  EXPECT_STREQ(plugin->short_name, "given");
+  plugin->cleanup(plugin);
+}
+
+TEST_F(UnSupported, WithoutMemoryForItsDataItDoesNothingElse) {
+  plugin_world::refuse_calloc = 2;
+  Plugin *plugin = pluginManager_RegisterUnSupported("A.B", nullptr);
+  ASSERT_NE(plugin, nullptr);
+  EXPECT_EQ(plugin->data, nullptr);
+  EXPECT_EQ(plugin->save(plugin), nullptr);
+  plugin->load(plugin, nullptr);
+  for (const uint32_t number : {0u, 1u, 2u, 3u, 4u, 5u}) {
+    command(plugin, number);
+  }
+  EXPECT_EQ(status_of(plugin), "null|untouched|null|0|0|null|untouched|null|0|null|0");
+  EXPECT_EQ(handler_status_of(plugin), "A.B||NotReady|0||");
+  plugin->cleanup(plugin);
+}
+
+TEST_F(UnSupported, ReportsNotSupportedOnceInstalled) {
+  EXPECT_EQ(status_of(plugin_), "null|untouched|null|0|0|null|untouched|null|0|null|0");
+  command(plugin_, 1);
+  EXPECT_EQ(status_of(plugin_), "|Enable|error|-1|0|Not supported.|null|null|0|null|0");
+  command(plugin_, 4, 6);
+  EXPECT_EQ(status_of(plugin_), "2023-11-14T22:13:20Z|Enable|error|6|0|Not supported.|null|null|0|null|0");
+  EXPECT_EQ(handler_status_of(plugin_), "Some.Maker.Thing|1.2.3.4|Ready|0|Plugin enabled|instance");
+}
+
+TEST_F(UnSupported, InstallAndUpdateAdoptTheVersion) {
+  for (const uint32_t number : {1u, 3u}) {
+    plugin_->state = nullptr;
+    command(plugin_, number, 0, nullptr, number == 1 ? "1.0.0.0" : "2.0.0.0");
+    EXPECT_STREQ(plugin_->state, "installed");
+    EXPECT_STREQ(plugin_->version, number == 1 ? "1.0.0.0" : "2.0.0.0");
+    EXPECT_EQ(plugin_->data->installed, 1u);
+    EXPECT_EQ(plugin_->data->command_time, 0);
+    EXPECT_EQ(plugin_->data->sequence_number, -1);
+  }
+}
+
+TEST_F(UnSupported, UninstallAndDisableForget) {
+  for (const uint32_t number : {2u, 5u}) {
+    command(plugin_, 1);
+    command(plugin_, 4, 6);
+    command(plugin_, number);
+    EXPECT_EQ(plugin_->state, nullptr);
+    EXPECT_STREQ(plugin_->version, "0.0.0.0");
+    EXPECT_EQ(plugin_->data->installed, 0u);
+    EXPECT_EQ(plugin_->data->sequence_number, -1);
+    EXPECT_EQ(plugin_->data->command_time, 0);
+    EXPECT_STREQ(plugin_->data->message, "");
+    EXPECT_STREQ(plugin_->data->extension_name, "instance");
+  }
+}
+
+TEST_F(UnSupported, ItsLinesAndTheirLevels) {
+  const PluginSettings settings = {"runtime", "{\"a\":1}", "MIIB", "AA"};
+  const Lines received = {"[kelvane]: UnSupported (Thing): Received enablecmd\n"};
+  const Lines texts = {"[kelvane]: Enabled publicSettings: '{\"a\":1}'\n",
+                       "[kelvane]: Enabled protectedSettings: 'MIIB'\n"};
+  const Lines same = {"[kelvane]: Same seqno 6, not enabling command\n"};
+  command(plugin_, 4, 6);
+  const auto lines = [&](int32_t level) {
+    recording::clear_trace();
+    recording::set_debug_level(level);
+    command(plugin_, 4, 6, &settings);
+    return recording::messages();
+  };
+  EXPECT_EQ(lines(0), Lines{});
+  EXPECT_EQ(lines(1), same);
+  EXPECT_EQ(lines(2), (Lines{texts[0], texts[1], same[0]}));
+  EXPECT_EQ(lines(6), (Lines{texts[0], texts[1], same[0]}));
+  EXPECT_EQ(lines(7), (Lines{received[0], texts[0], texts[1], same[0]}));
+}
+
+TEST_F(UnSupported, OtherCommandsOnlyTakeTheName) {
+  recording::set_debug_level(7);
+  for (const uint32_t number : {0u, 6u}) {
+    command(plugin_, number, 3, nullptr, "1.2.3.4", number == 0 ? "first" : "second");
+    EXPECT_STREQ(plugin_->data->extension_name, number == 0 ? "first" : "second");
+  }
+  EXPECT_EQ(recording::messages(), (Lines{"[kelvane]: UnSupported (Thing): Received unknown\n",
+                                          "[kelvane]: UnSupported (Thing): Received unknown\n"}));
+  EXPECT_EQ(plugin_->state, nullptr);
+  EXPECT_STREQ(plugin_->version, "");
+  EXPECT_EQ(plugin_->data->installed, 0u);
+  EXPECT_EQ(plugin_->data->sequence_number, -1);
+}
+
+TEST_F(UnSupported, LongNamesAreCutInTheHandlerStatus) {
+  const std::string name(200, 'n');
+  Plugin *plugin = pluginManager_RegisterUnSupported(name.c_str(), nullptr);
+  command(plugin, 1, 0, nullptr, std::string(60, 'v').c_str(), std::string(300, 'e').c_str());
+  kelvane::text_copy_field(plugin->data->message, std::string(200, 'm').c_str());
+  EXPECT_EQ(std::string(plugin->data->extension_name), std::string(255, 'e'));
+  EXPECT_EQ(handler_status_of(plugin), std::string(127, 'n') + "|" + std::string(31, 'v') + "|Ready|0|" +
+                                           std::string(127, 'm') + "|" + std::string(127, 'e'));
+  plugin->cleanup(plugin);
+}
+
+TEST_F(UnSupported, TextsAreCutBetweenCharacters) {
+  const std::string name = std::string(126, 'n') + "\u00e4";
+  const std::string message = std::string(125, 'm') + "\u20ac";
+  Plugin *plugin = pluginManager_RegisterUnSupported(name.c_str(), nullptr);
+  command(plugin, 0, 0, nullptr, "", (std::string(252, 'e') + "\U0001F600").c_str());
+  kelvane::text_copy_field(plugin->data->message, message.c_str());
+  EXPECT_EQ(std::string(plugin->data->extension_name), std::string(252, 'e'));
+  EXPECT_EQ(handler_status_of(plugin),
+            std::string(126, 'n') + "||NotReady|0|" + std::string(125, 'm') + "|" + std::string(127, 'e'));
+  plugin->cleanup(plugin);
+}
+
+TEST_F(UnSupported, TheHandlerStatusIsZeroBehindItsTexts) {
+  command(plugin_, 1);
+  kelvane::ExtHandlerStatus status;
+  memset(static_cast<void *>(&status), 0x5A, sizeof status);
+  plugin_->handler_status(plugin_, &status);
+  kelvane::ExtHandlerStatus expected = {};
+  strcpy(expected.name, "Some.Maker.Thing");
+  strcpy(expected.version, "1.2.3.4");
+  strcpy(expected.status, "Ready");
+  strcpy(expected.extension_name, "instance");
+  EXPECT_EQ(memcmp(&status, &expected, sizeof status), 0);
+}
+
+}  // namespace
