@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "tests/unit/core/base/watched_memory.h"
+
 extern "C" {
 void __real_explicit_bzero(void *memory, size_t size);
 void __wrap_explicit_bzero(void *memory, size_t size);
@@ -16,7 +18,8 @@ void *__wrap_calloc(size_t count, size_t size);
 
 namespace {
 
-std::vector<std::string> wiped;
+using watched_memory::wiped;
+
 bool no_memory = false;
 
 }  // namespace

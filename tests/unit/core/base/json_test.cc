@@ -1,0 +1,111 @@
+#include "core/base/json.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "tests/unit/core/base/watched_memory.h"
+
+namespace {
+
+using kelvane::json_load;
+using kelvane::json_member;
+using kelvane::json_member_text;
+using kelvane::JsonOwner;
+
+bool loads(const std::string &text) {
+  return json_load(text.c_str()).present();
+}
+
+TEST(Json, LoadsEveryKindOfValue) {
+  for (const char *text : {"{}", "[]", "7", "1.5", "\"text\"", "true", " {\"a\":[1,{}]} "}) {
+    EXPECT_TRUE(loads(text)) << text;
+  }
+}
+
+TEST(Json, WhatIsNoValueIsAbsent) {
+  EXPECT_FALSE(json_load(nullptr).present());
+  for (const char *text : {"", " ", "no JSON", "{", "[1", "\"text", "null", "{\"a\":}", "\xff"}) {
+    EXPECT_FALSE(loads(text)) << text;
+  }
+}
+
+TEST(Json, ATextOfEightMegabytesIsTheLargest) {
+  const std::string largest = "\"" + std::string(8388606, 'x') + "\"";
+  EXPECT_TRUE(loads(largest));
+  EXPECT_FALSE(loads(largest + " "));
+}
+
+TEST(Json, AHundredThousandValuesAreTheMost) {
+  std::string text = "[0";
+  for (int i = 1; i < 99998; i++) {
+    text += ",0";
+  }
+  EXPECT_TRUE(loads(text + ",0]"));
+  EXPECT_FALSE(loads(text + ",0,0]"));
+}
+
+TEST(Json, ObjectsAndArraysCountAsValuesToo) {
+  std::string text = "[[]";
+  for (int i = 1; i < 50000; i++) {
+    text += i % 2 == 0 ? ",[]" : ",{}";
+  }
+  EXPECT_FALSE(loads(text + "]"));
+}
+
+TEST(Json, WhatStandsInAStringDoesNotCount) {
+  EXPECT_TRUE(loads("\"" + std::string(200000, ',') + "\""));
+  EXPECT_TRUE(loads(R"("\"[[")"));
+  EXPECT_TRUE(loads("\"\\\"" + std::string(200000, '[') + "\""));
+  EXPECT_FALSE(loads("\"\\\\\"" + std::string(200000, ',')));
+  EXPECT_FALSE(loads("\"\\"));
+}
+
+TEST(Json, NestingEndsAtThirtyTwoLevels) {
+  EXPECT_TRUE(loads(std::string(31, '[') + std::string(31, ']')));
+  EXPECT_FALSE(loads(std::string(40, '[') + std::string(40, ']')));
+}
+
+TEST(Json, AMemberIsFoundByNameAndType) {
+  const JsonOwner object = json_load(R"({"text":"value","number":7,"none":null})");
+  ASSERT_NE(json_member(object.get(), "text", json_type_string), nullptr);
+  EXPECT_EQ(json_object_get_int(json_member(object.get(), "number", json_type_int)), 7);
+  EXPECT_EQ(json_member(object.get(), "number", json_type_string), nullptr);
+  EXPECT_EQ(json_member(object.get(), "missing", json_type_string), nullptr);
+  EXPECT_EQ(json_member(object.get(), "Text", json_type_string), nullptr);
+  EXPECT_EQ(json_member(object.get(), "none", json_type_string), nullptr);
+}
+
+TEST(Json, OtherValuesThanObjectsHaveNoMembers) {
+  EXPECT_EQ(json_member(nullptr, "a", json_type_string), nullptr);
+  for (const char *text : {"[\"a\"]", "\"a\"", "7", "true"}) {
+    const JsonOwner value = json_load(text);
+    EXPECT_EQ(json_member(value.get(), "a", json_type_string), nullptr) << text;
+  }
+}
+
+TEST(Json, AMembersTextIsThatOfAStringOnly) {
+  const JsonOwner object = json_load(R"({"text":"value","number":7,"none":null})");
+  EXPECT_STREQ(json_member_text(object.get(), "text"), "value");
+  EXPECT_EQ(json_member_text(object.get(), "number"), nullptr);
+  EXPECT_EQ(json_member_text(object.get(), "none"), nullptr);
+  EXPECT_EQ(json_member_text(object.get(), "missing"), nullptr);
+  EXPECT_EQ(json_member_text(nullptr, "text"), nullptr);
+}
+
+TEST(Json, ASecretValuesTextsAreWipedWhenItEnds) {
+  watched_memory::wiped.clear();
+  {
+    const kelvane::JsonSecretOwner value(json_load(R"({"a":"one","b":["two",{"c":"three"},4,null],"d":""})").release());
+  }
+  EXPECT_EQ(watched_memory::wiped, (std::vector<std::string>{"one", "two", "three", ""}));
+}
+
+TEST(Json, OtherValuesAreNotWiped) {
+  watched_memory::wiped.clear();
+  { const JsonOwner value = json_load(R"({"a":"one"})"); }
+  { const kelvane::JsonSecretOwner none; }
+  EXPECT_EQ(watched_memory::wiped, std::vector<std::string>{});
+}
+
+}  // namespace
