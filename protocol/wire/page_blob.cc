@@ -26,7 +26,7 @@ using BytesOwner = Owned<char, free_bytes>;
 
 // With one zero byte more, which every buffer's bytes end in.
 BytesOwner zeroed_bytes(uint64_t size) {
-  return BytesOwner(static_cast<char *>(calloc(size + 1, 1)));
+  return BytesOwner(static_cast<char *>(calloc(1, size + 1)));
 }
 
 uint64_t whole_pages(uint64_t length) {

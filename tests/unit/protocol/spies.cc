@@ -2,9 +2,11 @@
 
 #include <arpa/inet.h>
 #include <fcntl.h>
+#include <json-c/json.h>
 #include <cstdarg>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 
 #include "core/base/buffer.h"
 #include "protocol/wire/endpoint.h"
@@ -104,6 +106,10 @@ std::string pointer_text(CURLoption option, const void *pointer) {
   return pointer == spies().expected_response ? "response" : "own buffer";
 }
 
+bool json_refused() {
+  return spies().refuse_json > 0 && --spies().refuse_json == 0;
+}
+
 // The status that the attempt which was not made is said to have had; -1 for a real one.
 long scripted_status = -1;
 
@@ -123,6 +129,11 @@ void *__real_calloc(size_t count, size_t size);
 curl_slist *__real_curl_slist_append(curl_slist *list, const char *text);
 void __real_curl_slist_free_all(curl_slist *list);
 int __real_open(const char *path, int flags, ...);
+time_t __real_time(time_t *out);
+json_object *__real_json_object_new_object();
+json_object *__real_json_object_new_array();
+json_object *__real_json_object_new_string(const char *text);
+json_object *__real_json_object_new_int(int32_t number);
 
 CURL *__wrap_curl_easy_init();
 void __wrap_curl_easy_cleanup(CURL *handle);
@@ -134,6 +145,11 @@ void *__wrap_calloc(size_t count, size_t size);
 curl_slist *__wrap_curl_slist_append(curl_slist *list, const char *text);
 void __wrap_curl_slist_free_all(curl_slist *list);
 int __wrap_open(const char *path, int flags, ...);
+time_t __wrap_time(time_t *out);
+json_object *__wrap_json_object_new_object();
+json_object *__wrap_json_object_new_array();
+json_object *__wrap_json_object_new_string(const char *text);
+json_object *__wrap_json_object_new_int(int32_t number);
 void __wrap__ZN7kelvane23TelemetrySetContainerIdEPKc(const char *text);
 int32_t __wrap__ZN7kelvane20EventHandler_ProcessEv();
 
@@ -234,6 +250,26 @@ unsigned sleep(unsigned seconds) {
   spies::spies().sleeps.push_back(seconds);
   spies::spies().events.push_back("sleep " + std::to_string(seconds));
   return 0;
+}
+
+time_t __wrap_time(time_t *out) {
+  return spies::spies().now != 0 ? spies::spies().now : __real_time(out);
+}
+
+json_object *__wrap_json_object_new_object() {
+  return spies::json_refused() ? nullptr : __real_json_object_new_object();
+}
+
+json_object *__wrap_json_object_new_array() {
+  return spies::json_refused() ? nullptr : __real_json_object_new_array();
+}
+
+json_object *__wrap_json_object_new_string(const char *text) {
+  return spies::json_refused() ? nullptr : __real_json_object_new_string(text);
+}
+
+json_object *__wrap_json_object_new_int(int32_t number) {
+  return spies::json_refused() ? nullptr : __real_json_object_new_int(number);
 }
 
 int __wrap_open(const char *path, int flags, ...) {

@@ -1,7 +1,8 @@
 // What the tests of the protocol room put in the world's place, at link time, and the fixture that sets it up.
 //   - libcurl's easy interface: calls are counted and passed on; the options are written down in order; an attempt can
 //     be given a result without being made.
-//   - sleep: seconds are written down, nobody waits.
+//   - sleep: seconds are written down, nobody waits. time: a moment that a test sets.
+//   - json-c: the making of values can be refused.
 //   - open: the copies of fetched documents under /tmp go to a folder of the test.
 //   - telemetry: the container id and the passes are written down.
 #ifndef KELVANE_TESTS_UNIT_PROTOCOL_SPIES_H
@@ -42,6 +43,8 @@ struct Spies {
   std::string temporary_folder;             // where /tmp/kelvane_* goes
   bool refuse_files = false;
   std::vector<std::string> container_ids;
+  int64_t now = 0;      // what time returns; 0: the real clock
+  int refuse_json = 0;  // the n-th JSON value from now on cannot be made
   int event_passes = 0;
   int event_result = 0;
 };
