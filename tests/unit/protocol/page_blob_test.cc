@@ -133,6 +133,10 @@ TEST_F(PageBlob, AnEmptyDocumentIsABlobWithoutPages) {
   ASSERT_EQ(peer_->request_lines(), Lines{kCreated});
   EXPECT_EQ(peer_->requests()[0].own_headers(), create_headers("0"));
   EXPECT_EQ(recording::messages(), Lines{});
+  recording::set_debug_level(7);
+  spies::spies().attempts = {{0, 201}};
+  put("");
+  EXPECT_THAT(recording::messages(), ::testing::Not(::testing::Contains(::testing::HasSubstr("comp=page"))));
 }
 
 TEST_F(PageBlob, ItsLinesAboveLevelSix) {
