@@ -13,8 +13,8 @@ namespace kelvane {
 inline constexpr uint64_t kPbeCostAbsurd = UINT64_MAX;
 
 // In iterations of a hash, a quarter of a microsecond to two microseconds each, by the hash and the length of the key
-// (for scrypt: N * r * p, which are in between). 0 for an algorithm whose parameters cannot be read: the library refuses
-// it by itself.
+// (for scrypt: N * r * p, which are in between). 0 for an algorithm whose parameters cannot be read: the library
+// refuses it by itself.
 uint64_t pbe_cost(const X509_ALGOR *algorithm);
 
 }  // namespace kelvane
