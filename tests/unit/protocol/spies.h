@@ -3,6 +3,7 @@
 //     be given a result without being made.
 //   - sleep: seconds are written down, nobody waits.
 //   - open: the copies of fetched documents under /tmp go to a folder of the test.
+//   - explicit_bzero: what is overwritten is written down.
 //   - telemetry: the container id and the passes are written down.
 #ifndef KELVANE_TESTS_UNIT_PROTOCOL_SPIES_H
 #define KELVANE_TESTS_UNIT_PROTOCOL_SPIES_H
@@ -42,6 +43,7 @@ struct Spies {
   std::string temporary_folder;             // where /tmp/kelvane_* goes
   bool refuse_files = false;
   std::vector<std::string> container_ids;
+  std::vector<std::string> wiped;  // what was overwritten as a secret
   int event_passes = 0;
   int event_result = 0;
 };
