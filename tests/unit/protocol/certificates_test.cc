@@ -130,6 +130,11 @@ TEST_F(CertificatesTest, WhiteSpaceOfAnyKindBecomesLineFeeds) {
   EXPECT_TRUE(stored());
 }
 
+TEST_F(CertificatesTest, NoWhiteSpaceIsNeededInFrontOfTheText) {
+  process(document(wrapped(tenant().container, recipient())));
+  EXPECT_TRUE(stored());
+}
+
 TEST_F(CertificatesTest, SingleSpacesBetweenTheLinesAreEnough) {
   std::string data = wrapped(tenant().container, recipient());
   for (char &character : data) {
