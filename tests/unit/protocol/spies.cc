@@ -136,6 +136,7 @@ void *__wrap_malloc(size_t size);
 void *__wrap_calloc(size_t count, size_t size);
 void *__wrap_realloc(void *memory, size_t size);
 void __wrap_explicit_bzero(void *memory, size_t size);
+void __wrap___explicit_bzero_chk(void *memory, size_t size, size_t room);
 curl_slist *__wrap_curl_slist_append(curl_slist *list, const char *text);
 void __wrap_curl_slist_free_all(curl_slist *list);
 int __wrap_open(const char *path, int flags, ...);
@@ -230,6 +231,11 @@ void *__wrap_realloc(void *memory, size_t size) {
 void __wrap_explicit_bzero(void *memory, size_t size) {
   spies::spies().wiped.emplace_back(static_cast<const char *>(memory), size);
   __real_explicit_bzero(memory, size);
+}
+
+// What the call becomes in a hardened build.
+void __wrap___explicit_bzero_chk(void *memory, size_t size, size_t) {
+  __wrap_explicit_bzero(memory, size);
 }
 
 curl_slist *__wrap_curl_slist_append(curl_slist *list, const char *text) {
