@@ -10,6 +10,7 @@
 #include <iterator>
 #include <stdexcept>
 
+#include "tests/scenario/run/secrets.h"
 #include "tools/sandbox/text_forms.h"
 
 namespace scenario {
@@ -206,6 +207,7 @@ constexpr Check kChecks[] = {
     {"log_lacks", check_log_lacks},
     {"sleeps", check_sleeps},
     {"output", check_output},
+    {"secrets", check_secrets},
     {"files", [](const Json &value, const RunResult &run) { return check_files(value, run.root); }},
     {"tables", [](const Json &value, const RunResult &run) { return check_tables(value, run.root); }},
 };
