@@ -146,7 +146,7 @@ const char *heading_of(const std::string &trace_line) {
 }
 
 bool is_report(const std::string &trace_line) {
-  static const std::regex kPattern("\\[\\d+\\] request (POST|PUT) \\S+ = 0 [1-9]\\d*");
+  static const std::regex kPattern("\\[\\d+\\] request (POST|PUT) \\S+ = \\d+ [1-9]\\d*");
   return std::regex_match(trace_line, kPattern);
 }
 
