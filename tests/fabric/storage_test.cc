@@ -69,6 +69,7 @@ TEST(BlockBlob, IsReplacedAndReadBack) {
   Reply head = storage_request(fabric, "HEAD", kStatusUrl, kStorage);
   EXPECT_THAT(head.head, HasSubstr("\r\nContent-Length: 17\r\n"));
   EXPECT_EQ(head.body, "");
+  EXPECT_EQ(nlohmann::json::parse(fabric.journal().back())["answer"]["body"], "");
   EXPECT_NE(head.head.substr(head.head.find("ETag")), before.substr(before.find("ETag")));
   EXPECT_EQ(storage_request(fabric, "GET", kStatusUrl, "").body, "{\"version\":\"1.0\"}");
   Reply part = storage_request(fabric, "GET", kStatusUrl, "x-ms-range: bytes=2-8\r\n");
