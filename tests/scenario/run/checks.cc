@@ -92,6 +92,16 @@ std::string check_log_lacks(const Json &value, const RunResult &run) {
   return report;
 }
 
+std::string check_log_holds(const Json &value, const RunResult &run) {
+  std::string report;
+  for (const Json &text : value) {
+    if (run.log.find(text.get<std::string>()) == std::string::npos) {
+      report += "  the log lacks: " + text.get<std::string>() + "\n";
+    }
+  }
+  return report;
+}
+
 std::string check_sleeps(const Json &value, const RunResult &run) {
   Lines got;
   for (const std::string &line : run.trace) {
@@ -205,6 +215,7 @@ constexpr Check kChecks[] = {
     {"log", check_log},
     {"log_contains", check_log_contains},
     {"log_lacks", check_log_lacks},
+    {"log_holds", check_log_holds},
     {"sleeps", check_sleeps},
     {"output", check_output},
     {"secrets", check_secrets},
