@@ -154,7 +154,12 @@ class Player {
   std::unique_ptr<Cloud> cloud_of(const Json &run, const std::string &base) const {
     Json own = {{"name", run.value("name", "a run")}, {"fabric", scenario::part(scenario_, "fabric")}};
     own["fabric"].merge_patch(run["fabric"]);
-    own["expect"] = scenario::part(run, "expect");
+    own["expect"] = Json::object();
+    for (const auto &[key, value] : scenario::part(run, "expect").items()) {
+      if (scenario::is_cloud_expectation(key)) {
+        own["expect"][key] = value;
+      }
+    }
     std::ofstream(base + ".fabric.json") << own.dump();
     return std::make_unique<Cloud>(settings_.fabric, base + ".fabric.json", base + ".fabric");
   }
