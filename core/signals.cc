@@ -14,13 +14,11 @@ constexpr int kInterruptFlag = 0x20000000;
 volatile int32_t pending_test_flag = 0;
 volatile uint32_t pending_test_command = 0;
 
-// The command is in its cell before the loop, which is what this interrupts, can look at the flag.
+// The command is in its cell before the loop, which is what this interrupts, can look at the flag. It is read and set
+// to 0 in one step, as a tool may write the next one at any time.
 void handle_test_signal(int) {
   pending_test_flag = 1;
-  volatile uint32_t *cell = &nCfg_debug_zone->test_command;
-  const uint32_t command = *cell;
-  *cell = 0;
-  pending_test_command = command;
+  pending_test_command = __atomic_exchange_n(&nCfg_debug_zone->test_command, 0u, __ATOMIC_RELAXED);
 }
 
 }  // namespace

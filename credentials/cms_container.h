@@ -2,7 +2,8 @@
 // container, which goes into the certificate store and the SSH public key store. Called by both protocols, on the main
 // thread; blocks for as long as the decryption takes, milliseconds for what the platform sends. Logs and prints
 // nothing: the result says at which step it ended, and OpenSSL's error queue is left for the caller. The decrypted
-// container is wiped in every case.
+// bytes are wiped in every case; the parsed copies of them are the library's, which wipes the private keys among them
+// and frees the rest.
 //
 // A message that is encrypted to another key, or tampered with, may decrypt to random bytes without an error: the
 // library hides, deliberately, whether the content key was right, so that nobody can use the agent to learn the

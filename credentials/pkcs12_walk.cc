@@ -16,8 +16,8 @@ namespace {
 // fails, so that the stack never depends on what a container holds.
 constexpr int32_t kMaxNesting = 32;
 
-// Iterations of key derivation for one container, some seconds of work. The platform's containers take 2,000 for each
-// of their few bags, the most careful exporters less than a million.
+// Iterations of key derivation for one container: some seconds of work, half a minute at the worst. The platform's
+// containers take 2,000 for each of their few bags, the most careful exporters less than a million.
 constexpr uint64_t kKeyDerivationBudget = 16'000'000;
 
 constexpr char kEmptyPassword[] = "";

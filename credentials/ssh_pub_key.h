@@ -1,7 +1,7 @@
 // The SSH public key store: candidates from certificates and from the provisioning document, of which the selected
-// ones, three at the most, are written into the administrator account. Called by the certificate store, provisioning
-// and the VM-access plugin, on the main thread; blocks only in the platform's account call. Refusals are logged, never
-// returned.
+// ones, three at the most, are written into the administrator account. Called by the unwrapping of the platform's
+// certificates, provisioning and the VM-access plugin, on the main thread; blocks only in the platform's account call.
+// Refusals are logged, never returned.
 #ifndef KELVANE_CREDENTIALS_SSH_PUB_KEY_H
 #define KELVANE_CREDENTIALS_SSH_PUB_KEY_H
 

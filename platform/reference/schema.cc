@@ -7,14 +7,20 @@
 namespace kelvane::reference {
 namespace {
 
-constexpr ncfg_system_settings kSystemSettings = {
-    .host_name = "kelvane", .time_zone = "UTC0", .time_zone_index = 0, .daylight_saving = 0};
+// Not by designators: g++ 10 takes no text for an array there.
+constexpr ncfg_system_settings default_settings() {
+  ncfg_system_settings settings = {};
+  std::copy_n("kelvane", 7, settings.host_name);
+  std::copy_n("UTC0", 4, settings.time_zone);
+  return settings;
+}
+constexpr ncfg_system_settings kSystemSettings = default_settings();
 constexpr ncfg_access_profile kAccessProfile = {};
 constexpr ncfg_widget kWidget = {};
 constexpr ncfg_dashboard_entry kDashboardEntry = {.widget = 0, .column = 1, .open = 1, .height = 300, .reserved = {}};
-constexpr ncfg_gui_dashboard kGuiDashboard = {.name = "", .columns = 2};
+constexpr ncfg_gui_dashboard kGuiDashboard = {.name = {}, .columns = 2};
 constexpr ncfg_interface kInterface = {
-    .name = "",
+    .name = {},
     .manual = 0,
     .reserved = {},
     .addressing_mode = NCFG_ADDRESSING_STATIC,

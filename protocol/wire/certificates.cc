@@ -11,8 +11,9 @@ namespace kelvane {
 
 namespace {
 
-// Frames the text children of "Data" as PEM, with a line feed for the white space in front of each. Nothing is added in
-// front of the last line: a text without white space at its end gives no readable PEM.
+// Frames the text children of "Data" as PEM, with a line feed for the white space in front of each, deliberately of the
+// first as well: the library then sees an empty line and takes lines of 64 characters only. Nothing is added in front
+// of the last line: a text without white space at its end gives no readable PEM.
 BioOwner pem_of(mxml_node_t *data) {
   BioOwner pem(BIO_new(BIO_s_mem()));
   if (!pem.present()) {

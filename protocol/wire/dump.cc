@@ -1,5 +1,7 @@
 #include "protocol/wire/dump.h"
 
+#include <string.h>
+
 #include "core/base/json_owners.h"
 #include "core/base/text.h"
 #include "extensions/handler_settings.h"
@@ -35,8 +37,11 @@ void dump_goal_state(const GoalState *goal) {
 void dump_settings(int32_t index, const char *runtime_settings) {
   const JsonSecretOwner parsed = HandlerUtilParseConfig(runtime_settings);
   if (parsed.present()) {
-    message("   [%2d]: %11s :\n%s", index, "Config",
-            json_object_to_json_string_ext(parsed.get(), JSON_C_TO_STRING_PRETTY));
+    char *listing = const_cast<char *>(json_object_to_json_string_ext(parsed.get(), JSON_C_TO_STRING_PRETTY));
+    message("   [%2d]: %11s :\n%s", index, "Config", text_or(listing, ""));
+    if (listing != nullptr) {
+      wipe_memory(listing, strlen(listing));  // the library keeps it, and may have listed decrypted settings
+    }
   } else if (runtime_settings != nullptr) {
     message("   [%2d]: %11s :\n%s", index, "Config", runtime_settings);
   }

@@ -102,7 +102,7 @@ int32_t httpPost(const char *url, curl_slist *headers, Buffer *request, int64_t 
   curl_easy_setopt(handle.get(), CURLOPT_POST, 1L);
   curl_easy_setopt(handle.get(), CURLOPT_INFILESIZE, length);
   curl_easy_setopt(handle.get(), CURLOPT_POSTFIELDSIZE, length);
-  // Never null: libcurl would read the body from standard input.
+  // An absent body is the empty text: with null, nothing but the size of 0 would keep libcurl from asking for a body.
   curl_easy_setopt(handle.get(), CURLOPT_POSTFIELDS, text_or(request->data, ""));
   http_collect(handle.get(), discarded.get());
   log_body("httpPost", 268, request);

@@ -1,8 +1,9 @@
 // What the wire protocol fetches: the versions document, the goal state, and, when its incarnation has changed, the
 // certificates and the extensions configuration. Called by the operations table, on the main thread; blocks for as long
-// as the requests and their retries take. A failed request leaves every cached value as it was. The first copy of each
-// document after boot is kept under /tmp for whoever looks into a machine; later ones are, deliberately, not written,
-// and a file that cannot be made is no failure.
+// as the requests and their retries take. A failed goal state leaves every cached value as it was; of certificates and
+// extensions only the body counts, not the result of the request. The first copy of each document after boot is kept
+// under /tmp for whoever looks into a machine; later ones are, deliberately, not written, and a file that cannot be
+// made is no failure.
 #ifndef KELVANE_PROTOCOL_WIRE_WIRE_CLIENT_H
 #define KELVANE_PROTOCOL_WIRE_WIRE_CLIENT_H
 

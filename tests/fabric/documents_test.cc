@@ -253,7 +253,7 @@ TEST(Extensions, DocumentHoldsPluginsSettingsAndStatusBlob) {
   std::string document = extensions(fabric);
   EXPECT_THAT(document, HasSubstr("<Extensions version=\"1.0.0.0\" goalStateIncarnation=\"1\">"));
   EXPECT_THAT(document, HasSubstr("<Plugin name=\"Sample.Open\" version=\"1.2.0.3\" state=\"enabled\" "
-                                  "autoUpgrade=\"true\" location=\"http://a/?x=1&amp;y=2\" />"));
+                                  "location=\"http://a/?x=1&amp;y=2\" autoUpgrade=\"true\" />"));
   EXPECT_THAT(document,
               HasSubstr("<Plugin name=\"Sample.Open\" version=\"1.2.0.3\">\n<RuntimeSettings seqNo=\"7\">"
                         "{&quot;runtimeSettings&quot;:[{&quot;handlerSettings&quot;:{&quot;publicSettings&quot;:"

@@ -181,21 +181,6 @@ TEST_F(Judge, RefusesACertificateThatIsNotItsOwnIssuer) {
       HasSubstr("came another certificate: "));
 }
 
-TEST_F(Judge, TakesTelemetryAndRecordsIt) {
-  const std::string body =
-      "<?xml version=\"1.0\"?><TelemetryData version=\"1.0\"><Provider id=\"x\"><Event/></Provider></TelemetryData>";
-  EXPECT_EQ(fabric
-                ->post("/machine/?comp=telemetrydata",
-                       "x-ms-agent-name: TorvikGuest\r\nContent-Type: text/xml; charset=utf-8\r\n"
-                       "x-ms-version: 2012-11-30\r\n",
-                       body)
-                .status,
-            200);
-  EXPECT_EQ(nlohmann::json::parse(fabric->journal().back())["request"]["body"], body);
-  EXPECT_EQ(fabric->post("/machine/?comp=telemetrydata", kAgentPost, "<Other/>").body,
-            "body: expected <TelemetryData>, came <Other>\n");
-}
-
 TEST_F(Judge, RefusesWhatIsNoHttp) {
   EXPECT_EQ(fabric->exchange("what is this?\r\n\r\n").status, 400);
   EXPECT_EQ(fabric->exchange("GET / HTTP/1.1\r\nContent-Length: many\r\n\r\n").status, 400);

@@ -33,7 +33,7 @@ std::string in_fabric(const std::string &members) {
 TEST(ScenarioFile, UnknownKeysAreNamed) {
   EXPECT_EQ(in_fabric(R"("colour":1)"),
             "it: fabric: unknown key \"colour\"; known are: endpoint, extensions, faults, goalStates, ovf, "
-            "statusUploadBlob, tenant");
+            "statusUploadBlob, storage, tenant");
   EXPECT_THAT(in_fabric(R"("ovf":{"hostname":"x"})"), HasSubstr("it: fabric.ovf: unknown key \"hostname\""));
   EXPECT_THAT(in_fabric(R"("ovf":{"publicKeys":[{},{"print":"x"}]})"),
               HasSubstr("it: fabric.ovf.publicKeys[1]: unknown key \"print\""));
@@ -93,6 +93,27 @@ TEST(ScenarioFile, WhatCannotBeIsRefused) {
   EXPECT_THAT(complaint(R"({"expect":{"requests":[{"xpath":{"//[":"x"}}]}})"), HasSubstr("not an XPath expression"));
   EXPECT_THAT(complaint("{\"name\":"), HasSubstr("it: not JSON: "));
   EXPECT_EQ(complaint("[]"), "it: the document: expected an object, found a list");
+}
+
+TEST(ScenarioFile, OfStorageAndItsExpectationsAreStrict) {
+  EXPECT_THAT(in_fabric(R"("storage":{"x":1})"), HasSubstr("fabric.storage: unknown key \"x\""));
+  EXPECT_EQ(in_fabric(R"("storage":{"blobs":[{"name":"b"}]})"),
+            "it: fabric.storage.blobs[0].name: expected \"container/blob\", found \"b\"");
+  EXPECT_EQ(in_fabric(R"("storage":{"blobs":[{"name":"c/b","type":"PageBlob","size":100}]})"),
+            "it: fabric.storage.blobs[0]: a page blob's size is a multiple of 512");
+  EXPECT_EQ(in_fabric(R"("extensions":[{"name":"e","certificate":"tenant","transport":true}])"),
+            "it: fabric.extensions[0]: \"certificate\" and \"transport\" exclude each other");
+  EXPECT_THAT(in_fabric(R"("extensions":[{"name":"e","settings":[{"x":1}]}])"),
+              HasSubstr("fabric.extensions[0].settings[0]: unknown key \"x\""));
+  EXPECT_EQ(in_fabric(R"("extensions":[{"name":"e","settings":[{"certificate":"x"}]}])"),
+            "it: fabric.extensions: e: no certificate is named \"x\"");
+  EXPECT_EQ(in_fabric(R"("faults":[{"kind":"header"}])"), "it: fabric.faults[0].header: missing");
+  EXPECT_THAT(in_fabric(R"("goalStates":[{"advanceOn":{"x":1}}])"),
+              HasSubstr("fabric.goalStates[0].advanceOn: unknown key \"x\""));
+  EXPECT_THAT(complaint(R"({"expect":{"status":{"last":{"x":1}}}})"), HasSubstr("expect.status.last: unknown key"));
+  EXPECT_THAT(complaint(R"({"expect":{"blobs":[{"name":"b"}]}})"), HasSubstr("expect.blobs[0].name: expected"));
+  EXPECT_THAT(complaint(R"({"expect":{"events":[{"x":1}]}})"), HasSubstr("expect.events[0]: unknown key"));
+  EXPECT_THAT(complaint(R"({"expect":{"events":{"inOrder":[{"x":1}]}}})"), HasSubstr("expect.events.inOrder[0]"));
 }
 
 TEST(ScenarioFile, DefaultsAreFilledIn) {

@@ -332,7 +332,7 @@ TEST_F(Reference, LockedDatabaseFailsWritesAfterABoundedWaitAndKeepsThePending) 
   ASSERT_EQ(0, commit_password("admin", "changed"));
   const double waited = seconds_of([] { EXPECT_NE(0, write_config()); });
   EXPECT_LT(1.0, waited);
-  EXPECT_GT(10.0, waited);
+  EXPECT_GT(60.0, waited);
   EXPECT_GT(0, set_endpoint("port1", 4));
   EXPECT_EQ(0u, interface("port1").AzureEndpoint) << "look-ups go on";
   EXPECT_STREQ("changed", account("admin").password) << "still pending";
@@ -367,7 +367,7 @@ TEST_F(Reference, ConnectionWaitsForAnotherThatIsBeingMade) {
     const int folder = open(database_folder().c_str(), O_RDONLY | O_DIRECTORY);
     EXPECT_EQ(0, flock(folder, LOCK_EX));
     self.tell();
-    usleep(500'000);
+    usleep(1'500'000);
     close(folder);
   });
   ASSERT_TRUE(other.wait());
@@ -383,7 +383,7 @@ TEST_F(Reference, ConnectionDoesNotWaitForEver) {
   const double waited = seconds_of([] { EXPECT_GT(0, conf_init()); });
   close(folder);
   EXPECT_LT(2.0, waited);
-  EXPECT_GT(10.0, waited);
+  EXPECT_GT(60.0, waited);
   EXPECT_TRUE(logged("another process holds the configuration folder"));
 }
 

@@ -9,6 +9,7 @@
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 
+#include "tools/demo/journal.h"
 #include "tools/demo/timeline.h"
 
 namespace demo {
@@ -18,6 +19,10 @@ constexpr int kPortTries = 400;
 constexpr long kPollMilliseconds = 50;
 // How often the agent looks for the endpoint in vain before the demo's DHCP client has it.
 constexpr int kEmptyLooks = 2;
+// When the agent is asked for its certificate store: after the first extension pass.
+constexpr int64_t kDumpSecond = 50;
+constexpr const char *kCertificatesCommand = "2";
+constexpr int kReportTries = 20;
 
 volatile std::sig_atomic_t interrupted = 0;
 
@@ -91,8 +96,12 @@ void Demo::start_fabric() {
   throw std::runtime_error("the fabric did not come up:\n" + tail_of(options_.out / "fabric.log"));
 }
 
+// A new appliance, whose SSH daemon has made its host key already.
 void Demo::make_factory_state() {
   kelvanectl({"debug", "level", std::to_string(options_.debug_level)});
+  factory_accounts_ = kelvanectl({"--json", "account", "list"});
+  std::filesystem::create_directories(root() / "data/etc/ssh");
+  std::ofstream(root() / "data/etc/ssh/ssh_host_rsa_key.pub.fp") << fingerprint();
 }
 
 void Demo::start_agent() {
@@ -119,31 +128,69 @@ void Demo::start_agent() {
 void Demo::store_endpoint() {
   const std::string endpoint = endpoint_of(options_.scenario);
   kelvanectl({"endpoint", "set", endpoint});
-  headline("          the DHCP client's part: endpoint " + endpoint + " stored in port1", colour_);
+  print({second_, Kind::kMachine, "(the DHCP client's part, played by the demo) endpoint " + endpoint + " into port1"},
+        colour_);
+}
+
+// The journal's line may come a moment after the agent's.
+void Demo::tell_report(int64_t second) {
+  ++reports_;
+  for (int i = 0; i < kReportTries; ++i) {
+    const std::vector<std::string> all = reports(journal());
+    if (all.size() >= reports_) {
+      print({second, Kind::kReports, all[reports_ - 1]}, colour_);
+      return;
+    }
+    pause_milliseconds(kPollMilliseconds);
+  }
+}
+
+// Into the log, from where the report takes it. An agent that is busy with a request does not answer in time.
+void Demo::dump_certificates() {
+  dumped_ = true;
+  headline("The agent is asked for its certificate store: kelvanectl command 2", colour_);
+  try {
+    kelvanectl({"command", kCertificatesCommand});
+  } catch (const std::runtime_error &error) {
+    print({second_, Kind::kLogs, error.what()}, colour_);
+  }
+}
+
+void Demo::tell_line(const std::string &line) {
+  second_ = std::max(second_, second_of(line));
+  const char *heading = heading_of(line);
+  if (heading != nullptr && headings_.insert(heading).second) {
+    headline(heading, colour_);
+  }
+  // The dump shows private keys as well; they stay in the log file.
+  const std::optional<Entry> entry = line.find("-----BEGIN ") != std::string::npos ? std::nullopt : tell(line);
+  if (entry) {
+    print(*entry, colour_);
+  }
+  if (is_report(line)) {
+    tell_report(second_of(line));
+  }
+  if (line.find("log AzureEndpoint = 0\\n") != std::string::npos && ++empty_looks_ == kEmptyLooks) {
+    store_endpoint();
+  }
 }
 
 void Demo::watch() {
   Follower trace(options_.out / "trace.txt");
-  int empty_looks = 0;
-  int64_t second = 0;
-  for (bool running = true; running && (!options_.keep || second < options_.seconds);) {
+  for (bool running = true; running && (!options_.keep || second_ < options_.seconds);) {
     check_interrupted();
     running = agent_->running();
     for (const std::string &line : trace.lines()) {
-      second = std::max(second, second_of(line));
-      const std::optional<Entry> entry = tell(line);
-      if (entry) {
-        print(*entry, colour_);
-      }
-      if (line.find("log AzureEndpoint = 0\\n") != std::string::npos && ++empty_looks == kEmptyLooks) {
-        store_endpoint();
-      }
+      tell_line(line);
+    }
+    if (running && !dumped_ && second_ >= kDumpSecond) {
+      dump_certificates();
     }
     pause_milliseconds(kPollMilliseconds);
   }
   if (!agent_->running() && (options_.keep || agent_->status() != 0)) {
     throw std::runtime_error("the agent ended with status " + std::to_string(agent_->status()) + " after " +
-                             std::to_string(second) + " of its seconds:\n" + tail_of(options_.out / "sandbox.log"));
+                             std::to_string(second_) + " of its seconds:\n" + tail_of(options_.out / "sandbox.log"));
   }
 }
 

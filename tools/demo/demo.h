@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -36,6 +37,9 @@ class Demo {
   std::filesystem::path journal() const { return options_.out / "journal.jsonl"; }
   Process &fabric() { return *fabric_; }
   Process &agent() { return *agent_; }
+  // The SSH host key's fingerprint that the appliance was given, with its colons; the admin account before the start.
+  static const char *fingerprint() { return "3f:a2:09:6c:d1:58:b7:e4:1b:90:c5:2e:77:08:4a:fd"; }
+  const std::string &factory_accounts() const { return factory_accounts_; }
   std::string program(const std::string &name) const;
 
   // Runs kelvanectl on the demo's appliance and returns what it printed. Throws when it fails.
@@ -50,10 +54,19 @@ class Demo {
   void start_agent();
   void store_endpoint();
   void watch();
+  void tell_line(const std::string &line);
+  void tell_report(int64_t second);
+  void dump_certificates();
 
   Options options_;
   bool colour_;
   uint16_t port_ = 0;
+  std::string factory_accounts_;
+  std::set<std::string> headings_;
+  size_t reports_ = 0;
+  int64_t second_ = 0;
+  int empty_looks_ = 0;
+  bool dumped_ = false;
   std::unique_ptr<Process> fabric_;
   std::unique_ptr<Process> agent_;
 };

@@ -12,8 +12,12 @@ int main(int argc, char **argv) {
   demo::Options options;
   CLI::App app("plays a first boot of the agent against the fabric, and tells it");
   app.add_option("--build", options.build, "the build folder that holds the programs")->required();
-  app.add_option("--scenario", options.scenario, "what the fabric plays")->required();
-  app.add_option("--out", options.out, "the folder for everything that comes out; emptied first")->required();
+  app.add_option("--scenario", options.scenario, "what the fabric plays; the last one given counts")
+      ->required()
+      ->take_last();
+  app.add_option("--out", options.out, "the folder for everything that comes out; emptied first")
+      ->required()
+      ->take_last();
   app.add_option("--speed", options.speed, "agent seconds in a second")->check(CLI::Range(1, 100));
   app.add_option("--seconds", options.seconds, "agent seconds to watch")->check(CLI::Range(1, 100000));
   app.add_option("--debug-level", options.debug_level, "of the agent's log; 7 shows everything")

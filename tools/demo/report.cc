@@ -5,17 +5,17 @@
 #include <algorithm>
 #include <cstdio>
 #include <fstream>
-#include <map>
 #include <nlohmann/json.hpp>
 #include <regex>
 #include <sstream>
 
 #include "tools/demo/fabric_client.h"
+#include "tools/demo/journal.h"
 
 namespace demo {
 namespace {
 
-using Json = nlohmann::json;
+using Json = nlohmann::ordered_json;  // records are shown in their own order
 
 struct Check {
   std::string name;
@@ -46,85 +46,89 @@ void indented(const std::string &text) {
   }
 }
 
-std::vector<Json> exchanges(const Demo &demo) {
-  std::vector<Json> all;
-  std::ifstream stream(demo.journal());
+// ---- what the appliance holds ------------------------------------------------------------------------------------
+
+Json ask(const Demo &demo, std::vector<std::string> arguments) {
+  arguments.insert(arguments.begin(), "--json");
+  return Json::parse(demo.kelvanectl(arguments));
+}
+
+// One record, one line: "name admin, hidden false".
+std::string in_words(const Json &record) {
+  std::string line;
+  for (const auto &[key, value] : record.items()) {
+    const std::string text = value.is_string() ? value.get<std::string>() : value.dump();
+    line += (line.empty() ? "" : ", ") + key + " " + text;
+  }
+  return line;
+}
+
+void show(const char *title, const Json &answer) {
+  std::printf("%s:\n", title);
+  const Json rows = answer.is_array() ? answer : Json::array({answer});
+  for (const Json &row : rows) {
+    indented(in_words(row));
+  }
+  if (rows.empty()) {
+    indented("none");
+  }
+}
+
+// One line for each certificate of the store, from the dump in the agent's log.
+std::vector<std::string> certificates(const Demo &demo) {
+  static const std::regex kFingerprint("\\[\\d+\\] Fingerprint (\\S*)"), kPair("\\[\\d+\\] Cert (\\d) Key (\\d)");
+  std::vector<std::string> all;
+  std::ifstream stream(demo.options().out / "agent.log");
+  std::smatch match;
   for (std::string line; std::getline(stream, line);) {
-    all.push_back(Json::parse(line));
+    if (std::regex_search(line, match, kFingerprint)) {
+      all.push_back(match[1]);
+    } else if (!all.empty() && std::regex_search(line, match, kPair)) {
+      all.back() += std::string(match[1] == "1" ? ", certificate" : "") + (match[2] == "1" ? ", private key" : "");
+    }
   }
   return all;
 }
 
-// ---- what the appliance holds ------------------------------------------------------------------------------------
+void show_certificates(const Demo &demo) {
+  std::printf("certificate store, from the agent's memory:\n");
+  for (const std::string &line : certificates(demo)) {
+    indented(line);
+  }
+}
 
-struct Question {
-  const char *title;
-  std::vector<std::string> arguments;  // of kelvanectl; NAME stands for the account
-};
-
-const std::vector<Question> &questions() {
-  static const std::vector<Question> kQuestions = {
-      {"accounts", {"account", "list"}}, {"SSH keys of the account that was provisioned", {"keys", "NAME"}},
-      {"host name", {"hostname"}},       {"endpoint", {"endpoint", "show"}},
-      {"system events", {"events"}},
-  };
-  return kQuestions;
+void show_dashboard(const Json &account) {
+  std::string line;
+  for (const Json &entry : account.value("dashboard", Json::array())) {
+    line += (line.empty() ? "" : ", ") + entry.value("widget", "");
+  }
+  std::printf("dashboard of the account:\n  %s\n", line.empty() ? "none" : line.c_str());
 }
 
 void show_appliance(const Demo &demo, const std::string &account) {
   headline("The appliance, as kelvanectl reads it from its database");
-  for (const Question &question : questions()) {
-    std::vector<std::string> arguments = question.arguments;
-    std::replace(arguments.begin(), arguments.end(), std::string("NAME"), account);
-    std::printf("%s:\n", question.title);
-    const std::string answer = demo.kelvanectl(arguments);
-    indented(answer.empty() ? "none\n" : answer);
+  const Json accounts = ask(demo, {"account", "list"});
+  show("accounts", accounts);
+  if (accounts.dump().find("\"" + account + "\"") != std::string::npos) {
+    show("SSH keys of the account", ask(demo, {"keys", account}));
+    show_dashboard(ask(demo, {"account", "show", account}));
   }
-  std::printf("marker /data/etc/.provisioned: %s", contents(demo.root() / "data/etc/.provisioned").c_str());
-  std::printf("the machine's host name: %s", contents(demo.root() / "etc/hostname").c_str());
+  show("host name", ask(demo, {"hostname"}));
+  show("interfaces", ask(demo, {"interface", "list"}));
+  show("system events", ask(demo, {"events"}));
+  show_certificates(demo);
+  std::printf("marker /data/etc/.provisioned:\n  %s", contents(demo.root() / "data/etc/.provisioned").c_str());
+  std::printf("the machine's own host name:\n  %s", contents(demo.root() / "etc/hostname").c_str());
 }
 
 // ---- what the agent reported --------------------------------------------------------------------------------------
 
-std::string element(const std::string &document, const std::string &name) {
-  std::smatch match;
-  return std::regex_search(document, match, std::regex("<" + name + ">([^<]*)</" + name + ">")) ? match[1].str() : "";
-}
-
-// One line for a report, or "" for a request that is none.
-std::string report_line(const Json &request) {
-  const std::string target = request.at("target"), method = request.at("method"), body = request.value("body", "");
-  if (target.find("comp=health") != std::string::npos) {
-    const std::string more = element(body, "SubStatus"), why = element(body, "Description");
-    return "health: " + element(body, "State") + (more.empty() ? "" : ", " + more + ", " + why);
-  }
-  if (target.find("comp=roleProperties") != std::string::npos) {
-    return "role properties: the SSH host key's fingerprint";
-  }
-  if (target.find("comp=telemetrydata") != std::string::npos) {
-    return "telemetry: " + std::to_string(body.size()) + " bytes";
-  }
-  return method == "PUT" ? "status blob: " + std::to_string(body.size()) + " bytes" : "";
-}
-
-void show_reports(const std::vector<Json> &all) {
+void show_reports(const Demo &demo) {
   headline("What the agent reported, as the fabric's journal has it");
-  std::map<std::string, int> answers;
-  for (const Json &exchange : all) {
-    const Json &request = exchange.at("request");
-    const std::string line = report_line(request);
-    if (!line.empty()) {
-      std::printf("  %s\n", line.c_str());
-    }
-    const Json &answer = exchange.at("answer");
-    ++answers[request.at("method").get<std::string>() + " " +
-              (answer.is_null() ? "without an answer" : std::to_string(answer.at("status").get<int>()))];
+  for (const std::string &line : reports(demo.journal())) {
+    indented(line);
   }
-  std::printf("  in all %zu requests:", all.size());
-  for (const auto &[kind, count] : answers) {
-    std::printf("  %d x %s", count, kind.c_str());
-  }
-  std::printf("\n");
+  indented(totals(demo.journal()));
 }
 
 // ---- the judgement ------------------------------------------------------------------------------------------------
@@ -133,25 +137,77 @@ std::vector<Check> fabric_checks(const Demo &demo) {
   std::vector<Check> checks;
   const Json verdict = Json::parse(http_get(demo.port(), "/_fabric/verdict"));
   for (const Json &finding : verdict.at("expectations")) {
-    checks.push_back({finding.at("name"), finding.at("held"), finding.at("explanation")});
+    const std::string name = finding.at("name");
+    checks.push_back({"fabric: " + (name == "violations" ? "no request broke a rule of the platform" : name),
+                      finding.at("held"), finding.at("explanation")});
   }
-  checks.push_back({"the fabric's verdict", verdict.at("held"), ""});
+  checks.push_back({"fabric: its verdict on the whole run", verdict.at("held"), "it did not hold"});
   return checks;
 }
 
+std::string without_colons(std::string text) {
+  text.erase(std::remove(text.begin(), text.end(), ':'), text.end());
+  return text;
+}
+
+std::string password_of(const Json &accounts, const std::string &name) {
+  for (const Json &account : accounts) {
+    if (account.value("name", "") == name) {
+      return account.value("password", "");
+    }
+  }
+  return "no such account";
+}
+
+// What every first boot has to come to.
+void first_boot_checks(const Demo &demo, std::vector<Check> &checks) {
+  const std::string before = password_of(Json::parse(demo.factory_accounts()), "admin");
+  const std::string after = password_of(ask(demo, {"account", "list"}), "admin");
+  checks.push_back({"the built-in administrator is locked", before != after, "its password is still: " + after});
+  checks.push_back({"the marker of a provisioned appliance",
+                    std::filesystem::exists(demo.root() / "data/etc/.provisioned"), "there is none"});
+  const std::string expected = without_colons(Demo::fingerprint()), found = reported_fingerprint(demo.journal());
+  checks.push_back({"the SSH host key's fingerprint is reported", found == expected, "found: " + found});
+}
+
 // What the scenario's provisioning document asks of the appliance.
-void appliance_checks(const Demo &demo, const Json &ovf, std::vector<Check> &checks) {
-  const std::string host = ovf.value("hostName", ""), found = contents(demo.root() / "etc/hostname");
+void document_checks(const Demo &demo, const Json &ovf, std::vector<Check> &checks) {
+  const std::string host = ovf.value("hostName", ""), machine = contents(demo.root() / "etc/hostname");
   if (!host.empty()) {
-    checks.push_back({"host name " + host, found == host + "\n", "found: " + found});
+    const std::string configured = ask(demo, {"hostname"}).value("host_name", "");
+    checks.push_back({"host name " + host, machine == host + "\n" && configured == host,
+                      "configured: " + configured + ", the machine's: " + machine});
   }
   const std::string user = ovf.value("userName", "");
   if (!user.empty()) {
-    const std::string accounts = demo.kelvanectl({"account", "list"});
-    checks.push_back({"account " + user, accounts.find(user) != std::string::npos, "found: " + accounts});
+    const std::string password = password_of(ask(demo, {"account", "list"}), user);
+    checks.push_back({"account " + user, password.rfind("set", 0) == 0, "its password: " + password});
   }
-  checks.push_back({"the marker of a provisioned appliance",
-                    std::filesystem::exists(demo.root() / "data/etc/.provisioned"), "there is none"});
+  const size_t keys = ovf.value("publicKeys", Json::array()).size();
+  if (!user.empty() && keys != 0) {
+    const size_t found = ask(demo, {"keys", user}).size();
+    checks.push_back({std::to_string(keys) + " SSH keys of " + user, found == keys, "found: " + std::to_string(found)});
+  }
+  if (ovf.contains("customData") && ovf["customData"].is_string()) {
+    const std::string found = contents(demo.root() / "data/etc/.customdata");
+    checks.push_back({"the custom data, byte for byte", found == ovf["customData"], "found: " + found});
+  }
+}
+
+// The certificates of the first goal state, each with its private key, in the agent's store.
+void certificate_checks(const Demo &demo, const Json &fabric, std::vector<Check> &checks) {
+  const Json states = fabric.value("goalStates", Json::array());
+  const size_t wanted = states.empty() ? 0 : states[0].value("certificates", Json::array()).size();
+  if (wanted == 0) {
+    return;
+  }
+  const std::vector<std::string> store = certificates(demo);
+  const auto whole = std::count_if(store.begin(), store.end(), [](const std::string &line) {
+    return line.find(", certificate, private key") != std::string::npos;
+  });
+  checks.push_back({std::to_string(wanted) + " certificates with their keys in the certificate store",
+                    static_cast<size_t>(whole) == wanted && store.size() == wanted,
+                    "found: " + std::to_string(whole) + " of " + std::to_string(store.size())});
 }
 
 bool show_checks(const std::vector<Check> &checks) {
@@ -198,12 +254,14 @@ void let_go(Demo &demo) {
 
 bool report(Demo &demo) {
   std::ifstream stream(demo.options().scenario);
-  const Json ovf =
-      Json::parse(stream, nullptr, true, true).value("fabric", Json::object()).value("ovf", Json::object());
+  const Json fabric = Json::parse(stream, nullptr, true, true).value("fabric", Json::object());
+  const Json ovf = fabric.value("ovf", Json::object());
   show_appliance(demo, ovf.value("userName", ""));
-  show_reports(exchanges(demo));
+  show_reports(demo);
   std::vector<Check> checks = fabric_checks(demo);
-  appliance_checks(demo, ovf, checks);
+  first_boot_checks(demo, checks);
+  document_checks(demo, ovf, checks);
+  certificate_checks(demo, fabric, checks);
   const bool held = show_checks(checks);
   show_artefacts(demo);
   if (demo.options().keep) {

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <iostream>
 #include <map>
 #include <regex>
@@ -16,11 +17,10 @@ struct Look {
 };
 
 const std::map<Kind, Look> &looks() {
-  static const std::map<Kind, Look> kLooks = {{Kind::kAsks, {"asks", "\033[36m"}},
-                                              {Kind::kWrites, {"writes", "\033[33m"}},
-                                              {Kind::kConfigures, {"config", "\033[32m"}},
-                                              {Kind::kMachine, {"machine", "\033[35m"}},
-                                              {Kind::kLogs, {"logs", "\033[90m"}}};
+  static const std::map<Kind, Look> kLooks = {
+      {Kind::kAsks, {"asks", "\033[36m"}},         {Kind::kWrites, {"writes", "\033[33m"}},
+      {Kind::kConfigures, {"config", "\033[32m"}}, {Kind::kMachine, {"machine", "\033[35m"}},
+      {Kind::kLogs, {"logs", "\033[90m"}},         {Kind::kReports, {"reports", "\033[1;36m"}}};
   return kLooks;
 }
 
@@ -83,8 +83,8 @@ const std::vector<Rule> &rules() {
       {std::regex("system sethostname\\(\"([^\"]+)\".*"), Kind::kMachine,
        [](const Match &m) { return "host name " + m[1].str(); }},
       {std::regex("system (kill\\(.*)"), Kind::kMachine, as_it_is},
-      {std::regex("platform cmf_query_table_append\\(354 of (\"[^\"]*\"), .*\\) = 0"), Kind::kConfigures,
-       [](const Match &m) { return "append to the dashboard of " + m[1].str(); }},
+      {std::regex("platform cmf_query_table_append\\(354 of (\"[^\"]*\"), (.*)\\) = 0"), Kind::kConfigures,
+       [](const Match &m) { return "append to the dashboard of " + m[1].str() + ": " + m[2].str(); }},
       {std::regex("platform cmf_query_table_append\\((\\d+)( of \"[^\"]*\")?, (.*)\\) = 0"), Kind::kConfigures,
        [](const Match &m) { return "append to " + table_name(m[1]) + m[2].str() + ": " + m[3].str(); }},
       {std::regex("platform __nCfg_sess_table_change_by_mkey\\(\\d+, (\\d+), (.*), \\d+\\) = 0"), Kind::kConfigures,
@@ -105,6 +105,24 @@ const std::vector<Rule> &rules() {
   return kRules;
 }
 
+struct Heading {
+  const char *begins;  // found in the first trace line of what the heading stands for
+  const char *text;
+};
+
+constexpr Heading kHeadings[] = {
+    {"platform conf_init()", "Start-up: configuration, time zone, pid file, a new transport key and certificate"},
+    {"platform cmf_query_do_table_find(340, 0, \"admin\"",
+     "First boot: the built-in administrator is locked with a random password that nobody knows"},
+    {"system mkdir(\"/cdrom\"", "The provisioning CD-ROM is mounted, copied and unmounted"},
+    {"log [kelvane]: Determining protocol", "Which protocol? The wire server's endpoint is looked for in port1"},
+    {"log [kelvane]: Protocol: wire",
+     "Endpoint found. Wire server: versions, goal state, certificates (unwrapped into both stores), extensions"},
+    {"log [kelvane]: Protocol: metadata", "No endpoint: the metadata service instead"},
+    {"log [kelvane]: Provisioning...", "Provisioning: host name, interfaces, account, dashboard, keys, marker"},
+    {"sleep 1", "The loop: a second at a time; every 25 an extension pass, every 60 telemetry"},
+};
+
 // The position behind "[12] ", or npos.
 size_t behind_seconds(const std::string &line) {
   const size_t end = line.empty() || line[0] != '[' ? std::string::npos : line.find("] ");
@@ -115,6 +133,21 @@ size_t behind_seconds(const std::string &line) {
 
 int64_t second_of(const std::string &trace_line) {
   return behind_seconds(trace_line) == std::string::npos ? -1 : std::atoll(trace_line.c_str() + 1);
+}
+
+const char *heading_of(const std::string &trace_line) {
+  const size_t begin = behind_seconds(trace_line);
+  for (const Heading &heading : kHeadings) {
+    if (begin != std::string::npos && trace_line.compare(begin, std::strlen(heading.begins), heading.begins) == 0) {
+      return heading.text;
+    }
+  }
+  return nullptr;
+}
+
+bool is_report(const std::string &trace_line) {
+  static const std::regex kPattern("\\[\\d+\\] request (POST|PUT) \\S+ = \\d+ [1-9]\\d*");
+  return std::regex_match(trace_line, kPattern);
 }
 
 std::optional<Entry> tell(const std::string &trace_line) {

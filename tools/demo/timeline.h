@@ -11,7 +11,7 @@
 
 namespace demo {
 
-enum class Kind { kAsks, kWrites, kConfigures, kMachine, kLogs };
+enum class Kind { kAsks, kWrites, kConfigures, kMachine, kLogs, kReports };
 
 struct Entry {
   int64_t second = 0;  // agent time since its start
@@ -21,6 +21,12 @@ struct Entry {
 
 // What a trace line such as `[12] request GET http://... = 0 200` tells, or nothing.
 std::optional<Entry> tell(const std::string &trace_line);
+
+// The heading for what the trace line begins, or nullptr when it begins nothing new.
+const char *heading_of(const std::string &trace_line);
+
+// Whether the line is a request that carried a report and was answered.
+bool is_report(const std::string &trace_line);
 
 // The agent's second that a trace line begins with, or -1.
 int64_t second_of(const std::string &trace_line);

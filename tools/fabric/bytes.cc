@@ -64,6 +64,29 @@ std::string xml_escape(std::string_view text) {
   return out;
 }
 
+std::string xml_attribute(const std::string &name, std::string_view value) {
+  return " " + name + "=\"" + xml_escape(value) + "\"";
+}
+
+std::string percent_decode(std::string_view text) {
+  auto digit = [](char c) {
+    return c >= '0' && c <= '9' ? c - '0' : (c | 32) >= 'a' && (c | 32) <= 'f' ? (c | 32) - 'a' + 10 : -1;
+  };
+  std::string out;
+  for (size_t at = 0; at < text.size(); at++) {
+    bool triple = text[at] == '%' && at + 2 < text.size() && digit(text[at + 1]) >= 0 && digit(text[at + 2]) >= 0;
+    out += triple ? static_cast<char>(digit(text[at + 1]) * 16 + digit(text[at + 2])) : text[at];
+    if (triple) at += 2;
+  }
+  return out;
+}
+
+std::optional<int64_t> decimal_number(std::string_view text) {
+  if (text.empty() || text.size() > 18 || text.find_first_not_of("0123456789") != std::string_view::npos)
+    return std::nullopt;
+  return std::stoll(std::string(text));
+}
+
 std::string hex_upper(std::string_view bytes) {
   constexpr char kDigits[] = "0123456789ABCDEF";
   std::string out;

@@ -24,7 +24,8 @@ std::string hosting_environment_document(const GoalStateSpec &state);
 std::string shared_config_document(const GoalStateSpec &state);
 // `data` is base64 on one line.
 std::string certificates_document(const GoalStateSpec &state, const DataLinesSpec &lines, const std::string &data);
-std::string extensions_document(const GoalStateSpec &state, const Tenant &tenant);
+// `transport` is the certificate that the agent sent last, or none; CryptoError when the settings need it.
+std::string extensions_document(const GoalStateSpec &state, const Tenant &tenant, X509 *transport);
 
 // `document` without its elements of that name, opening tag to closing tag.
 std::string without_element(std::string document, const std::string &element);

@@ -5,6 +5,7 @@
 #include <pugixml.hpp>
 
 #include "tools/fabric/bytes.h"
+#include "tools/fabric/expectations_uploads.h"
 
 namespace kelvane::fabric {
 
@@ -197,6 +198,7 @@ Verdict judge_expectations(const World &world, const Journal &journal) {
         {"goalStates", came == *expect.goal_states,
          "expected " + std::to_string(*expect.goal_states) + " deliveries, came " + std::to_string(came)});
   }
+  judge_uploads(world, verdict);
   return verdict;
 }
 

@@ -33,17 +33,15 @@ Answer Fabric::serve(const Request &request, const Target &target, Exchange &exc
 Delivery Fabric::handle(const Request &request) {
   std::lock_guard<std::mutex> guard(lock_);
   const FaultSpec *fault = faults_.choose(request);
-  const size_t health = world_.health.size();
-  const size_t thumbprints = world_.thumbprints.size();
+  const size_t goal_state = world_.goal_state_number();
   Exchange exchange;
   exchange.request = request;
   Answer answer = serve(request, split_target(request), exchange);
-  if (!delivers_whole(fault)) {
-    // The agent will not learn that its report was taken, so it was not.
-    world_.health.resize(health);
-    world_.thumbprints.resize(thumbprints);
-  } else if (answer.goal_state) {
-    world_.goal_state_delivered(fault == nullptr ? "" : fault->element);
+  // What the agent will not learn, did not happen.
+  if (delivers_whole(fault)) {
+    if (answer.delivered) answer.delivered();
+    if (answer.goal_state) world_.goal_state_delivered(fault == nullptr ? "" : fault->element);
+    if (goal_state == world_.goal_state_number()) world_.request_answered(request);
   }
   Delivery delivery = plan_delivery(std::move(answer), fault, request);
   exchange.status = delivery.status;

@@ -42,7 +42,11 @@ struct Plan {
 void send(Plan &plan, size_t length, size_t body_bytes, bool keep) {
   plan.delivery.bytes = head_of(plan.delivery, length, keep);
   plan.delivery.ending = keep ? Ending::kKeep : Ending::kClose;
-  if (plan.request.method == "HEAD") return;
+  if (plan.request.method == "HEAD") {
+    plan.delivery.body.clear();
+    plan.delivery.filler = 0;
+    return;
+  }
   plan.delivery.body.resize(std::min(body_bytes, plan.body_size()));
   plan.delivery.bytes += plan.delivery.body;
 }
@@ -150,6 +154,14 @@ void not_listening(Plan &plan) {
   plan.delivery.stop_listening_ms = plan.fault->milliseconds;
 }
 
+void header(Plan &plan) {
+  auto same = [&](const Header &one) { return find_header({one}, plan.fault->header) != nullptr; };
+  std::vector<Header> &headers = plan.delivery.headers;
+  headers.erase(std::remove_if(headers.begin(), headers.end(), same), headers.end());
+  if (plan.fault->value) headers.push_back({plan.fault->header, *plan.fault->value});
+  send_whole(plan);
+}
+
 struct Row {
   const char *kind;
   void (*apply)(Plan &plan);
@@ -172,6 +184,7 @@ constexpr std::array kRows{
     Row{"garbage-body", garbage_body, false},
     Row{"huge", huge, false},
     Row{"not-listening", not_listening, true},
+    Row{"header", header, true},
 };
 
 const Row *find_row(const FaultSpec *fault) {

@@ -3,6 +3,7 @@
 #ifndef KELVANE_TOOLS_FABRIC_HTTP_H
 #define KELVANE_TOOLS_FABRIC_HTTP_H
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -31,6 +32,9 @@ struct Answer {
   std::vector<Header> headers = {};
   std::string body = {};
   bool goal_state = false;  // it carries the current goal state
+  // What comes true when it reaches the agent whole, and does not when it does not: the report was taken, the blob
+  // is written. Called once at the most, under the fabric's lock.
+  std::function<void()> delivered = {};
 };
 
 // A request target in its pieces. `host` is without the port; empty when neither the target nor Host names one.

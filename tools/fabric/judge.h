@@ -3,6 +3,7 @@
 #ifndef KELVANE_TOOLS_FABRIC_JUDGE_H
 #define KELVANE_TOOLS_FABRIC_JUDGE_H
 
+#include <cstdint>
 #include <map>
 #include <string>
 #include <vector>
@@ -37,6 +38,16 @@ struct HealthReport {
   std::string description;
 };
 
+// One telemetry event, as its parameters tell it.
+struct Event {
+  std::string name;
+  std::string operation;
+  bool success = false;
+  std::string version;
+  std::string message;
+  int64_t duration = 0;
+};
+
 void judge_method(const Request &request, const std::string &method, Judgement &judgement);
 
 // The agent's name and the protocol version, which every request but the one for the versions carries.
@@ -54,7 +65,9 @@ void judge_no_body(const Request &request, Judgement &judgement);
 // The posted documents: well-formed, exactly the elements they must have, the values the agent was told.
 HealthReport judge_health(const std::string &body, const Known &known, Judgement &judgement);
 std::string judge_role_properties(const std::string &body, const Known &known, Judgement &judgement);
-void judge_telemetry(const std::string &body, Judgement &judgement);
+// The container of an event is one of `container_ids`, or none.
+std::vector<Event> judge_telemetry(const std::string &body, const std::vector<std::string> &container_ids,
+                                   Judgement &judgement);
 
 }  // namespace kelvane::fabric
 

@@ -1,8 +1,7 @@
-#include <cctype>
-#include <pugixml.hpp>
 
 #include "tools/fabric/bytes.h"
 #include "tools/fabric/judge.h"
+#include "tools/fabric/judge_xml.h"
 
 namespace kelvane::fabric {
 
@@ -19,23 +18,6 @@ struct Shape {
   bool optional = false;
 };
 
-std::string tag_name(const pugi::xml_node &node) {
-  if (node.type() == pugi::node_element) return std::string("<") + node.name() + ">";
-  return node ? "text " + in_quotes(node.value()) : "nothing";
-}
-
-void judge_attributes(const pugi::xml_node &node, const Shape &shape, const std::string &path, Judgement &judgement) {
-  std::string expected, came;
-  for (const Header &attribute : shape.attributes) expected += " " + attribute.name + "=\"" + attribute.value + "\"";
-  size_t number = 0;
-  for (const pugi::xml_attribute &attribute : node.attributes()) {
-    bool any = number < shape.attributes.size() && shape.attributes[number].value == "*";
-    came += std::string(" ") + attribute.name() + "=\"" + (any ? "*" : attribute.value()) + "\"";
-    number++;
-  }
-  if (expected != came) judgement.add("attributes of " + path, in_quotes(expected), in_quotes(came));
-}
-
 void judge_text(const pugi::xml_node &node, const Shape &shape, const std::string &path, Judgement &judgement) {
   pugi::xml_node child = node.first_child();
   bool only_text = !child || (child.type() == pugi::node_pcdata && !child.next_sibling());
@@ -47,7 +29,7 @@ void judge_text(const pugi::xml_node &node, const Shape &shape, const std::strin
 
 void judge_element(const pugi::xml_node &node, const Shape &shape, const std::string &parent, Judgement &judgement) {
   const std::string path = parent + "/" + shape.name;
-  judge_attributes(node, shape, path, judgement);
+  judge_attributes(node, shape.attributes, path, judgement);
   if (shape.fixed != nullptr || shape.free) {
     judge_text(node, shape, path, judgement);
     return;
@@ -65,35 +47,9 @@ void judge_element(const pugi::xml_node &node, const Shape &shape, const std::st
   if (child) judgement.add(path, "nothing more", tag_name(child));
 }
 
-// The parser lets a bare ampersand pass; a strict server does not.
-bool has_bare_ampersand(const std::string &body) {
-  for (size_t at = body.find('&'); at != std::string::npos; at = body.find('&', at + 1)) {
-    size_t end = at + 1;
-    while (end < body.size() && (std::isalnum(static_cast<unsigned char>(body[end])) != 0 || body[end] == '#')) end++;
-    if (end == at + 1 || end >= body.size() || body[end] != ';') return true;
-  }
-  return false;
-}
-
-// Loads the body when it is a well-formed document; says why when it is not.
-bool load(const std::string &body, pugi::xml_document &document, Judgement &judgement) {
-  const std::string expected = "a well-formed XML document in UTF-8";
-  pugi::xml_parse_result result =
-      document.load_buffer(body.data(), body.size(), pugi::parse_default | pugi::parse_ws_pcdata, pugi::encoding_utf8);
-  if (!is_utf8(body))
-    judgement.add("body", expected, "bytes that are not UTF-8");
-  else if (!result)
-    judgement.add("body", expected, std::string(result.description()) + " at byte " + std::to_string(result.offset));
-  else if (has_bare_ampersand(body) && body.find("<![CDATA[") == std::string::npos)
-    judgement.add("body", expected, "a bare ampersand");
-  else
-    return true;
-  return false;
-}
-
 bool load_exact(const std::string &body, const Shape &shape, pugi::xml_document &document, Judgement &judgement) {
   const std::string declaration = "<?xml version=\"1.0\" encoding=\"utf-8\"?>";
-  if (!load(body, document, judgement)) return false;
+  if (!load_xml(body, document, judgement)) return false;
   if (body.compare(0, declaration.size(), declaration) != 0)
     judgement.add("body", "to begin with " + declaration, in_quotes(body.substr(0, declaration.size())));
   pugi::xml_node root = document.document_element();
@@ -151,13 +107,6 @@ std::string judge_role_properties(const std::string &body, const Known &known, J
   pugi::xml_document document;
   if (!load_exact(body, shape, document, judgement)) return {};
   return document.select_node("//Property").node().attribute("value").value();
-}
-
-void judge_telemetry(const std::string &body, Judgement &judgement) {
-  pugi::xml_document document;
-  if (!load(body, document, judgement)) return;
-  pugi::xml_node root = document.document_element();
-  if (root.name() != std::string("TelemetryData")) judgement.add("body", "<TelemetryData>", tag_name(root));
 }
 
 }  // namespace kelvane::fabric

@@ -73,24 +73,55 @@ struct TenantSpec {
   DataLinesSpec document;
 };
 
+// One runtime settings element of an extension.
+struct SettingsSpec {
+  std::optional<int64_t> sequence_number = 0;     // none: without the attribute
+  std::optional<std::string> public_settings;     // JSON text
+  std::optional<std::string> protected_settings;  // JSON text, encrypted when the document is made
+  std::optional<std::string> certificate;         // whose key it is encrypted to
+  bool transport = false;                         // encrypted to the certificate that the agent sent last
+  bool tell_thumbprint = true;
+  std::optional<std::string> thumbprint;        // in place of that certificate's
+  std::optional<std::string> runtime_settings;  // the whole text, when it is given as it is
+};
+
 struct ExtensionSpec {
   std::string name;
   std::string version;
   std::string state = "enabled";
-  std::map<std::string, std::string> attributes;  // further attributes of the plugin, in the document as they are
-  bool settings = true;                           // whether it has an entry under the plugin settings
-  int64_t sequence_number = 0;
-  std::optional<std::string> public_settings;     // JSON text
-  std::optional<std::string> protected_settings;  // JSON text, encrypted when the document is made
-  std::optional<std::string> certificate;         // whose key it is encrypted to
-  std::optional<std::string> thumbprint;          // in place of that certificate's
-  std::optional<std::string> runtime_settings;    // the whole text, when it is given as it is
+  std::vector<Header> attributes;      // further attributes of the plugin, in the document as they are
+  std::vector<SettingsSpec> settings;  // none: no entry under the plugin settings
+  std::string settings_version;        // of the entry under the plugin settings
 };
 
 struct StatusBlobSpec {
-  std::string url = "http://storage.fabric/status/kelvane.status?sv=1&sr=b&sig=fabric";
+  std::string url =
+      "http://storage.example.invalid/status/kelvane.status"
+      "?sv=2014-02-14&sr=b&sig=ZmFicmlj&se=2099-12-31T00%3A00%3A00Z&sp=rw";
   std::optional<std::string> type = "BlockBlob";
   bool escaped_twice = false;
+};
+
+// Moves on to the next goal state after so many requests that fit and were answered whole; 0 means never.
+struct AdvanceSpec {
+  std::string method;  // empty means any
+  std::string target = "*";
+  int64_t count = 0;
+};
+
+// A blob that is there from the start.
+struct BlobSpec {
+  std::string host;
+  std::string name;  // container/blob
+  std::string type = "BlockBlob";
+  std::string content;
+};
+
+struct StorageSpec {
+  std::vector<std::string> hosts;                    // beside those of the status blobs
+  bool signatures = true;                            // false: addresses need not be signed
+  std::optional<std::vector<BlobSpec>> blobs;        // absent: every status blob, of its announced type
+  static constexpr int64_t kLargest = 64 * 1048576;  // of a page blob
 };
 
 struct GoalStateSpec {
@@ -105,6 +136,7 @@ struct GoalStateSpec {
   std::vector<ExtensionSpec> extensions;
   std::optional<StatusBlobSpec> status_blob;
   int64_t advance_after = 0;  // goal states delivered before the next one takes over; 0 means never by itself
+  AdvanceSpec advance_on;
 };
 
 // A fault and the requests it befalls: of those that fit, the ones from number `occurrence` on, `times` of them.
@@ -124,6 +156,8 @@ struct FaultSpec {
   bool full_length = true;  // `cut`: whether Content-Length still tells the whole length
   int64_t length_change = 0;
   std::string element;
+  std::string header;                // `header`: its name
+  std::optional<std::string> value;  // `header`: its new value; none: the header is left out
 };
 
 // What one expected request must look like; what is absent is not looked at.
@@ -147,6 +181,41 @@ struct HealthSpec {
   std::optional<std::string> description;
 };
 
+// What a document or a blob must hold; what is absent is not looked at.
+struct ContentSpec {
+  std::optional<std::string> bytes;     // exactly
+  std::optional<std::string> json;      // JSON text: the same, apart from wildcards
+  std::optional<std::string> includes;  // JSON text: of objects, the members that are named here
+  std::optional<std::string> type;
+  std::optional<std::string> blob;  // a pattern of host/container/blob
+  std::optional<int64_t> size, writes;
+};
+
+struct StatusExpectSpec {
+  std::optional<int64_t> count, at_least, at_most, incomplete;
+  std::optional<ContentSpec> last;
+  std::optional<std::vector<ContentSpec>> documents;  // all of them
+  std::vector<ContentSpec> in_order;                  // others may stand between
+};
+
+struct BlobExpectSpec {
+  std::string host;
+  std::string name;
+  bool absent = false;
+  ContentSpec content;
+};
+
+struct EventSpec {
+  std::optional<std::string> name, operation, version, message;
+  std::optional<bool> success;
+  std::optional<int64_t> duration;
+};
+
+struct EventsExpectSpec {
+  std::vector<EventSpec> events;
+  bool others_between = false;
+};
+
 struct ExpectSpec {
   std::string order = "ordered";
   std::vector<RequestMatcher> requests;
@@ -155,6 +224,9 @@ struct ExpectSpec {
   std::optional<std::vector<std::string>> thumbprints;  // of the role properties
   std::optional<int64_t> goal_states;
   int64_t violations = 0;
+  std::optional<EventsExpectSpec> events;
+  std::optional<StatusExpectSpec> status;
+  std::vector<BlobExpectSpec> blobs;
 };
 
 struct Scenario {
@@ -164,6 +236,7 @@ struct Scenario {
   OvfSpec ovf;
   TenantSpec tenant;
   std::vector<GoalStateSpec> goal_states;
+  StorageSpec storage;
   std::vector<FaultSpec> faults;
   ExpectSpec expect;
 };

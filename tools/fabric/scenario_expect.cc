@@ -92,6 +92,7 @@ void read_expect_part(const Json &value, Scenario &scenario) {
   if (fields.find("roleProperties") != nullptr) expect.thumbprints = fields.texts("roleProperties");
   expect.goal_states = fields.optional_number("goalStates", 0, kMost);
   expect.violations = fields.number("violations", 0, 0, kMost);
+  read_upload_expectations(fields, storage_host(scenario.storage, scenario.goal_states), expect);
 }
 
 }  // namespace kelvane::fabric

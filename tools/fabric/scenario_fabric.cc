@@ -9,10 +9,6 @@ namespace {
 
 constexpr int64_t kMillion = 1000000;
 
-std::string numbered(const std::string &path, size_t number) {
-  return path + "[" + std::to_string(number) + "]";
-}
-
 // A member that is a text, or an object whose one member `key` names something: {"certificate": "name"}.
 void read_text_or_name(JsonFields &fields, const std::string &member, const std::string &key,
                        std::optional<std::string> &text, std::optional<std::string> &name) {
@@ -119,59 +115,12 @@ TenantSpec read_tenant(const Json &value, const std::string &path) {
   return tenant;
 }
 
-// Settings may be written as JSON or as a text that is taken letter for letter.
-std::optional<std::string> settings_text(const Json *value) {
-  if (value == nullptr) return std::nullopt;
-  return value->is_string() ? value->get<std::string>() : value->dump();
-}
-
-ExtensionSpec read_extension(const Json &value, const std::string &path) {
+// `previous` is what a goal state has its extensions and its status blob from when it tells none.
+GoalStateSpec read_goal_state(const Json &value, const std::string &path, const GoalStateSpec &previous,
+                              size_t number) {
   JsonFields fields(value, path);
-  ExtensionSpec extension;
-  extension.name = fields.required_text("name");
-  extension.version = fields.text("version", "1.0.0.0");
-  extension.state = fields.text("state", extension.state);
-  if (const Json *attributes = fields.find("attributes")) {
-    JsonFields members(*attributes, fields.path_of("attributes"));
-    for (const auto &member : attributes->items())
-      extension.attributes[member.key()] = text_of(member.value(), members.path_of(member.key()));
-  }
-  extension.settings = fields.flag("settings", extension.settings);
-  extension.sequence_number = fields.number("seqNo", 0, INT32_MIN, INT32_MAX);
-  extension.public_settings = settings_text(fields.find("publicSettings"));
-  extension.protected_settings = settings_text(fields.find("protectedSettings"));
-  extension.certificate = fields.optional_text("certificate");
-  extension.thumbprint = fields.optional_text("thumbprint");
-  extension.runtime_settings = settings_text(fields.find("runtimeSettings"));
-  fields.finish();
-  return extension;
-}
-
-std::vector<ExtensionSpec> read_extensions(JsonFields &fields) {
-  std::vector<ExtensionSpec> out;
-  for (const Json *extension : fields.list("extensions"))
-    out.push_back(read_extension(*extension, numbered(fields.path_of("extensions"), out.size())));
-  return out;
-}
-
-// false leaves the element out, an object says how it is.
-std::optional<StatusBlobSpec> read_status_blob(JsonFields &parent, const std::optional<StatusBlobSpec> &fallback) {
-  const Json *value = parent.find("statusUploadBlob");
-  if (value == nullptr) return fallback;
-  if (value->is_boolean() && !value->get<bool>()) return std::nullopt;
-  JsonFields fields(*value, parent.path_of("statusUploadBlob"));
-  StatusBlobSpec blob;
-  blob.url = fields.text("url", blob.url);
-  blob.type = fields.text("type", *blob.type);
-  if (fields.flag("omitType", false)) blob.type.reset();
-  blob.escaped_twice = fields.flag("escapedTwice", false);
-  fields.finish();
-  return blob;
-}
-
-GoalStateSpec read_goal_state(const Json &value, const std::string &path, const GoalStateSpec &base, size_t number) {
-  JsonFields fields(value, path);
-  GoalStateSpec state = base;
+  GoalStateSpec state;
+  state.extensions = previous.extensions;
   state.incarnation = fields.text("incarnation", std::to_string(number + 1));
   state.expected_state = fields.text("expectedState", state.expected_state);
   state.container_id = fields.text("containerId", state.container_id);
@@ -181,8 +130,9 @@ GoalStateSpec read_goal_state(const Json &value, const std::string &path, const 
   state.omit = fields.texts("omit");
   if (fields.find("certificates") != nullptr) state.certificates = fields.texts("certificates");
   if (fields.find("extensions") != nullptr) state.extensions = read_extensions(fields);
-  state.status_blob = read_status_blob(fields, base.status_blob);
+  state.status_blob = read_status_blob(fields, previous.status_blob);
   state.advance_after = fields.number("advanceAfter", 0, 0, kMillion);
+  state.advance_on = read_advance_on(fields);
   fields.finish();
   return state;
 }
@@ -211,7 +161,8 @@ void check_names(const Scenario &scenario) {
     for (const std::string &name : state.certificates.value_or(std::vector<std::string>()))
       check_name(scenario, name, "fabric.goalStates: certificates");
     for (const ExtensionSpec &extension : state.extensions)
-      check_name(scenario, extension.certificate, "fabric.extensions: " + extension.name);
+      for (const SettingsSpec &settings : extension.settings)
+        check_name(scenario, settings.certificate, "fabric.extensions: " + extension.name);
   }
 }
 
@@ -227,6 +178,10 @@ void read_faults(JsonFields &fields, Scenario &scenario) {
 
 }  // namespace
 
+std::string numbered(const std::string &path, size_t number) {
+  return path + "[" + std::to_string(number) + "]";
+}
+
 FaultSpec read_fault(const Json &value, const std::string &path, size_t number) {
   JsonFields fields(value, path);
   FaultSpec fault;
@@ -234,7 +189,7 @@ FaultSpec read_fault(const Json &value, const std::string &path, size_t number) 
   fault.kind =
       fields.choice("kind", "(none)",
                     {"refuse", "close", "reset", "silent", "delay", "status", "empty", "html", "cut", "wrong-length",
-                     "omit-element", "drip", "garbage", "garbage-body", "huge", "not-listening"});
+                     "omit-element", "drip", "garbage", "garbage-body", "huge", "not-listening", "header"});
   fault.method = fields.text("method", "");
   fault.target = fields.text("target", fault.target);
   fault.occurrence = fields.number("occurrence", 1, 1, kMillion);
@@ -248,8 +203,11 @@ FaultSpec read_fault(const Json &value, const std::string &path, size_t number) 
   fault.full_length = fields.choice("contentLength", "full", {"full", "cut"}) == "full";
   fault.length_change = fields.number("lengthChange", 0, -kMillion, kMillion);
   fault.element = fields.text("element", "");
+  fault.header = fields.text("header", "");
+  fault.value = fields.optional_text("value");
   fields.finish();
   if (fault.kind == "omit-element" && fault.element.empty()) throw ScenarioError(path + ".element: missing");
+  if (fault.kind == "header" && fault.header.empty()) throw ScenarioError(path + ".header: missing");
   if (fault.kind == "wrong-length" && fault.length_change == 0) throw ScenarioError(path + ".lengthChange: missing");
   if (fault.kind == "refuse" && (!fault.method.empty() || fault.target != "*"))
     throw ScenarioError(path + ": a refused connection is not read: it has no method and no target to match");
@@ -267,11 +225,14 @@ void read_fabric_part(const Json &value, Scenario &scenario) {
   base.status_blob = read_status_blob(fields, StatusBlobSpec());
   for (const Json *state : fields.list("goalStates")) {
     size_t number = scenario.goal_states.size();
-    scenario.goal_states.push_back(
-        read_goal_state(*state, numbered(fields.path_of("goalStates"), number), base, number));
+    const GoalStateSpec &previous = number == 0 ? base : scenario.goal_states.back();
+    GoalStateSpec next = read_goal_state(*state, numbered(fields.path_of("goalStates"), number), previous, number);
+    scenario.goal_states.push_back(std::move(next));
   }
   if (scenario.goal_states.empty())
     scenario.goal_states.push_back(read_goal_state(Json::object(), "fabric.goalStates[0]", base, 0));
+  const Json *storage = fields.find("storage");
+  if (storage != nullptr) scenario.storage = read_storage(*storage, fields.path_of("storage"), scenario);
   read_faults(fields, scenario);
   fields.finish();
   check_names(scenario);

@@ -1,4 +1,4 @@
-// The readers of a scenario's two big parts, one file each. Called by scenario.cc alone; they throw ScenarioError.
+// The readers of a scenario's parts, one file each. Called by scenario.cc and by each other; they throw ScenarioError.
 #ifndef KELVANE_TOOLS_FABRIC_SCENARIO_PARTS_H
 #define KELVANE_TOOLS_FABRIC_SCENARIO_PARTS_H
 
@@ -14,6 +14,28 @@ void read_expect_part(const Json &value, Scenario &scenario);
 
 // One fault; `path` names it in errors, `number` names it when it has no name.
 FaultSpec read_fault(const Json &value, const std::string &path, size_t number);
+
+// The same members stand in the `fabric` object and in a goal state: the list of extensions, the status blob (absent:
+// `fallback`; false: none), and what moves on to the next goal state.
+std::vector<ExtensionSpec> read_extensions(JsonFields &fields);
+std::optional<StatusBlobSpec> read_status_blob(JsonFields &parent, const std::optional<StatusBlobSpec> &fallback);
+AdvanceSpec read_advance_on(JsonFields &parent);
+
+// The storage service.
+StorageSpec read_storage(const Json &value, const std::string &path, const Scenario &scenario);
+
+// The host of blobs that name none: the first storage host, or else that of the first status blob.
+std::string storage_host(const StorageSpec &storage, const std::vector<GoalStateSpec> &goal_states);
+
+// The name of a blob is "container/blob".
+void check_blob_name(const std::string &name, const std::string &path);
+
+// The expectations on status documents, blobs (on `host` unless they say otherwise) and events: `status`, `blobs`,
+// `events`.
+void read_upload_expectations(JsonFields &fields, const std::string &host, ExpectSpec &expect);
+
+// The name of one element of a list in errors.
+std::string numbered(const std::string &path, size_t number);
 
 // What a scenario that says nothing gets: one certificate, one goal state.
 void fill_defaults(Scenario &scenario);

@@ -2,6 +2,7 @@
 
 #include <array>
 
+#include "tools/fabric/storage_service.h"
 #include "tools/fabric/wire_server.h"
 
 namespace kelvane::fabric {
@@ -9,6 +10,7 @@ namespace kelvane::fabric {
 namespace {
 
 constexpr std::array kServices{
+    Service{.name = "storage", .claims = storage_service_claims, .serve = storage_service_serve},
     Service{.name = "wire", .claims = wire_server_claims, .serve = wire_server_serve},
 };
 

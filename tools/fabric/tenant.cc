@@ -40,13 +40,6 @@ X509Ptr make_certificate(EVP_PKEY *key, const std::string &common_name) {
   return certificate;
 }
 
-std::string thumbprint_of(X509 *certificate) {
-  std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
-  unsigned length = 0;
-  if (X509_digest(certificate, EVP_sha1(), digest.data(), &length) != 1) throw_crypto("thumbprint");
-  return hex_upper({reinterpret_cast<const char *>(digest.data()), length});
-}
-
 // One field of the SSH wire format: a 32-bit length, most significant byte first, and the bytes.
 void append_field(std::string &out, std::string_view field) {
   for (int shift = 24; shift >= 0; shift -= 8) out += static_cast<char>(field.size() >> shift & 0xFF);
@@ -61,6 +54,13 @@ std::string wire_number(const BIGNUM *number) {
 }
 
 }  // namespace
+
+std::string thumbprint_of(X509 *certificate) {
+  std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
+  unsigned length = 0;
+  if (X509_digest(certificate, EVP_sha1(), digest.data(), &length) != 1) throw_crypto("thumbprint");
+  return hex_upper({reinterpret_cast<const char *>(digest.data()), length});
+}
 
 Identity make_identity(const CertificateSpec &spec) {
   Identity identity;

@@ -16,7 +16,7 @@ struct Identity {
   CertificateSpec spec;
   PkeyPtr key;
   X509Ptr certificate;
-  std::string thumbprint;  // SHA-1 of the DER certificate, 40 upper-case digits
+  std::string thumbprint;
 };
 
 class Tenant {
@@ -34,6 +34,9 @@ class Tenant {
 
 // A fresh RSA key with a self-signed certificate, valid from an hour ago for ten years.
 Identity make_identity(const CertificateSpec &spec);
+
+// SHA-1 of the DER certificate, 40 upper-case digits.
+std::string thumbprint_of(X509 *certificate);
 
 std::string certificate_pem(const Identity &identity);
 std::string key_pem(const Identity &identity);

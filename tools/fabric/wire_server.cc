@@ -52,7 +52,7 @@ Answer serve_shared_config(const Call &call) {
 
 Answer serve_extensions(const Call &call) {
   judge_uri(call, "ExtensionsConfig");
-  return xml_answer(extensions_document(call.world.goal_state(), call.world.tenant()));
+  return xml_answer(extensions_document(call.world.goal_state(), call.world.tenant(), call.world.transport.get()));
 }
 
 Answer serve_certificates(const Call &call) {
@@ -63,24 +63,33 @@ Answer serve_certificates(const Call &call) {
   const GoalStateSpec &state = call.world.goal_state();
   std::string data =
       make_certificates_data(call.world.tenant().chosen(state.certificates), tenant.container, recipient.get());
+  call.world.transport = std::move(recipient);
   return xml_answer(certificates_document(state, tenant.document, data));
+}
+
+// The answer to a report, which is taken once it has arrived.
+template <typename Take>
+Answer taken(Take take) {
+  Answer answer;
+  answer.delivered = std::move(take);
+  return answer;
 }
 
 Answer serve_health(const Call &call) {
   HealthReport report = judge_health(call.request.body, call.world.known(), call.judgement);
-  if (call.judgement.held()) call.world.health.push_back(report);
-  return {};
+  return taken([&world = call.world, report] { world.health.push_back(report); });
 }
 
 Answer serve_role_properties(const Call &call) {
   std::string thumbprint = judge_role_properties(call.request.body, call.world.known(), call.judgement);
-  if (call.judgement.held()) call.world.thumbprints.push_back(thumbprint);
-  return {};
+  return taken([&world = call.world, thumbprint] { world.thumbprints.push_back(thumbprint); });
 }
 
 Answer serve_telemetry(const Call &call) {
-  judge_telemetry(call.request.body, call.judgement);
-  return {};
+  std::vector<Event> events = judge_telemetry(call.request.body, call.world.told_container_ids(), call.judgement);
+  return taken([&world = call.world, events] {
+    for (const Event &event : events) world.events.push_back(event);
+  });
 }
 
 // What the wire server answers to. Paths are exact, "/machine/*" is any document of a machine.

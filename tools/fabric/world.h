@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "tools/fabric/judge.h"
+#include "tools/fabric/storage.h"
 #include "tools/fabric/tenant.h"
 
 namespace kelvane::fabric {
@@ -29,10 +30,19 @@ class World {
   // Notes that the current goal state reached the agent, without the element `missing` when that is not empty; moves
   // on when it has been delivered as often as the scenario says.
   void goal_state_delivered(const std::string &missing);
+  // Notes that a request was answered whole; moves on when it was the last one that the goal state waited for.
+  void request_answered(const Request &request);
+  // Every container the goal states told, the latest last.
+  const std::vector<std::string> &told_container_ids() const { return container_ids_; }
 
   // What the agent reported in requests without a violation, in order.
   std::vector<HealthReport> health;
   std::vector<std::string> thumbprints;
+  std::vector<Event> events;
+  // What it put into blobs.
+  Storage storage;
+  // The certificate that its last request for certificates carried; none before.
+  X509Ptr transport;
 
  private:
   Scenario scenario_;
@@ -40,7 +50,9 @@ class World {
   size_t current_ = 0;
   int64_t delivered_of_current_ = 0;
   size_t delivered_ = 0;
+  int64_t answered_of_current_ = 0;
   Known known_;
+  std::vector<std::string> container_ids_;
 };
 
 }  // namespace kelvane::fabric

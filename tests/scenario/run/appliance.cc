@@ -211,16 +211,38 @@ void set_debug_level(const std::string &root, int64_t level) {
   });
 }
 
+namespace {
+
+// A size beyond the text is a hole at its end, so that a huge file costs nothing; a size alone is so many letters.
+void write_file(const files::path &place, const Json &file) {
+  {
+    std::ofstream stream(place, std::ios::binary | std::ios::trunc);
+    if (file.contains("bytes")) {
+      for (const Json &byte : file["bytes"]) {
+        stream.put(static_cast<char>(byte.get<unsigned>()));
+      }
+    } else {
+      stream << file.value("text", std::string(file.value("size", size_t{0}), 'x'));
+    }
+  }
+  if (file.contains("text") && file.contains("size")) {
+    files::resize_file(place, file["size"].get<size_t>());
+  }
+}
+
+}  // namespace
+
 void place_file(const std::string &folder, const std::string &path, const Json &file) {
   const files::path place = folder + "/" + path;
   files::create_directories(place.parent_path());
-  if (file.value("folder", false)) {
+  if (file.value("absent", false)) {
+    files::remove_all(place);
+  } else if (file.value("folder", false)) {
     files::create_directories(place);
   } else if (file.contains("symlink")) {
     files::create_symlink(file["symlink"].get<std::string>(), place);
   } else {
-    std::ofstream stream(place, std::ios::binary | std::ios::trunc);
-    stream << file.value("text", std::string(file.value("size", size_t{0}), 'x'));
+    write_file(place, file);
   }
   if (file.contains("mode")) {
     chmod(place.c_str(), static_cast<mode_t>(std::stoul(file["mode"].get<std::string>(), nullptr, 8)));

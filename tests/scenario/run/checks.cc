@@ -10,6 +10,7 @@
 #include <iterator>
 #include <stdexcept>
 
+#include "tests/scenario/run/secrets.h"
 #include "tools/sandbox/text_forms.h"
 
 namespace scenario {
@@ -86,6 +87,16 @@ std::string check_log_lacks(const Json &value, const RunResult &run) {
   for (const Json &text : value) {
     if (run.log.find(text.get<std::string>()) != std::string::npos) {
       report += "  the log holds what it must not: " + text.get<std::string>() + "\n";
+    }
+  }
+  return report;
+}
+
+std::string check_log_holds(const Json &value, const RunResult &run) {
+  std::string report;
+  for (const Json &text : value) {
+    if (run.log.find(text.get<std::string>()) == std::string::npos) {
+      report += "  the log lacks: " + text.get<std::string>() + "\n";
     }
   }
   return report;
@@ -204,8 +215,10 @@ constexpr Check kChecks[] = {
     {"log", check_log},
     {"log_contains", check_log_contains},
     {"log_lacks", check_log_lacks},
+    {"log_holds", check_log_holds},
     {"sleeps", check_sleeps},
     {"output", check_output},
+    {"secrets", check_secrets},
     {"files", [](const Json &value, const RunResult &run) { return check_files(value, run.root); }},
     {"tables", [](const Json &value, const RunResult &run) { return check_tables(value, run.root); }},
 };

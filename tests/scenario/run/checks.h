@@ -14,6 +14,7 @@ namespace scenario {
 // What one run of the agent left behind.
 struct RunResult {
   std::string root;
+  std::string cloud;   // the folder of the fabric's own files, its journal among them; empty without one
   std::string folder;  // of the scenario file, where lists of lines lie
   int64_t debug_level = 0;
   int status = 0;

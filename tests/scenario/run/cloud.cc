@@ -2,6 +2,8 @@
 
 #include <curl/curl.h>
 
+#include <algorithm>
+#include <array>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
@@ -16,6 +18,10 @@ constexpr const char *kNobody = "http://127.0.0.1:1";
 
 // The fabric's own tests look for its leaks; here only its verdict counts.
 constexpr const char *kNoLeakCheck = "ASAN_OPTIONS=detect_leaks=0";
+
+// Not "events": in the expectations of a run these are the trace's.
+constexpr std::array kExpectations = {"violations", "requests",       "requestOrder", "uploads",
+                                      "health",     "roleProperties", "goalStates"};
 
 std::string read_port(const std::string &file) {
   std::ifstream stream(file);
@@ -50,7 +56,8 @@ Cloud::Cloud(const std::string &program, const std::string &scenario_file, const
   const std::string port_file = artifacts + "/port";
   process_ = std::make_unique<Process>(
       std::vector<std::string>{"/usr/bin/env", kNoLeakCheck, program, "--scenario", scenario_file, "--port-file",
-                               port_file, "--journal", artifacts + "/journal.jsonl", "--artifacts", artifacts},
+                               port_file, "--journal", artifacts + "/journal.jsonl", "--artifacts", artifacts,
+                               "--debug-keys"},
       artifacts + "/fabric.out", artifacts + "/fabric.err");
   for (int i = 0; i < 2000 && port_.empty() && process_->running(); ++i) {
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
@@ -76,6 +83,10 @@ std::string Cloud::verdict() {
   const std::string words = get(proxy() + "/_fabric/verdict");
   const int status = process_->terminate(20);
   return status == 0 ? "" : "  the fabric's verdict (exit status " + std::to_string(status) + "):\n" + words + "\n";
+}
+
+bool is_cloud_expectation(const std::string &key) {
+  return std::find(kExpectations.begin(), kExpectations.end(), key) != kExpectations.end();
 }
 
 }  // namespace scenario

@@ -21,6 +21,8 @@ class Cloud {
 
   std::string proxy() const;
   std::string media() const;
+  // The folder for what the fabric writes; empty without a cloud.
+  std::string artifacts() const { return artifacts_; }
 
   // Ends the fabric. Empty when it is content, else what it says.
   std::string verdict();
@@ -30,6 +32,9 @@ class Cloud {
   std::string artifacts_;
   std::string port_;
 };
+
+// The keys of "expect" that the fabric looks at, for the search for misspelt ones.
+bool is_cloud_expectation(const std::string &key);
 
 }  // namespace scenario
 

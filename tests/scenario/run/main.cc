@@ -13,6 +13,7 @@
 
 #include "tests/scenario/run/checks.h"
 #include "tests/scenario/run/cloud.h"
+#include "tests/scenario/run/database_lock.h"
 
 namespace {
 
@@ -94,10 +95,12 @@ void check_keys(const Json &scenario) {
   for (const Json &run : runs_of(scenario)) {
     refuse_unknown(run,
                    {"name", "clock", "start_time", "stop_after", "script", "faults", "media", "media_mount_failures",
-                    "debug_level", "arguments", "exit", "expect"},
+                    "debug_level", "arguments", "exit", "expect", "fresh", "fabric", "files", "media_files",
+                    "database_locked", "file_size_limit"},
                    "a run of agent");
     for (const auto &[key, value] : scenario::part(run, "expect").items()) {
-      if (!scenario::is_run_expectation(key)) {
+      const bool of_fabric = run.contains("fabric") && scenario::is_cloud_expectation(key);
+      if (!of_fabric && !scenario::is_run_expectation(key)) {
         throw std::runtime_error("unknown key \"" + key + "\" in the expectations of a run");
       }
     }
@@ -111,8 +114,7 @@ class Player {
       : settings_(settings), scenario_(scenario), folder_(std::move(folder)) {}
 
   std::string play() {
-    files::create_directories(root());
-    scenario::make_appliance(root(), appliance());
+    make_fresh_root();
     if (scenario_.contains("fabric")) {
       cloud_ = Cloud(settings_.fabric, settings_.file, folder_ + "/fabric");
     }
@@ -140,10 +142,58 @@ class Player {
     }
     return {{"endpoint", scenario_["fabric"].value("endpoint", "168.63.129.16")}};
   }
+  void make_fresh_root() {
+    files::remove_all(root());
+    files::create_directories(root());
+    scenario::make_appliance(root(), appliance());
+  }
   bool has_media() const { return scenario_.contains("fabric") || appliance().contains("media_files"); }
   std::string media() const { return scenario_.contains("fabric") ? cloud_.media() : folder_ + "/media"; }
 
+  // A fabric for this run alone: the scenario's with the run's changes, judged by the expectations of the run.
+  std::unique_ptr<Cloud> cloud_of(const Json &run, const std::string &base) const {
+    Json own = {{"name", run.value("name", "a run")}, {"fabric", scenario::part(scenario_, "fabric")}};
+    own["fabric"].merge_patch(run["fabric"]);
+    own["expect"] = Json::object();
+    for (const auto &[key, value] : scenario::part(run, "expect").items()) {
+      if (scenario::is_cloud_expectation(key)) {
+        own["expect"][key] = value;
+      }
+    }
+    std::ofstream(base + ".fabric.json") << own.dump();
+    return std::make_unique<Cloud>(settings_.fabric, base + ".fabric.json", base + ".fabric");
+  }
+
+  void prepare(const Json &run) const {
+    for (const auto &[path, file] : scenario::part(run, "files").items()) {
+      scenario::place_file(root(), path, file);
+    }
+    for (const auto &[path, file] : scenario::part(run, "media_files").items()) {
+      scenario::place_file(media(), path, file);
+    }
+  }
+
+  // A run with a fabric of its own has it in the place of the scenario's, which waits meanwhile.
   std::string play_run(const Json &run, size_t number) {
+    if (run.value("fresh", false)) {
+      make_fresh_root();
+    }
+    if (!run.contains("fabric")) {
+      return play_agent(run, number);
+    }
+    Cloud waiting = std::move(cloud_);
+    cloud_ = std::move(*cloud_of(run, folder_ + "/run" + std::to_string(number)));
+    std::string report = play_agent(run, number);
+    const std::string verdict = cloud_.verdict();
+    if (!verdict.empty()) {
+      report += "run " + std::to_string(number) + " " + run.value("name", "") + ":\n" + verdict;
+    }
+    cloud_ = std::move(waiting);
+    return report;
+  }
+
+  std::string play_agent(const Json &run, size_t number) {
+    prepare(run);
     RunResult result;
     result.root = root();
     result.folder = files::path(settings_.file).parent_path().string();
@@ -152,8 +202,12 @@ class Player {
       scenario::set_debug_level(root(), result.debug_level);
     }
     const std::string base = folder_ + "/run" + std::to_string(number);
-    scenario::Process agent(command(run, base), base + ".out", base + ".err");
-    result.status = agent.wait(kRunLimitSeconds);
+    {
+      const scenario::DatabaseLock lock(run.value("database_locked", false) ? root() : "");
+      scenario::Process agent(command(run, base), base + ".out", base + ".err");
+      result.status = agent.wait(kRunLimitSeconds);
+    }
+    result.cloud = cloud_.artifacts();
     result.trace = scenario::split_lines(read_file(base + ".trace"));
     result.log = read_file(base + ".log");
     result.standard_output = read_file(base + ".out");
@@ -172,20 +226,19 @@ class Player {
     return report.empty() ? "" : "run " + std::to_string(number) + " " + run.value("name", "") + ":\n" + report;
   }
 
+  // No file may grow beyond the limit, as on a full disk; what writes gets an error and no signal.
+  static std::vector<std::string> limited(const Json &run) {
+    if (!run.contains("file_size_limit")) {
+      return {};
+    }
+    return {"/usr/bin/env", "--ignore-signal=XFSZ", "/usr/bin/prlimit", "--fsize=" + run["file_size_limit"].dump()};
+  }
+
   std::vector<std::string> command(const Json &run, const std::string &base) const {
-    std::vector<std::string> out = {settings_.sandbox,
-                                    "--root",
-                                    root(),
-                                    "--trace",
-                                    base + ".trace",
-                                    "--log",
-                                    base + ".log",
-                                    "--proxy",
-                                    cloud_.proxy(),
-                                    "--clock",
-                                    run.value("clock", "virtual"),
-                                    "--start-time",
-                                    std::to_string(run.value("start_time", kStartTime))};
+    std::vector<std::string> out = limited(run);
+    out.insert(out.end(), {settings_.sandbox, "--root", root(), "--trace", base + ".trace", "--log", base + ".log",
+                           "--proxy", cloud_.proxy(), "--clock", run.value("clock", "virtual"), "--start-time",
+                           std::to_string(run.value("start_time", kStartTime))});
     const auto add = [&](const std::string &option, const std::string &value) {
       out.push_back(option);
       out.push_back(value);

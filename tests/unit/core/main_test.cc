@@ -295,6 +295,9 @@ TEST_F(Main, WithoutAnEndpointTakesTheMetadataProtocol) {
             (Lines{"message: Wait for AzureEndpoint failed for 10 times.\\n",
                    "message: [kelvane]: Protocol: metadata\\n", "ProtocolGetMetaData()", "detect()"}));
   EXPECT_EQ(status_, -1000);
+  recording::set_debug_level(5);
+  start();
+  EXPECT_EQ(recording::messages().back(), "Wait for AzureEndpoint failed for 10 times.\n");
 }
 
 TEST_F(Main, WithoutTheInterfaceEndsWithMinusOneAfterFiveSeconds) {

@@ -1,4 +1,4 @@
-// Allocations of the agent that fail on demand; libraries and the C++ run time are not touched. Both are off at 0.
+// Allocations of the agent that fail on demand; libraries and the C++ run time are not touched. All are off at 0.
 #ifndef KELVANE_TESTS_UNIT_PROTOCOL_ALLOCATION_SPIES_H
 #define KELVANE_TESTS_UNIT_PROTOCOL_ALLOCATION_SPIES_H
 
@@ -6,8 +6,9 @@
 
 namespace spies {
 
-// The n-th malloc from now on fails.
+// The n-th malloc, or realloc, from now on fails.
 extern int refuse_malloc;
+extern int refuse_realloc;
 
 // Every calloc of records of this size fails.
 extern size_t refuse_calloc_of;

@@ -130,6 +130,26 @@ TEST_F(CertificatesTest, WhiteSpaceOfAnyKindBecomesLineFeeds) {
   EXPECT_TRUE(stored());
 }
 
+TEST_F(CertificatesTest, NoWhiteSpaceIsNeededInFrontOfTheText) {
+  process(document(wrapped(tenant().container, recipient())));
+  EXPECT_TRUE(stored());
+}
+
+// The white space in front of the first line makes an empty line, as any other makes a line feed; behind an empty line
+// the library takes lines of 64 characters only.
+TEST_F(CertificatesTest, WhiteSpaceInFrontOfLongLinesIsAnEmptyLineThatMakesThemUnreadable) {
+  wrapped(tenant().container, recipient());
+  const std::string whole = openssl({"base64", "-A", "-in", folder_.file("cms.der")});
+  std::string lines;
+  for (size_t at = 0; at < whole.size(); at += 76) {
+    lines += whole.substr(at, 76) + "\n";
+  }
+  process(document("\n" + lines));
+  EXPECT_FALSE(stored());
+  process(document(lines));
+  EXPECT_TRUE(stored());
+}
+
 TEST_F(CertificatesTest, SingleSpacesBetweenTheLinesAreEnough) {
   std::string data = wrapped(tenant().container, recipient());
   for (char &character : data) {

@@ -1,8 +1,13 @@
 // The configuration dump of slot 13, line by line. No line is gated: the debug level is 0 throughout.
+#include <openssl/pem.h>
+
+#include <algorithm>
 #include <string>
 
 #include "core/base/buffer.h"
+#include "core/base/openssl_owners.h"
 #include "core/base/xml.h"
+#include "credentials/cert_store.h"
 #include "protocol/wire/ext_config.h"
 #include "protocol/wire/goal_state.h"
 #include "protocol/wire/wire_protocol.h"
@@ -101,6 +106,52 @@ TEST_F(DumpTest, TheIndexIsTwoCharactersWide) {
 TEST_F(DumpTest, SettingsThatParseAreListedPretty) {
   EXPECT_EQ(config_lines("<RuntimeSettings>{\"a\":{\"b\":[1]}}</RuntimeSettings>"),
             (Lines{"   [ 0]:      Config :\n{\n  \"a\":{\n    \"b\":[\n      1\n    ]\n  }\n}"}));
+}
+
+// A certificate with its key in the certificate store, and a text that is encrypted to it: base64, one line.
+class DecryptingDumpTest : public DumpTest {
+ protected:
+  void SetUp() override {
+    if (!support::have_openssl()) {
+      GTEST_SKIP() << "SKIP: no openssl command line tool";
+    }
+    const std::string key = folder_.file("key.pem");
+    const std::string certificate = folder_.file("certificate.pem");
+    support::openssl({"req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout", key, "-out", certificate, "-days",
+                      "2", "-subj", "/CN=settings"});
+    const kelvane::BioOwner key_file(BIO_new_file(key.c_str(), "r"));
+    const kelvane::BioOwner certificate_file(BIO_new_file(certificate.c_str(), "r"));
+    const uint8_t id[] = {1};
+    kelvane::CertStoreClear();
+    kelvane::CertStoreKey(id, 1, PEM_read_bio_PrivateKey(key_file.get(), nullptr, nullptr, nullptr));
+    kelvane::CertStoreCert(id, 1, PEM_read_bio_X509(certificate_file.get(), nullptr, nullptr, nullptr));
+    for (const char character : support::openssl({"x509", "-in", certificate, "-noout", "-fingerprint", "-sha1"})) {
+      thumbprint_ += character == ':' ? "" : std::string(1, character);
+    }
+    thumbprint_ = thumbprint_.substr(thumbprint_.find('=') + 1, 40);
+    support::openssl({"smime", "-encrypt", "-binary", "-des3", "-in", folder_.write("plain", "{\"secret\":\"hidden\"}"),
+                      "-outform", "DER", "-out", folder_.file("sealed"), certificate});
+    sealed_ = support::openssl({"base64", "-A", "-in", folder_.file("sealed")});
+  }
+
+  ~DecryptingDumpTest() override { kelvane::CertStoreClear(); }
+
+  std::string thumbprint_;
+  std::string sealed_;
+};
+
+TEST_F(DecryptingDumpTest, ProtectedSettingsAreListedInClearAndTheListingIsWiped) {
+  const std::string listing =
+      "{\n  \"runtimeSettings\":[\n    {\n      \"handlerSettings\":{\n        \"protectedSettings\":{\n"
+      "          \"secret\":\"hidden\"\n        },\n        \"protectedSettingsCertThumbprint\":\"" +
+      thumbprint_ + "\"\n      }\n    }\n  ]\n}";
+  EXPECT_EQ(
+      config_lines("<RuntimeSettings>{\"runtimeSettings\":[{\"handlerSettings\":{\"protectedSettings\":\"" + sealed_ +
+                   "\",\"protectedSettingsCertThumbprint\":\"" + thumbprint_ + "\"}}]}</RuntimeSettings>"),
+      (Lines{"   [ 0]:      Config :\n" + listing}));
+  const Lines &wiped = spies::spies().wiped;
+  EXPECT_EQ(std::count(wiped.begin(), wiped.end(), listing), 1);
+  EXPECT_EQ(std::count(wiped.begin(), wiped.end(), "hidden"), 1);
 }
 
 TEST_F(DumpTest, SettingsThatAreNoObjectAreListedAsTheyAre) {

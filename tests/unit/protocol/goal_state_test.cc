@@ -3,6 +3,7 @@
 #include <string>
 
 #include "core/base/buffer.h"
+#include "tests/unit/protocol/allocation_spies.h"
 #include "tests/unit/protocol/spies.h"
 
 using kelvane::BufferOwner;
@@ -161,6 +162,15 @@ TEST_F(GoalStateTest, AnHtmlPageThatParsesChangesNothing) {
   const Lines before = values();
   parse("<html><head><title>502</title></head><body><h1>Bad Gateway</h1></body></html>");
   EXPECT_EQ(values(), before);
+}
+
+TEST_F(GoalStateTest, AValueThatCannotBeAllocatedKeepsTheEarlierOne) {
+  parse("<G><Incarnation>1</Incarnation><Port>80</Port></G>");
+  spies::refuse_malloc = 1;
+  parse("<G><Incarnation>2</Incarnation><Port>81</Port></G>");
+  spies::refuse_malloc = 0;
+  EXPECT_EQ(value(&GoalState::incarnation), "1");
+  EXPECT_EQ(value(&GoalState::probe_port), "81");
 }
 
 TEST_F(GoalStateTest, ReleaseMakesEveryValueAbsent) {

@@ -292,7 +292,7 @@ TEST_F(HttpClientTest, ASilentServerTimesOutAfterTenSeconds) {
   EXPECT_EQ(kelvane::httpGet("http://a.test/", nullptr, response_.get(), &code_), 28);
   const auto passed = std::chrono::duration_cast<std::chrono::seconds>(std::chrono::steady_clock::now() - start);
   EXPECT_GE(passed.count(), 9);
-  EXPECT_LE(passed.count(), 12);
+  EXPECT_LE(passed.count(), 18);  // a busy machine is late, but not by another time-out
 }
 
 TEST_F(HttpClientTest, TheResponseIsAppendedToWhatTheBufferHolds) {

@@ -20,6 +20,7 @@
 namespace spies {
 
 int refuse_malloc = 0;
+int refuse_realloc = 0;
 size_t refuse_calloc_of = 0;
 
 Spies &spies() {
@@ -126,6 +127,8 @@ CURLcode __real_curl_easy_perform(CURL *handle);
 CURLcode __real_curl_easy_getinfo(CURL *handle, CURLINFO info, ...);
 void *__real_malloc(size_t size);
 void *__real_calloc(size_t count, size_t size);
+void *__real_realloc(void *memory, size_t size);
+void __real_explicit_bzero(void *memory, size_t size);
 curl_slist *__real_curl_slist_append(curl_slist *list, const char *text);
 void __real_curl_slist_free_all(curl_slist *list);
 int __real_open(const char *path, int flags, ...);
@@ -142,6 +145,9 @@ CURLcode __wrap_curl_easy_perform(CURL *handle);
 CURLcode __wrap_curl_easy_getinfo(CURL *handle, unsigned number, ...);
 void *__wrap_malloc(size_t size);
 void *__wrap_calloc(size_t count, size_t size);
+void *__wrap_realloc(void *memory, size_t size);
+void __wrap_explicit_bzero(void *memory, size_t size);
+void __wrap___explicit_bzero_chk(void *memory, size_t size, size_t room);
 curl_slist *__wrap_curl_slist_append(curl_slist *list, const char *text);
 void __wrap_curl_slist_free_all(curl_slist *list);
 int __wrap_open(const char *path, int flags, ...);
@@ -229,6 +235,23 @@ void *__wrap_malloc(size_t size) {
 
 void *__wrap_calloc(size_t count, size_t size) {
   return size != 0 && size == spies::refuse_calloc_of ? nullptr : __real_calloc(count, size);
+}
+
+void *__wrap_realloc(void *memory, size_t size) {
+  if (spies::refuse_realloc > 0 && --spies::refuse_realloc == 0) {
+    return nullptr;
+  }
+  return __real_realloc(memory, size);
+}
+
+void __wrap_explicit_bzero(void *memory, size_t size) {
+  spies::spies().wiped.emplace_back(static_cast<const char *>(memory), size);
+  __real_explicit_bzero(memory, size);
+}
+
+// What the call becomes in a hardened build.
+void __wrap___explicit_bzero_chk(void *memory, size_t size, size_t) {
+  __wrap_explicit_bzero(memory, size);
 }
 
 curl_slist *__wrap_curl_slist_append(curl_slist *list, const char *text) {

@@ -4,6 +4,7 @@
 //   - sleep: seconds are written down, nobody waits. time: a moment that a test sets.
 //   - json-c: the making of values can be refused.
 //   - open: the copies of fetched documents under /tmp go to a folder of the test.
+//   - explicit_bzero: what is overwritten is written down.
 //   - telemetry: the container id and the passes are written down.
 #ifndef KELVANE_TESTS_UNIT_PROTOCOL_SPIES_H
 #define KELVANE_TESTS_UNIT_PROTOCOL_SPIES_H
@@ -45,6 +46,7 @@ struct Spies {
   std::vector<std::string> container_ids;
   int64_t now = 0;      // what time returns; 0: the real clock
   int refuse_json = 0;  // the n-th JSON value from now on cannot be made
+  std::vector<std::string> wiped;  // what was overwritten as a secret
   int event_passes = 0;
   int event_result = 0;
 };

@@ -10,6 +10,7 @@
 #include "protocol/wire/goal_state.h"
 #include "protocol/wire/status_blob.h"
 #include "protocol/wire/wire_protocol.h"
+#include "tests/unit/protocol/allocation_spies.h"
 #include "tests/unit/protocol/spies.h"
 
 using kelvane::ExtHandlerList;
@@ -238,6 +239,18 @@ TEST_F(WireClientTest, TheTagIsAFreshCopyThatReplacesTheOldOne) {
   first[0] = 'x';  // the caller's own
   get_ext_handlers();
   EXPECT_STREQ(tag_, "1");
+}
+
+TEST_F(WireClientTest, ATagThatCannotBeCopiedLeavesTheOldOneAndTheListIsLentAllTheSame) {
+  detect();
+  goal_state_answer_ = answer(500);
+  tag_ = strdup("old");
+  spies::refuse_malloc = 1;
+  get_ext_handlers();
+  EXPECT_EQ(spies::refuse_malloc, 0) << "the copy was refused";
+  spies::refuse_malloc = 0;
+  EXPECT_STREQ(tag_, "old");
+  EXPECT_EQ(first_name(), "first");
 }
 
 TEST_F(WireClientTest, TheListIsLentFromTheCache) {

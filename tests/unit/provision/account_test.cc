@@ -170,6 +170,12 @@ TEST_F(Account, WithoutADefinitionThereAreNoDefaults) {
   EXPECT_EQ(recording::record_bytes(340, "operator", recording::State::kDurable).value()[2450], 0);
 }
 
+TEST_F(Account, ASchemaWithoutAnyDefinitionHasNoDefaults) {
+  cmdb.tables = nullptr;
+  EXPECT_EQ(create("operator", "Secret-1"), 0);
+  EXPECT_EQ(recording::calls_of("copy_cmdb_default"), Lines{});
+}
+
 TEST_F(Account, ASchemaThatEndsBefore340HasNoDefaults) {
   cmdb.table_count = 339;
   EXPECT_EQ(create("one", "Secret-1"), 0);
