@@ -4,8 +4,9 @@
 #ifndef KELVANE_TELEMETRY_EVENT_QUEUE_H
 #define KELVANE_TELEMETRY_EVENT_QUEUE_H
 
-#include <mxml.h>
 #include <stdint.h>
+
+#include "core/base/xml.h"
 
 namespace kelvane {
 

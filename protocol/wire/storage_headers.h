@@ -2,8 +2,9 @@
 #ifndef KELVANE_PROTOCOL_WIRE_STORAGE_HEADERS_H
 #define KELVANE_PROTOCOL_WIRE_STORAGE_HEADERS_H
 
-#include <curl/curl.h>
 #include <stddef.h>
+
+#include "core/base/curl_owners.h"
 
 namespace kelvane {
 

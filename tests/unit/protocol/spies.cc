@@ -2,13 +2,13 @@
 
 #include <arpa/inet.h>
 #include <fcntl.h>
-#include <json-c/json.h>
 #include <cstdarg>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
 
 #include "core/base/buffer.h"
+#include "core/base/json_owners.h"
 #include "protocol/wire/endpoint.h"
 #include "protocol/wire/ext_config.h"
 #include "protocol/wire/http_client.h"
