@@ -564,6 +564,7 @@ TEST_F(VMAccess, APasswordIsChangedInThisOrder) {
             (Lines{"[kelvane]: VMAccess: Changing password for admin\n", "[kelvane]: change admin passwd success!\n"} +
              kSuccess));
   EXPECT_STREQ(recording::account("admin", recording::State::kDurable)->password, "stored(Secret-1)");
+  ASSERT_EQ(recording::policy_saves().size(), 1u);
   EXPECT_STREQ(recording::policy_saves()[0].password, "stored(Secret-1)");
 }
 
