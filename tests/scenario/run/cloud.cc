@@ -20,8 +20,8 @@ constexpr const char *kNobody = "http://127.0.0.1:1";
 constexpr const char *kNoLeakCheck = "ASAN_OPTIONS=detect_leaks=0";
 
 // Not "events": in the expectations of a run these are the trace's.
-constexpr std::array kExpectations = {"violations", "requests",       "requestOrder", "uploads",
-                                      "health",     "roleProperties", "goalStates"};
+constexpr std::array kExpectations = {"violations", "requests", "requestOrder",   "status",
+                                      "blobs",      "health",   "roleProperties", "goalStates"};
 
 std::string read_port(const std::string &file) {
   std::ifstream stream(file);
