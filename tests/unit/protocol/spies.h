@@ -44,8 +44,8 @@ struct Spies {
   std::string temporary_folder;             // where /tmp/kelvane_* goes
   bool refuse_files = false;
   std::vector<std::string> container_ids;
-  int64_t now = 0;      // what time returns; 0: the real clock
-  int refuse_json = 0;  // the n-th JSON value from now on cannot be made
+  int64_t now = 0;                 // what time returns; 0: the real clock
+  int refuse_json = 0;             // the n-th JSON value from now on cannot be made
   std::vector<std::string> wiped;  // what was overwritten as a secret
   int event_passes = 0;
   int event_result = 0;
