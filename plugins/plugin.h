@@ -4,10 +4,10 @@
 #ifndef KELVANE_PLUGINS_PLUGIN_H
 #define KELVANE_PLUGINS_PLUGIN_H
 
-#include <json-c/json.h>
 #include <stddef.h>
 #include <stdint.h>
 
+#include "core/base/json_owners.h"
 #include "include/vm_status.h"
 
 namespace kelvane {

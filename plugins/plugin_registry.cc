@@ -26,8 +26,10 @@ void cleanup(Plugin *plugin) {
 
 bool add(Plugin *plugin) {
   if (gsPluginCount + 1 >= gsPluginCapacity) {
-    const auto capacity = static_cast<size_t>(gsPluginCapacity + kGrowth);
-    auto *grown = static_cast<Plugin **>(realloc(gsPlugins, capacity * sizeof(Plugin *)));
+    // An array of references is meant.
+    const size_t record = sizeof(Plugin *);  // NOLINT(bugprone-sizeof-expression)
+    const size_t bytes = (static_cast<size_t>(gsPluginCapacity) + kGrowth) * record;
+    auto *grown = static_cast<Plugin **>(realloc(gsPlugins, bytes));
     if (grown == nullptr) {
       return false;
     }

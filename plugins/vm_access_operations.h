@@ -3,8 +3,9 @@
 #ifndef KELVANE_PLUGINS_VM_ACCESS_OPERATIONS_H
 #define KELVANE_PLUGINS_VM_ACCESS_OPERATIONS_H
 
-#include <json-c/json.h>
 #include <stdint.h>
+
+#include "core/base/json_owners.h"
 
 namespace kelvane {
 

@@ -1,6 +1,6 @@
 // The status blob: what slots 10 and 11 record between two uploads, and whether the blob's type was reported. Called by
-// the operations table and the status upload, on the main thread; never blocks, logs nothing. The seventh extension of a
-// pass is dropped silently, and so is one whose name no memory was left to copy.
+// the operations table and the status upload, on the main thread; never blocks, logs nothing. The seventh extension of
+// a pass is dropped silently, and so is one whose name no memory was left to copy.
 #ifndef KELVANE_PROTOCOL_WIRE_STATUS_BLOB_H
 #define KELVANE_PROTOCOL_WIRE_STATUS_BLOB_H
 
