@@ -71,20 +71,18 @@ Plugin *pluginManager_RegisterUnSupported(const char *name, const char *short_na
   if (made->data != nullptr) {
     made->data->head.sequence_number = kPluginNoSequence;
   }
-  // The version is deliberately empty, not "0.0.0.0".
-  made->record = {
-      .name = made->name,
-      .short_name = made->short_name,
-      .version = "",
-      .data = made->data != nullptr ? &made->data->head : nullptr,
-      .command = unsupported_command,
-      .status = unsupported_status,
-      .handler_status = plugin_handler_status,
-      .cleanup = unsupported_cleanup,
-      .save = UnSupportedSave,
-      .load = UnSupportedLoad,
-  };
-  return &made->record;
+  // Zeroed memory: the version stays empty, deliberately, and is not "0.0.0.0".
+  Plugin *record = &made->record;
+  record->name = made->name;
+  record->short_name = made->short_name;
+  record->data = made->data != nullptr ? &made->data->head : nullptr;
+  record->command = unsupported_command;
+  record->status = unsupported_status;
+  record->handler_status = plugin_handler_status;
+  record->cleanup = unsupported_cleanup;
+  record->save = UnSupportedSave;
+  record->load = UnSupportedLoad;
+  return record;
 }
 
 json_object *UnSupportedSave(Plugin *plugin) {
