@@ -26,9 +26,9 @@ TEST_F(PluginRegistry, ANullRecordIsIgnored) {
 }
 
 TEST_F(PluginRegistry, KeepsRecordsInTheOrderOfRegistration) {
-  Plugin first;
+  plugin_world::OwnPlugin first;
   first.name = "first";
-  Plugin second;
+  plugin_world::OwnPlugin second;
   second.name = "second";
   pluginManager_Add(&first);
   pluginManager_Add(&second);
@@ -40,9 +40,9 @@ TEST_F(PluginRegistry, KeepsRecordsInTheOrderOfRegistration) {
 }
 
 TEST_F(PluginRegistry, OfTwoWithOneNameTheFirstIsFound) {
-  Plugin first;
+  plugin_world::OwnPlugin first;
   first.name = "same";
-  Plugin second;
+  plugin_world::OwnPlugin second;
   second.name = "same";
   pluginManager_Add(&first);
   pluginManager_Add(&second);
@@ -50,7 +50,7 @@ TEST_F(PluginRegistry, OfTwoWithOneNameTheFirstIsFound) {
 }
 
 TEST_F(PluginRegistry, NamesAreComparedByteForByte) {
-  Plugin plugin;
+  plugin_world::OwnPlugin plugin;
   plugin.name = "A.B.Name";
   pluginManager_Add(&plugin);
   for (const char *other : {"A.B.name", "A.B.Nam", "A.B.Name2", "Name", "", " A.B.Name"}) {
@@ -96,7 +96,7 @@ TEST_F(PluginRegistry, GrowsByTenOneAheadOfBeingFull) {
 
 TEST_F(PluginRegistry, WithoutMemoryABuiltInRecordIsSilentlyNotAdded) {
   recording::set_debug_level(7);
-  Plugin plugin;
+  plugin_world::OwnPlugin plugin;
   plugin.name = "name";
   plugin_world::refuse_realloc = 1;
   pluginManager_Add(&plugin);
@@ -146,7 +146,7 @@ TEST_F(PluginRegistry, WithoutMemoryForTheRecordALookUpFails) {
 }
 
 TEST_F(PluginRegistry, AVersionIsFoundWhenItIsNotEmptyAndEqual) {
-  Plugin plugin;
+  plugin_world::OwnPlugin plugin;
   plugin.name = "name";
   pluginManager_Add(&plugin);
   EXPECT_EQ(pluginManager_FindVersion("name", "0.0.0.0"), &plugin);

@@ -350,7 +350,7 @@ TEST_F(PluginStatusFile, APluginWithoutPrivateDataHasNoConfiguration) {
 }
 
 TEST_F(PluginStatusFile, OperationsThatAreMissingAreNotCalled) {
-  Plugin bare;
+  plugin_world::OwnPlugin bare;
   bare.name = "bare";
   kelvane::pluginManager_Add(&bare);
   os_.write(kStatusFile, R"([{"name":"bare","version":"1.0.0.0","config":{"installed":1}}])");

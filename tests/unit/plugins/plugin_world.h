@@ -31,6 +31,14 @@ inline std::vector<size_t> realloc_sizes;
 // Empties the registry, its array given back.
 void fresh_registry();
 
+// A record of a test's own: the registry is made anew before the record goes, as it only refers to what it holds.
+struct OwnPlugin : kelvane::Plugin {
+  OwnPlugin() = default;
+  ~OwnPlugin() { fresh_registry(); }
+  OwnPlugin(const OwnPlugin &) = delete;
+  OwnPlugin &operator=(const OwnPlugin &) = delete;
+};
+
 inline constexpr char kStatusFile[] = "/data/etc/.plugin_status";
 inline constexpr char kCustomScript[] = "Microsoft.OSTCExtensions.CustomScriptForLinux";
 inline constexpr char kLinuxAsm[] = "Microsoft.Azure.Extensions.LinuxAsm";
