@@ -157,12 +157,33 @@ TEST_F(RetryTest, WrappersLogTheirStartAboveLevelSix) {
              "[kelvane]: httpPut:290 URL: http://a.test/\n", "[kelvane]: curl_error: httpPut:316 res 0, code 200\n"}));
 }
 
+TEST_F(RetryTest, TheResultsOfFailedRequestsAreLogged) {
+  recording::set_debug_level(7);
+  attempts({{7, 0}, {22, 404}, {56, 0}});
+  kelvane::httpHead("http://a.test/", nullptr, response_.get(), &code_);
+  kelvane::httpPost("http://a.test/", nullptr, request_.get(), &code_);
+  kelvane::httpPut("http://a.test/", nullptr, request_.get(), &code_);
+  EXPECT_EQ(
+      recording::messages(),
+      (Lines{"[kelvane]: httpHead:171 URL: http://a.test/\n", "[kelvane]: curl_error: httpHead:196 res 7, code 0\n",
+             "[kelvane]: httpPost:251 URL: http://a.test/\n", "[kelvane]: curl_error: httpPost:275 res 22, code 404\n",
+             "[kelvane]: httpPut:290 URL: http://a.test/\n", "[kelvane]: curl_error: httpPut:316 res 56, code 0\n"}));
+}
+
 // ---- who frees the list ----
 
 TEST_F(RetryTest, WithoutTheKeepFlagTheWrapperFreesTheListAfterTheLastAttempt) {
   attempts({{7, 0}, {0, 200}});
   EXPECT_EQ(kelvane::__get_data("http://a.test/", one_header(), response_.get(), &code_, 0), 0);
   EXPECT_EQ(events(), (Lines{"perform", "sleep 10", "perform", "free list"}));
+}
+
+TEST_F(RetryTest, TheOtherWrappersFreeTheListWithoutTheKeepFlagToo) {
+  attempts(std::vector<Attempt>(3, Attempt{0, 200}));
+  kelvane::__get_head_data("http://a.test/", one_header(), response_.get(), &code_, 0);
+  kelvane::__post_data("http://a.test/", request_.get(), one_header(), &code_, 0);
+  kelvane::__put_data("http://a.test/", request_.get(), one_header(), &code_, 0);
+  EXPECT_EQ(events(), (Lines{"perform", "free list", "perform", "free list", "perform", "free list"}));
 }
 
 TEST_F(RetryTest, WithTheKeepFlagTheListStaysTheCallers) {
