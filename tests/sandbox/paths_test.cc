@@ -7,35 +7,35 @@ namespace {
 
 class PathsTest : public testing::Test {
  protected:
-  PathsTest() { paths_.set_root("/box/root"); }
+  PathsTest() { paths_.set_root("/box/tree"); }
   Paths paths_;
 };
 
 TEST_F(PathsTest, AbsolutePathsGoBelowTheRoot) {
-  EXPECT_EQ(paths_.map("/data/etc/.provisioned"), "/box/root/data/etc/.provisioned");
-  EXPECT_EQ(paths_.map("/tmp/x"), "/box/root/tmp/x");
-  EXPECT_EQ(paths_.map("/"), "/box/root");
+  EXPECT_EQ(paths_.map("/data/etc/.provisioned"), "/box/tree/data/etc/.provisioned");
+  EXPECT_EQ(paths_.map("/tmp/x"), "/box/tree/tmp/x");
+  EXPECT_EQ(paths_.map("/"), "/box/tree");
 }
 
 TEST_F(PathsTest, WhatIsBelowTheRootStays) {
-  EXPECT_EQ(paths_.map("/box/root/data/x"), "/box/root/data/x");
-  EXPECT_EQ(paths_.map("/box/root"), "/box/root");
-  EXPECT_EQ(paths_.map("/box/rooted/x"), "/box/root/box/rooted/x");
+  EXPECT_EQ(paths_.map("/box/tree/data/x"), "/box/tree/data/x");
+  EXPECT_EQ(paths_.map("/box/tree"), "/box/tree");
+  EXPECT_EQ(paths_.map("/box/treeed/x"), "/box/tree/box/treeed/x");
 }
 
 TEST_F(PathsTest, TheMachinesOwnStays) {
   EXPECT_EQ(paths_.map("/dev/urandom"), "/dev/urandom");
   EXPECT_EQ(paths_.map("/proc/self/status"), "/proc/self/status");
   EXPECT_EQ(paths_.map("/usr/share/zoneinfo/UTC"), "/usr/share/zoneinfo/UTC");
-  EXPECT_EQ(paths_.map("/dev/urandom2"), "/box/root/dev/urandom2");
-  EXPECT_EQ(paths_.map("/etc/zoneinfo/UTC"), "/box/root/etc/zoneinfo/UTC");
+  EXPECT_EQ(paths_.map("/dev/urandom2"), "/box/tree/dev/urandom2");
+  EXPECT_EQ(paths_.map("/etc/zoneinfo/UTC"), "/box/tree/etc/zoneinfo/UTC");
 }
 
 TEST_F(PathsTest, DotsNeverLeadOut) {
-  EXPECT_EQ(paths_.map("/../../etc/passwd"), "/box/root/etc/passwd");
-  EXPECT_EQ(paths_.map("/data/../etc/./x"), "/box/root/etc/x");
-  EXPECT_EQ(paths_.map("/box/root/../secret"), "/box/root/box/secret");
-  EXPECT_EQ(paths_.map("//data//x/"), "/box/root/data/x");
+  EXPECT_EQ(paths_.map("/../../etc/passwd"), "/box/tree/etc/passwd");
+  EXPECT_EQ(paths_.map("/data/../etc/./x"), "/box/tree/etc/x");
+  EXPECT_EQ(paths_.map("/box/tree/../secret"), "/box/tree/box/secret");
+  EXPECT_EQ(paths_.map("//data//x/"), "/box/tree/data/x");
 }
 
 TEST_F(PathsTest, RelativePathsAreLeftAlone) {
@@ -43,18 +43,18 @@ TEST_F(PathsTest, RelativePathsAreLeftAlone) {
 }
 
 TEST_F(PathsTest, TheMountPointShowsTheDiscWhileItIsMounted) {
-  EXPECT_EQ(paths_.map("/cdrom/ovf-env.xml"), "/box/root/cdrom/ovf-env.xml");
+  EXPECT_EQ(paths_.map("/cdrom/ovf-env.xml"), "/box/tree/cdrom/ovf-env.xml");
   paths_.set_mounted("/media/disc");
   EXPECT_EQ(paths_.map("/cdrom/ovf-env.xml"), "/media/disc/ovf-env.xml");
-  EXPECT_EQ(paths_.map("/box/root/cdrom/ovf-env.xml"), "/media/disc/ovf-env.xml");
+  EXPECT_EQ(paths_.map("/box/tree/cdrom/ovf-env.xml"), "/media/disc/ovf-env.xml");
   EXPECT_EQ(paths_.map("/cdrom"), "/media/disc");
-  EXPECT_EQ(paths_.map("/cdrom2/x"), "/box/root/cdrom2/x");
+  EXPECT_EQ(paths_.map("/cdrom2/x"), "/box/tree/cdrom2/x");
   paths_.set_mounted("");
-  EXPECT_EQ(paths_.map("/cdrom"), "/box/root/cdrom");
+  EXPECT_EQ(paths_.map("/cdrom"), "/box/tree/cdrom");
 }
 
 TEST_F(PathsTest, ShownIsWithoutTheRoot) {
-  EXPECT_EQ(paths_.shown("/box/root/data/x"), "/data/x");
+  EXPECT_EQ(paths_.shown("/box/tree/data/x"), "/data/x");
   EXPECT_EQ(paths_.shown("/data/x"), "/data/x");
 }
 
