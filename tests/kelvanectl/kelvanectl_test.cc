@@ -192,6 +192,110 @@ TEST_F(Kelvanectl, SecretsOfTheEventHubAreNotShown) {
   const auto shown = run({"table", "show", "640"});
   EXPECT_NE(shown.out.find("\npolicy_sas_key: set\n"), std::string::npos) << shown.out;
   EXPECT_EQ(shown.out.find("marked-secret"), std::string::npos);
+  expect_output({"eventhub"},
+                "enabled: no\nappliance_id: \npolicy_sas_key: set\npolicy_name: \nevent_hub_name: \n"
+                "service_bus_namespace: \n");
+  EXPECT_EQ(run({"eventhub", "--json"}).out.find("marked-secret"), std::string::npos);
+  EXPECT_NE(run({"eventhub", "--show-secrets"}).out.find("\npolicy_sas_key: marked-secret\n"), std::string::npos);
+}
+
+TEST_F(Kelvanectl, ShowsTheEventHub) {
+  with_platform([] {
+    cmf_query *query = nCfg_query(640);
+    auto *hub = static_cast<ncfg_event_hub *>(cmf_query_update(query));
+    hub->enabled = 1;
+    strcpy(hub->appliance_id, "box-7");
+    // A text that fills its field to the end is shown whole.
+    memset(hub->policy_sas_key, 'k', sizeof hub->policy_sas_key - 1);
+    strcpy(hub->policy_name, "send");
+    strcpy(hub->event_hub_name, "logs");
+    strcpy(hub->service_bus_namespace, "contoso-ns");
+    ASSERT_EQ(cmf_query_commit(query), 0);
+    ASSERT_EQ(cmf_write_config(cmf_get_cur_domain_id()), 0);
+  });
+  expect_output({"eventhub"},
+                "enabled: yes\nappliance_id: box-7\npolicy_sas_key: set\npolicy_name: send\nevent_hub_name: logs\n"
+                "service_bus_namespace: contoso-ns\n");
+  expect_output({"eventhub", "--show-secrets", "--json"},
+                "{\n  \"enabled\": true,\n  \"appliance_id\": \"box-7\",\n  \"policy_sas_key\": \"" +
+                    std::string(128, 'k') +
+                    "\",\n  \"policy_name\": \"send\",\n  \"event_hub_name\": \"logs\",\n"
+                    "  \"service_bus_namespace\": \"contoso-ns\"\n}\n");
+}
+
+TEST_F(Kelvanectl, AnEventHubThatNobodyConfiguredHasNoKey) {
+  EXPECT_NE(run({"eventhub"}).out.find("enabled: no\nappliance_id: \npolicy_sas_key: not set\n"), std::string::npos);
+  EXPECT_NE(run({"eventhub", "--show-secrets"}).out.find("\npolicy_sas_key: \n"), std::string::npos);
+}
+
+TEST_F(Kelvanectl, EventsAreJsonForScripts) {
+  with_platform([] { log_system_event(11008801, 1, 6, "daemon", 1, 2, "Config eventhub fails."); });
+  const auto shown = run({"events", "--json"});
+  EXPECT_EQ(shown.out.rfind("[\n  {\n    \"number\": 1,\n    \"time\": \"2", 0), 0u) << shown.out;
+  EXPECT_NE(shown.out.find("Z\",\n    \"event_id\": 11008801,\n    \"version\": 1,\n    \"category\": 6,\n"
+                           "    \"source\": \"daemon\",\n    \"kind\": 1,\n    \"result\": 2,\n"
+                           "    \"text\": \"Config eventhub fails.\"\n  }\n]\n"),
+            std::string::npos)
+      << shown.out;
+}
+
+constexpr const char *kPluginStatus = R"([
+  { "name": "Example.Script", "version": "1.5.2.0", "handlerstate": "enabled",
+    "config": { "installed": 1, "seqno": 3, "cmdtime": 1700000025, "extname": "Example.Script-1",
+                "message": "first\nsecond" } },
+  { "name": "Example.Access", "version": "1.4.0.0", "handlerstate": "installed",
+    "config": { "installed": 1, "seqno": -1, "cmdtime": 0, "extname": "", "message": "" } },
+  { "name": "Example.Other", "version": "0.0.0.0", "config": { "installed": 0 } }
+])";
+
+TEST_F(Kelvanectl, ShowsThePluginStatesInTheOrderOfTheFile) {
+  root_.write("data/etc/.plugin_status", kPluginStatus);
+  expect_output({"plugins"},
+                "name: Example.Script\nversion: 1.5.2.0\nstate: enabled\ninstalled: yes\nsequence_number: 3\n"
+                "command_time: 2023-11-14T22:13:45Z\nextension_name: Example.Script-1\nmessage: first?second\n\n"
+                "name: Example.Access\nversion: 1.4.0.0\nstate: installed\ninstalled: yes\nsequence_number: -1\n"
+                "command_time: none\nextension_name: \nmessage: \n\n"
+                "name: Example.Other\nversion: 0.0.0.0\nstate: not installed\ninstalled: no\n");
+}
+
+TEST_F(Kelvanectl, PluginStatesAreJsonForScripts) {
+  root_.write("data/etc/.plugin_status", kPluginStatus);
+  const auto shown = run({"--json", "plugins"});
+  EXPECT_EQ(
+      shown.out.rfind("[\n  {\n    \"name\": \"Example.Script\",\n    \"version\": \"1.5.2.0\",\n"
+                      "    \"state\": \"enabled\",\n    \"installed\": true,\n    \"sequence_number\": 3,\n"
+                      "    \"command_time\": \"2023-11-14T22:13:45Z\",\n"
+                      "    \"extension_name\": \"Example.Script-1\",\n    \"message\": \"first\\nsecond\"\n  },\n",
+                      0),
+      0u)
+      << shown.out;
+}
+
+TEST_F(Kelvanectl, NoPluginStatesYetIsNoFailure) {
+  expect_output({"plugins"}, "");
+  expect_output({"plugins", "--json"}, "[]\n");
+}
+
+TEST_F(Kelvanectl, PluginStatesThatTheAgentDidNotWriteAreRefused) {
+  const std::string file = root_.file("data/etc/.plugin_status");
+  const std::string refused = "kelvanectl: the plugin states cannot be read: " + file;
+  for (const char *text : {"", "[{\"name\": ", "{}", "[1]", "7"}) {
+    root_.write("data/etc/.plugin_status", text);
+    expect_error({"plugins"}, 1, refused + " is not what the agent writes\n");
+  }
+  root_.write("data/etc/.plugin_status", "[" + std::string(4 * 1024 * 1024, ' ') + "]");
+  expect_error({"plugins"}, 1, refused + " is too large\n");
+  std::filesystem::remove(file);
+  std::filesystem::create_directory(file);
+  expect_error({"plugins"}, 1, refused + " is no file\n");
+}
+
+TEST_F(Kelvanectl, WrongTypesAmongThePluginStatesCountAsMissing) {
+  root_.write("data/etc/.plugin_status",
+              R"([{"name": 7, "version": "1.0", "handlerstate": [], "config": {"installed": 1, "seqno": "x"}}, {}])");
+  expect_output({"plugins"},
+                "name: \nversion: 1.0\nstate: not installed\ninstalled: yes\nsequence_number: 0\ncommand_time: none\n"
+                "extension_name: \nmessage: \n\nname: \nversion: \nstate: not installed\ninstalled: no\n");
 }
 
 TEST_F(Kelvanectl, EventsComeOldestFirstAndCanBeginLater) {

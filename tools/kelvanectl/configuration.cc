@@ -1,6 +1,5 @@
 #include "tools/kelvanectl/configuration.h"
 
-#include <ctime>
 #include <functional>
 #include <memory>
 
@@ -81,15 +80,6 @@ Json dashboard_of(const std::string &account) {
   return list;
 }
 
-std::string time_text(int64_t seconds) {
-  const time_t time = static_cast<time_t>(seconds);
-  struct tm parts = {};
-  char text[32] = "";
-  gmtime_r(&time, &parts);
-  std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &parts);
-  return text;
-}
-
 }  // namespace
 
 Json table_list() {
@@ -165,6 +155,18 @@ void endpoint_set(const std::string &address) {
 
 Json host_name() {
   return {{"host_name", table_show(NCFG_TABLE_SYSTEM_SETTINGS, "-")[0]["host_name"]}};
+}
+
+Json event_hub(bool secrets) {
+  const Table &table = top_table(NCFG_TABLE_EVENT_HUB);
+  const Query query = open_table(table.number);
+  const auto *record = static_cast<const ncfg_event_hub *>(record_of(query.get(), table, "-"));
+  Json shown = record_as_json(table, record);
+  shown["enabled"] = record->enabled != 0;
+  if (secrets) {
+    shown["policy_sas_key"] = text_at(field_of(table, "policy_sas_key"), record);
+  }
+  return shown;
 }
 
 Json event_list(int64_t since) {

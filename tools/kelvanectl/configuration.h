@@ -25,6 +25,9 @@ Json endpoint_show();
 // "none" clears it.
 void endpoint_set(const std::string &address);
 Json host_name();
+// Where the appliance sends its log, as an extension set it. The key itself only when secrets is true, else whether it
+// is set.
+Json event_hub(bool secrets);
 Json event_list(int64_t since);
 
 }  // namespace kelvanectl

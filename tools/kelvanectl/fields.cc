@@ -6,6 +6,7 @@
 #include <array>
 #include <charconv>
 #include <cstring>
+#include <ctime>
 
 #include "platform/records.h"
 #include "tools/kelvanectl/failure.h"
@@ -90,11 +91,6 @@ uint64_t unsigned_at(const Field &field, const void *record) {
   return value;
 }
 
-std::string text_at(const Field &field, const void *record) {
-  const char *text = static_cast<const char *>(record) + field.offset;
-  return std::string(text, strnlen(text, field.size));
-}
-
 void put_text(const Field &field, void *record, const std::string &value) {
   if (value.size() >= field.size) {
     throw Failure("the value of " + std::string(field.name) + " is too long: at most " +
@@ -130,6 +126,20 @@ void put_signed(const Field &field, void *record, const std::string &text) {
 
 }  // namespace
 
+std::string text_at(const Field &field, const void *record) {
+  const char *text = static_cast<const char *>(record) + field.offset;
+  return std::string(text, strnlen(text, field.size));
+}
+
+const Field &field_of(const Table &table, const std::string &name) {
+  const auto field =
+      std::find_if(table.fields.begin(), table.fields.end(), [&name](const Field &each) { return each.name == name; });
+  if (field == table.fields.end()) {
+    throw Failure("table " + std::to_string(table.number) + " has no field " + name);
+  }
+  return *field;
+}
+
 const std::vector<Table> &tables() {
   static const std::vector<Table> all = make_tables();
   return all;
@@ -164,6 +174,15 @@ uint32_t address_from_text(const std::string &text) {
     throw Failure("\"" + text + "\" is no IPv4 address");
   }
   return uint32_t{octets[0]} | uint32_t{octets[1]} << 8 | uint32_t{octets[2]} << 16 | uint32_t{octets[3]} << 24;
+}
+
+std::string time_text(int64_t seconds) {
+  const time_t time = static_cast<time_t>(seconds);
+  struct tm parts = {};
+  char text[32] = "";
+  gmtime_r(&time, &parts);
+  std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &parts);
+  return text;
 }
 
 std::string password_state(const std::string &stored) {
@@ -211,23 +230,19 @@ Json record_as_json(const Table &table, const void *record) {
 }
 
 void set_value(const Table &table, void *record, const std::string &field_name, const std::string &value) {
-  const auto field = std::find_if(table.fields.begin(), table.fields.end(),
-                                  [&field_name](const Field &each) { return each.name == field_name; });
-  if (field == table.fields.end()) {
-    throw Failure("table " + std::to_string(table.number) + " has no field " + field_name);
-  }
-  if (field->kind == Kind::kPassword || field->kind == Kind::kSecret || (table.keyed && field->offset == 0)) {
+  const Field &field = field_of(table, field_name);
+  if (field.kind == Kind::kPassword || field.kind == Kind::kSecret || (table.keyed && field.offset == 0)) {
     throw Failure("the field " + field_name + " is not set this way");
   }
-  switch (field->kind) {
+  switch (field.kind) {
     case Kind::kText:
-      return put_text(*field, record, value);
+      return put_text(field, record, value);
     case Kind::kSigned:
-      return put_signed(*field, record, value);
+      return put_signed(field, record, value);
     case Kind::kAddress:
-      return put_unsigned(*field, record, std::to_string(value == "none" ? 0 : address_from_text(value)));
+      return put_unsigned(field, record, std::to_string(value == "none" ? 0 : address_from_text(value)));
     default:
-      return put_unsigned(*field, record, value);
+      return put_unsigned(field, record, value);
   }
 }
 

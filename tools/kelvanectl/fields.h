@@ -43,6 +43,11 @@ const std::vector<Table> &tables();
 const Table &top_table(uint32_t number);
 const Table &child_table(uint32_t number);
 
+// A field by its name; Failure for an unknown one.
+const Field &field_of(const Table &table, const std::string &name);
+// A text field as it is, a secret one too.
+std::string text_at(const Field &field, const void *record);
+
 Json value_of(const Field &field, const void *record);
 // All fields in order.
 Json record_as_json(const Table &table, const void *record);
@@ -51,6 +56,8 @@ void set_value(const Table &table, void *record, const std::string &field_name, 
 
 std::string address_text(uint32_t address);
 uint32_t address_from_text(const std::string &text);
+// "2026-01-31T12:00:00Z".
+std::string time_text(int64_t seconds);
 // "set (yescrypt)" for instance.
 std::string password_state(const std::string &stored);
 

@@ -10,6 +10,7 @@
 #include "tools/kelvanectl/configuration.h"
 #include "tools/kelvanectl/failure.h"
 #include "tools/kelvanectl/output.h"
+#include "tools/kelvanectl/plugins.h"
 
 namespace {
 
@@ -29,6 +30,7 @@ struct Options {
   std::string pid_file;
   unsigned wait = 30;
   int64_t since = 0;
+  bool secrets = false;
 };
 
 // What the chosen command does; it returns what is to be shown, null for nothing.
@@ -49,6 +51,7 @@ class Program {
     add_tables();
     add_accounts();
     add_network();
+    add_extensions();
     add_agent();
   }
 
@@ -97,9 +100,6 @@ class Program {
     set->add_option("FIELD", o.field)->required();
     set->add_option("VALUE", o.value)->required();
     command(&app_, "hostname", "The configured host name", [] { return kelvanectl::host_name(); });
-    CLI::App *events =
-        command(&app_, "events", "The system event log", [&o] { return kelvanectl::event_list(o.since); });
-    events->add_option("--since", o.since, "Only entries with a greater number");
   }
 
   void add_accounts() {
@@ -136,6 +136,19 @@ class Program {
       kelvanectl::endpoint_set("none");
       return Json();
     });
+  }
+
+  // What extensions did.
+  void add_extensions() {
+    Options &o = options_;
+    command(&app_, "plugins", "The states of the plugins that serve extensions",
+            [&o] { return kelvanectl::plugin_list(o.root + "/data/etc/.plugin_status"); });
+    CLI::App *hub =
+        command(&app_, "eventhub", "The event-hub settings", [&o] { return kelvanectl::event_hub(o.secrets); });
+    hub->add_flag("--show-secrets", o.secrets, "With the key itself");
+    CLI::App *events =
+        command(&app_, "events", "The system event log", [&o] { return kelvanectl::event_list(o.since); });
+    events->add_option("--since", o.since, "Only entries with a greater number");
   }
 
   void add_agent() {
