@@ -4,37 +4,26 @@
 
 #include "core/base/log.h"
 #include "core/base/text.h"
-#include "plugins/plugin_common.h"
 #include "plugins/plugin_manager.h"
+#include "plugins/plugin_settings.h"
 
 namespace kelvane {
 
 namespace {
 
-void enable(Plugin *plugin, int32_t sequence_number, const PluginSettings *settings) {
-  plugin_log_settings(settings, 1);
-  PluginData *data = plugin->data;
-  if (sequence_number != data->sequence_number) {
-    data->sequence_number = sequence_number;
-    data->command_time = time(nullptr);
-    text_copy_field(data->message, "Plugin enabled");
-  } else {
-    LOG_ABOVE(0, "[kelvane]: Same seqno %d, not enabling command\n", sequence_number);
-  }
-  // Also after a skipped enable: an enabled state that was lost by other means is restored.
-  plugin->state = kPluginStateEnabled;
-}
-
+// Their own lines deliberately print at level 1 already, unlike the other plugins'.
 void linux_asm_command(Plugin *plugin, uint32_t command, const char *version, const char *extension_name,
                        int32_t sequence_number, const PluginSettings *settings) {
   LOG_ABOVE(0, "[kelvane]: LinuxAsm: Received %s\n", pluginManager_CommandStr(command));
-  acknowledging_command(plugin, command, version, extension_name, sequence_number, settings);
+  const PluginCall call = {version, extension_name, sequence_number, settings};
+  plugin_command(plugin, &kAcknowledging, command, &call);
 }
 
 void linux_diagnostic_command(Plugin *plugin, uint32_t command, const char *version, const char *extension_name,
                               int32_t sequence_number, const PluginSettings *settings) {
   LOG_ABOVE(0, "[kelvane]: LinuxDiagnostic: Received %s\n", pluginManager_CommandStr(command));
-  acknowledging_command(plugin, command, version, extension_name, sequence_number, settings);
+  const PluginCall call = {version, extension_name, sequence_number, settings};
+  plugin_command(plugin, &kAcknowledging, command, &call);
 }
 
 PluginCommonData gsLinuxAsmData;
@@ -73,34 +62,15 @@ Plugin gsLinuxDiagnostic = {
 
 }  // namespace
 
-void plugin_log_settings(const PluginSettings *settings, int32_t threshold) {
-  const PluginSettings none = {};
-  const PluginSettings *given = settings != nullptr ? settings : &none;
-  LOG_ABOVE(threshold, "[kelvane]: Enabled publicSettings: '%s'\n", text_or(given->public_settings, ""));
-  LOG_ABOVE(threshold, "[kelvane]: Enabled protectedSettings: '%s'\n", text_or(given->protected_settings, ""));
-}
-
-void acknowledging_command(Plugin *plugin, uint32_t command, const char *version, const char *extension_name,
-                           int32_t sequence_number, const PluginSettings *settings) {
-  if (plugin->data == nullptr) {
-    return;
+void plugin_acknowledge(Plugin *plugin, const PluginCall *call) {
+  plugin_log_settings(call->settings, 1);
+  if (!plugin_enabled_before(plugin, call->sequence_number, 0)) {
+    plugin->data->sequence_number = call->sequence_number;
+    plugin->data->command_time = time(nullptr);
+    text_copy_field(plugin->data->message, "Plugin enabled");
   }
-  plugin_note_extension_name(plugin, extension_name);
-  switch (command) {
-    case kPluginInstall:
-    case kPluginUpdate:
-      plugin_adopt_version(plugin, version, kPluginStateInstalled);
-      break;
-    case kPluginUninstall:
-    case kPluginDisable:
-      plugin_forget(plugin);
-      break;
-    case kPluginEnable:
-      enable(plugin, sequence_number, settings);
-      break;
-    default:
-      break;
-  }
+  // Also after a skipped enable: an enabled state that was lost by other means is restored.
+  plugin->state = kPluginStateEnabled;
 }
 
 Plugin *pluginManager_RegisterLinuxAsm() {
@@ -109,22 +79,6 @@ Plugin *pluginManager_RegisterLinuxAsm() {
 
 Plugin *pluginManager_RegisterLinuxDiagnostic() {
   return &gsLinuxDiagnostic;
-}
-
-json_object *LinuxAsmSave(Plugin *plugin) {
-  return plugin_save(plugin);
-}
-
-void LinuxAsmLoad(Plugin *plugin, json_object *config) {
-  plugin_load(plugin, config);
-}
-
-json_object *LinuxDiagnosticSave(Plugin *plugin) {
-  return plugin_save(plugin);
-}
-
-void LinuxDiagnosticLoad(Plugin *plugin, json_object *config) {
-  plugin_load(plugin, config);
 }
 
 }  // namespace kelvane

@@ -1,31 +1,27 @@
-// The command operation of the plugins that accept an extension and do nothing for it: LinuxAsm, LinuxDiagnostic and
-// the one that stands in for every unknown extension. They differ in names, texts and the level of one line. Never
-// blocks.
+// The plugins that accept an extension and do nothing for it: LinuxAsm and LinuxDiagnostic, which are one plugin twice,
+// and what they share with the one that stands in for every unknown extension. They differ in names, texts and the
+// level of one line. Never blocks.
 #ifndef KELVANE_PLUGINS_ACKNOWLEDGING_H
 #define KELVANE_PLUGINS_ACKNOWLEDGING_H
 
-#include <stdint.h>
-
-#include "plugins/plugin.h"
+#include "plugins/plugin_common.h"
+#include "plugins/plugin_life_cycle.h"
 
 namespace kelvane {
 
-// Everything that the command does after its own log line.
-void acknowledging_command(Plugin *plugin, uint32_t command, const char *version, const char *extension_name,
-                           int32_t sequence_number, const PluginSettings *settings);
+// Their enable step, and the life cycle that it makes.
+void plugin_acknowledge(Plugin *plugin, const PluginCall *call);
+inline constexpr PluginLifeCycle kAcknowledging = {.enable = plugin_acknowledge};
 
 // The two of them that are built in: their static records.
 Plugin *pluginManager_RegisterLinuxAsm();
 Plugin *pluginManager_RegisterLinuxDiagnostic();
 
-// Saving and loading of their data.
-json_object *LinuxAsmSave(Plugin *plugin);
-void LinuxAsmLoad(Plugin *plugin, json_object *config);
-json_object *LinuxDiagnosticSave(Plugin *plugin);
-void LinuxDiagnosticLoad(Plugin *plugin, json_object *config);
-
-// Logs what an enable was given: the two settings texts as received, the protected one encrypted still.
-void plugin_log_settings(const PluginSettings *settings, int32_t threshold);
+// Saving and loading of their data, as of every plugin's.
+inline constexpr auto &LinuxAsmSave = plugin_save;
+inline constexpr auto &LinuxAsmLoad = plugin_load;
+inline constexpr auto &LinuxDiagnosticSave = plugin_save;
+inline constexpr auto &LinuxDiagnosticLoad = plugin_load;
 
 }  // namespace kelvane
 

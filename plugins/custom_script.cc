@@ -6,10 +6,10 @@
 #include "core/base/json.h"
 #include "core/base/log.h"
 #include "core/base/text.h"
-#include "extensions/handler_settings.h"
 #include "plugins/event_hub_command.h"
-#include "plugins/plugin_common.h"
+#include "plugins/plugin_life_cycle.h"
 #include "plugins/plugin_manager.h"
+#include "plugins/plugin_settings.h"
 
 namespace kelvane {
 
@@ -48,54 +48,42 @@ void execute(Plugin *plugin, const char *command) {
   plugin->state = kPluginStateEnabled;
 }
 
-void enable(Plugin *plugin, int32_t sequence_number, const PluginSettings *settings) {
+void enable(Plugin *plugin, const PluginCall *call) {
   // Before the sequence number is looked at, so that a skipped enable moves it too.
   plugin->data->command_time = time(nullptr);
-  if (sequence_number == plugin->data->sequence_number) {
-    LOG_ABOVE(6, "[kelvane]: Same seqno %d, not enabling command\n", sequence_number);
+  if (plugin_enabled_before(plugin, call->sequence_number, 6)) {
     return;
   }
   // Consumed even when the settings turn out to be unusable: the same number is not tried again.
-  plugin->data->sequence_number = sequence_number;
-  if (settings == nullptr || settings->public_settings == nullptr || settings->protected_settings == nullptr) {
+  plugin->data->sequence_number = call->sequence_number;
+  PluginSettingsObjects objects;
+  if (!plugin_open_settings(call->settings, &objects)) {
     return;
   }
-  JsonOwner public_object = json_load(settings->public_settings);
-  JsonSecretOwner protected_object =
-      HandlerUtilParseProtectedSettings(settings->protected_settings, settings->thumbprint);
-  const char *command = choose_command(protected_object.get(), public_object.get());
+  const char *command = choose_command(objects.protected_object.get(), objects.public_object.get());
   if (command != nullptr) {
     execute(plugin, command);
   }
 }
 
-// Unlike with the other plugins, install and update set the command time, and an update enables.
-void adopt(Plugin *plugin, const char *version, const char *state) {
+void install(Plugin *plugin, const PluginCall *call) {
   plugin->data->command_time = time(nullptr);
-  plugin_adopt_version(plugin, version, state);
+  plugin_adopt_version(plugin, call->version, kPluginStateInstalled);
 }
+
+void update(Plugin *plugin, const PluginCall *call) {
+  plugin->data->command_time = time(nullptr);
+  plugin_adopt_version(plugin, call->version, kPluginStateEnabled);
+}
+
+// Deliberately unlike the other plugins: install and update set the command time, and an update enables.
+constexpr PluginLifeCycle kLifeCycle = {.install = install, .update = update, .enable = enable};
 
 void custom_script_command(Plugin *plugin, uint32_t command, const char *version, const char *extension_name,
                            int32_t sequence_number, const PluginSettings *settings) {
   LOG_ABOVE(6, "[kelvane]: Custom Script: Received %s\n", pluginManager_CommandStr(command));
-  plugin_note_extension_name(plugin, extension_name);
-  switch (command) {
-    case kPluginInstall:
-      adopt(plugin, version, kPluginStateInstalled);
-      break;
-    case kPluginUpdate:
-      adopt(plugin, version, kPluginStateEnabled);
-      break;
-    case kPluginUninstall:
-    case kPluginDisable:
-      plugin_forget(plugin);
-      break;
-    case kPluginEnable:
-      enable(plugin, sequence_number, settings);
-      break;
-    default:
-      break;
-  }
+  const PluginCall call = {version, extension_name, sequence_number, settings};
+  plugin_command(plugin, &kLifeCycle, command, &call);
 }
 
 PluginCommonData gsCustomScriptData;
@@ -119,14 +107,6 @@ Plugin gsCustomScript = {
 
 Plugin *pluginManager_RegisterCustomScript() {
   return &gsCustomScript;
-}
-
-json_object *CustomScriptSave(Plugin *plugin) {
-  return plugin_save(plugin);
-}
-
-void CustomScriptLoad(Plugin *plugin, json_object *config) {
-  plugin_load(plugin, config);
 }
 
 }  // namespace kelvane

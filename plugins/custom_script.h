@@ -4,15 +4,16 @@
 #ifndef KELVANE_PLUGINS_CUSTOM_SCRIPT_H
 #define KELVANE_PLUGINS_CUSTOM_SCRIPT_H
 
-#include "plugins/plugin.h"
+#include "plugins/plugin_common.h"
 
 namespace kelvane {
 
 // The static record.
 Plugin *pluginManager_RegisterCustomScript();
 
-json_object *CustomScriptSave(Plugin *plugin);
-void CustomScriptLoad(Plugin *plugin, json_object *config);
+// Saving and loading of its data, as of every plugin's.
+inline constexpr auto &CustomScriptSave = plugin_save;
+inline constexpr auto &CustomScriptLoad = plugin_load;
 
 }  // namespace kelvane
 

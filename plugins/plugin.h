@@ -1,6 +1,6 @@
 // What a plugin is: the record by which the plugin manager knows it, its private data, and the commands it takes. A
 // plugin serves one extension of the platform with code of ours. Records are made by the plugins' own files, one row
-// each in plugins/builtin.cc; nothing here blocks or fails.
+// each in plugins/builtin.h; nothing here blocks or fails.
 #ifndef KELVANE_PLUGINS_PLUGIN_H
 #define KELVANE_PLUGINS_PLUGIN_H
 

@@ -1,6 +1,6 @@
 #include "plugins/plugin_common.h"
 
-#include <string.h>
+#include <stdint.h>
 
 #include "core/base/json.h"
 #include "core/base/text.h"
@@ -21,29 +21,6 @@ void load_text(json_object *config, const char *name, char (&field)[kPluginTextS
 }
 
 }  // namespace
-
-void plugin_note_extension_name(Plugin *plugin, const char *extension_name) {
-  if (extension_name != nullptr && extension_name[0] != '\0') {
-    text_copy_field(plugin->data->extension_name, extension_name);
-  }
-}
-
-void plugin_adopt_version(Plugin *plugin, const char *version, const char *state) {
-  plugin->data->installed = 1;
-  if (strcmp(plugin->version, version) != 0) {
-    text_copy_field(plugin->version, version);
-  }
-  plugin->state = state;
-}
-
-void plugin_forget(Plugin *plugin) {
-  plugin->data->command_time = 0;
-  plugin->data->installed = 0;
-  plugin->data->sequence_number = kPluginNoSequence;
-  text_copy_field(plugin->data->message, "");
-  text_copy_field(plugin->version, kPluginNoVersion);
-  plugin->state = nullptr;
-}
 
 void plugin_handler_status(Plugin *plugin, ExtHandlerStatus *status) {
   *status = ExtHandlerStatus{};

@@ -1,22 +1,11 @@
-// What the plugins have in common: the steps of the life cycle, the two status operations, and saving and loading of
-// their data. Called by the plugins' own files and named in their records. Never blocks, never logs.
+// What the plugins have in common beside their life cycle: the two status operations, and saving and loading of their
+// data. Called by the plugins' own files and named in their records. Never blocks, never logs.
 #ifndef KELVANE_PLUGINS_PLUGIN_COMMON_H
 #define KELVANE_PLUGINS_PLUGIN_COMMON_H
-
-#include <stdint.h>
 
 #include "plugins/plugin.h"
 
 namespace kelvane {
-
-// Keeps the extension's instance name, unless it is null or empty.
-void plugin_note_extension_name(Plugin *plugin, const char *extension_name);
-
-// Marks the plugin as installed in that version and puts it into the state. The command time is the caller's business.
-void plugin_adopt_version(Plugin *plugin, const char *version, const char *state);
-
-// Back to what a plugin is before its first install. Disable and uninstall are deliberately the same.
-void plugin_forget(Plugin *plugin);
 
 // The handler status operation of every plugin: zeroes the record and fills it.
 void plugin_handler_status(Plugin *plugin, ExtHandlerStatus *status);

@@ -6,7 +6,6 @@
 #include "core/base/log.h"
 #include "core/base/text.h"
 #include "plugins/acknowledging.h"
-#include "plugins/plugin_common.h"
 #include "plugins/plugin_manager.h"
 
 namespace kelvane {
@@ -29,7 +28,8 @@ UnSupportedPlugin *whole(Plugin *plugin) {
 void unsupported_command(Plugin *plugin, uint32_t command, const char *version, const char *extension_name,
                          int32_t sequence_number, const PluginSettings *settings) {
   LOG_ABOVE(6, "[kelvane]: UnSupported (%s): Received %s\n", plugin->short_name, pluginManager_CommandStr(command));
-  acknowledging_command(plugin, command, version, extension_name, sequence_number, settings);
+  const PluginCall call = {version, extension_name, sequence_number, settings};
+  plugin_command(plugin, &kAcknowledging, command, &call);
 }
 
 void unsupported_status(Plugin *plugin, ExtStatus *status) {
@@ -83,14 +83,6 @@ Plugin *pluginManager_RegisterUnSupported(const char *name, const char *short_na
   record->save = UnSupportedSave;
   record->load = UnSupportedLoad;
   return record;
-}
-
-json_object *UnSupportedSave(Plugin *plugin) {
-  return plugin_save(plugin);
-}
-
-void UnSupportedLoad(Plugin *plugin, json_object *config) {
-  plugin_load(plugin, config);
 }
 
 }  // namespace kelvane

@@ -3,7 +3,7 @@
 #ifndef KELVANE_PLUGINS_UNSUPPORTED_H
 #define KELVANE_PLUGINS_UNSUPPORTED_H
 
-#include "plugins/plugin.h"
+#include "plugins/plugin_common.h"
 
 namespace kelvane {
 
@@ -12,8 +12,9 @@ namespace kelvane {
 // data the record comes without any.
 Plugin *pluginManager_RegisterUnSupported(const char *name, const char *short_name);
 
-json_object *UnSupportedSave(Plugin *plugin);
-void UnSupportedLoad(Plugin *plugin, json_object *config);
+// Saving and loading of its data, as of every plugin's.
+inline constexpr auto &UnSupportedSave = plugin_save;
+inline constexpr auto &UnSupportedLoad = plugin_load;
 
 }  // namespace kelvane
 

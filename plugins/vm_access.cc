@@ -2,13 +2,11 @@
 
 #include <time.h>
 
-#include "core/base/json.h"
 #include "core/base/log.h"
 #include "core/base/text.h"
-#include "extensions/handler_settings.h"
-#include "plugins/acknowledging.h"
-#include "plugins/plugin_common.h"
+#include "plugins/plugin_life_cycle.h"
 #include "plugins/plugin_manager.h"
+#include "plugins/plugin_settings.h"
 #include "plugins/vm_access_operations.h"
 
 namespace kelvane {
@@ -38,44 +36,28 @@ void VMAccess_Enable(json_object *public_object, json_object *protected_object) 
   LOG_ABOVE(6, "[kelvane]: VMAccess: plugin enable successfully\n");
 }
 
-void enable(Plugin *plugin, int32_t sequence_number, const PluginSettings *settings) {
-  if (sequence_number == plugin->data->sequence_number) {
-    LOG_ABOVE(5, "[kelvane]: Same seqno %d, not enabling command\n", sequence_number);
+void enable(Plugin *plugin, const PluginCall *call) {
+  if (plugin_enabled_before(plugin, call->sequence_number, 5)) {
     return;
   }
   plugin->state = kPluginStateEnabled;
-  plugin_log_settings(settings, 6);
-  plugin->data->sequence_number = sequence_number;
+  plugin_log_settings(call->settings, 6);
+  plugin->data->sequence_number = call->sequence_number;
   plugin->data->command_time = time(nullptr);
   set_result("error", "failed");
-  if (settings == nullptr || settings->public_settings == nullptr || settings->protected_settings == nullptr) {
-    return;
+  PluginSettingsObjects objects;
+  if (plugin_open_settings(call->settings, &objects)) {
+    VMAccess_Enable(objects.public_object.get(), objects.protected_object.get());
   }
-  JsonOwner public_object = json_load(settings->public_settings);
-  JsonSecretOwner protected_object =
-      HandlerUtilParseProtectedSettings(settings->protected_settings, settings->thumbprint);
-  VMAccess_Enable(public_object.get(), protected_object.get());
 }
+
+constexpr PluginLifeCycle kLifeCycle = {.enable = enable};
 
 void vm_access_command(Plugin *plugin, uint32_t command, const char *version, const char *extension_name,
                        int32_t sequence_number, const PluginSettings *settings) {
   LOG_ABOVE(6, "[kelvane]: VMAccess: Received %s\n", pluginManager_CommandStr(command));
-  plugin_note_extension_name(plugin, extension_name);
-  switch (command) {
-    case kPluginInstall:
-    case kPluginUpdate:
-      plugin_adopt_version(plugin, version, kPluginStateInstalled);
-      break;
-    case kPluginUninstall:
-    case kPluginDisable:
-      plugin_forget(plugin);
-      break;
-    case kPluginEnable:
-      enable(plugin, sequence_number, settings);
-      break;
-    default:
-      break;
-  }
+  const PluginCall call = {version, extension_name, sequence_number, settings};
+  plugin_command(plugin, &kLifeCycle, command, &call);
 }
 
 void vm_access_status(Plugin *plugin, ExtStatus *status) {
@@ -98,14 +80,6 @@ Plugin gsVMAccess = {
 
 Plugin *pluginManager_RegisterVMAccessForLinux() {
   return &gsVMAccess;
-}
-
-json_object *VMAccessForLinuxSave(Plugin *plugin) {
-  return plugin_save(plugin);
-}
-
-void VMAccessForLinuxLoad(Plugin *plugin, json_object *config) {
-  plugin_load(plugin, config);
 }
 
 }  // namespace kelvane

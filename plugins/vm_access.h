@@ -4,15 +4,16 @@
 #ifndef KELVANE_PLUGINS_VM_ACCESS_H
 #define KELVANE_PLUGINS_VM_ACCESS_H
 
-#include "plugins/plugin.h"
+#include "plugins/plugin_common.h"
 
 namespace kelvane {
 
 // The static record.
 Plugin *pluginManager_RegisterVMAccessForLinux();
 
-json_object *VMAccessForLinuxSave(Plugin *plugin);
-void VMAccessForLinuxLoad(Plugin *plugin, json_object *config);
+// Saving and loading of its data, as of every plugin's.
+inline constexpr auto &VMAccessForLinuxSave = plugin_save;
+inline constexpr auto &VMAccessForLinuxLoad = plugin_load;
 
 }  // namespace kelvane
 

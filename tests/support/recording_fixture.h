@@ -6,10 +6,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "tests/support/lines.h"
 #include "tests/support/recording_platform.h"
-
-// Expected texts: EXPECT_EQ(recording::messages(), Lines{"[kelvane]: ...\n", "..."}).
-using Lines = std::vector<std::string>;
 
 class RecordingTest : public ::testing::Test {
  protected:

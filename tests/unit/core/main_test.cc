@@ -98,15 +98,6 @@ int __wrap_curl_global_init(long flags) {
 
 namespace {
 
-// One text, so that a failure shows the lines that differ.
-std::string joined(const Lines &lines) {
-  std::string text;
-  for (const std::string &line : lines) {
-    text += line + '\n';
-  }
-  return text;
-}
-
 constexpr uint32_t kEndpoint = 0x10813FA8;  // 168.63.129.16
 
 class Main : public RecordingTest {

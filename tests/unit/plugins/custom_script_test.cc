@@ -53,43 +53,6 @@ TEST_F(CustomScript, HasItsOwnOperations) {
   EXPECT_EQ(plugin_->load, &kelvane::CustomScriptLoad);
 }
 
-TEST_F(CustomScript, InstallSetsTheTimeAndIsInstalled) {
-  command(plugin_, 1);
-  EXPECT_EQ(outcome(), "installed|-1|1700000000|");
-  EXPECT_STREQ(plugin_->version, "1.2.3.4");
-  EXPECT_EQ(plugin_->data->installed, 1u);
-  EXPECT_STREQ(plugin_->data->extension_name, "instance");
-}
-
-// Deliberately unlike the other plugins.
-TEST_F(CustomScript, UpdateSetsTheTimeAndIsEnabled) {
-  command(plugin_, 3, 0, nullptr, "2.0.0.0");
-  EXPECT_EQ(outcome(), "enabled|-1|1700000000|");
-  EXPECT_STREQ(plugin_->version, "2.0.0.0");
-  EXPECT_EQ(plugin_->data->installed, 1u);
-}
-
-TEST_F(CustomScript, UninstallAndDisableForget) {
-  for (const uint32_t number : {2u, 5u}) {
-    command(plugin_, 1);
-    enable(6, "{}", with_command("ls"));
-    command(plugin_, number);
-    EXPECT_EQ(outcome(), "absent|-1|0|");
-    EXPECT_STREQ(plugin_->version, "0.0.0.0");
-    EXPECT_EQ(plugin_->data->installed, 0u);
-  }
-}
-
-TEST_F(CustomScript, OtherCommandsOnlyTakeTheName) {
-  recording::set_debug_level(7);
-  command(plugin_, 0, 3, nullptr, "1.2.3.4", "first");
-  command(plugin_, 6, 3, nullptr, "1.2.3.4", "");
-  EXPECT_EQ(recording::messages(),
-            (Lines{"[kelvane]: Custom Script: Received unknown\n", "[kelvane]: Custom Script: Received unknown\n"}));
-  EXPECT_EQ(outcome(), "absent|-1|0|");
-  EXPECT_STREQ(plugin_->data->extension_name, "first");
-}
-
 TEST_F(CustomScript, TheStatusIsTheMessage) {
   command(plugin_, 1);
   EXPECT_EQ(status_of(plugin_), "2023-11-14T22:13:20Z|Daemon|success|-1|0||null|null|0|null|0");

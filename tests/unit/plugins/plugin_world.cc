@@ -136,3 +136,13 @@ std::string PluginTest::handler_status_of(kelvane::Plugin *plugin) {
   return std::string(status.name) + "|" + status.version + "|" + status.status + "|" + std::to_string(status.code) +
          "|" + status.message + "|" + status.extension_name;
 }
+
+std::string PluginTest::saved(kelvane::Plugin *plugin) {
+  const kelvane::JsonOwner object(plugin->save(plugin));
+  return json_object_to_json_string_ext(object.get(), JSON_C_TO_STRING_PLAIN);
+}
+
+void PluginTest::load(kelvane::Plugin *plugin, const char *text) {
+  const kelvane::JsonOwner object(text != nullptr ? json_tokener_parse(text) : nullptr);
+  plugin->load(plugin, object.get());
+}

@@ -68,6 +68,9 @@ class PluginTest : public RecordingTest {
   }
   static std::string status_of(kelvane::Plugin *plugin);
   static std::string handler_status_of(kelvane::Plugin *plugin);
+  // The "config" object of the status file.
+  static std::string saved(kelvane::Plugin *plugin);
+  static void load(kelvane::Plugin *plugin, const char *text);
 
   FakeOs os_;
 };

@@ -6,7 +6,6 @@ namespace {
 
 using kelvane::Plugin;
 using kelvane::pluginManager_RegisterUnSupported;
-using kelvane::PluginSettings;
 
 class UnSupported : public PluginTest {
  protected:
@@ -77,67 +76,6 @@ TEST_F(UnSupported, ReportsNotSupportedOnceInstalled) {
   command(plugin_, 4, 6);
   EXPECT_EQ(status_of(plugin_), "2023-11-14T22:13:20Z|Enable|error|6|0|Not supported.|null|null|0|null|0");
   EXPECT_EQ(handler_status_of(plugin_), "Some.Maker.Thing|1.2.3.4|Ready|0|Plugin enabled|instance");
-}
-
-TEST_F(UnSupported, InstallAndUpdateAdoptTheVersion) {
-  for (const uint32_t number : {1u, 3u}) {
-    plugin_->state = nullptr;
-    command(plugin_, number, 0, nullptr, number == 1 ? "1.0.0.0" : "2.0.0.0");
-    EXPECT_STREQ(plugin_->state, "installed");
-    EXPECT_STREQ(plugin_->version, number == 1 ? "1.0.0.0" : "2.0.0.0");
-    EXPECT_EQ(plugin_->data->installed, 1u);
-    EXPECT_EQ(plugin_->data->command_time, 0);
-    EXPECT_EQ(plugin_->data->sequence_number, -1);
-  }
-}
-
-TEST_F(UnSupported, UninstallAndDisableForget) {
-  for (const uint32_t number : {2u, 5u}) {
-    command(plugin_, 1);
-    command(plugin_, 4, 6);
-    command(plugin_, number);
-    EXPECT_EQ(plugin_->state, nullptr);
-    EXPECT_STREQ(plugin_->version, "0.0.0.0");
-    EXPECT_EQ(plugin_->data->installed, 0u);
-    EXPECT_EQ(plugin_->data->sequence_number, -1);
-    EXPECT_EQ(plugin_->data->command_time, 0);
-    EXPECT_STREQ(plugin_->data->message, "");
-    EXPECT_STREQ(plugin_->data->extension_name, "instance");
-  }
-}
-
-TEST_F(UnSupported, ItsLinesAndTheirLevels) {
-  const PluginSettings settings = {"runtime", "{\"a\":1}", "MIIB", "AA"};
-  const Lines received = {"[kelvane]: UnSupported (Thing): Received enablecmd\n"};
-  const Lines texts = {"[kelvane]: Enabled publicSettings: '{\"a\":1}'\n",
-                       "[kelvane]: Enabled protectedSettings: 'MIIB'\n"};
-  const Lines same = {"[kelvane]: Same seqno 6, not enabling command\n"};
-  command(plugin_, 4, 6);
-  const auto lines = [&](int32_t level) {
-    recording::clear_trace();
-    recording::set_debug_level(level);
-    command(plugin_, 4, 6, &settings);
-    return recording::messages();
-  };
-  EXPECT_EQ(lines(0), Lines{});
-  EXPECT_EQ(lines(1), same);
-  EXPECT_EQ(lines(2), (Lines{texts[0], texts[1], same[0]}));
-  EXPECT_EQ(lines(6), (Lines{texts[0], texts[1], same[0]}));
-  EXPECT_EQ(lines(7), (Lines{received[0], texts[0], texts[1], same[0]}));
-}
-
-TEST_F(UnSupported, OtherCommandsOnlyTakeTheName) {
-  recording::set_debug_level(7);
-  for (const uint32_t number : {0u, 6u}) {
-    command(plugin_, number, 3, nullptr, "1.2.3.4", number == 0 ? "first" : "second");
-    EXPECT_STREQ(plugin_->data->extension_name, number == 0 ? "first" : "second");
-  }
-  EXPECT_EQ(recording::messages(), (Lines{"[kelvane]: UnSupported (Thing): Received unknown\n",
-                                          "[kelvane]: UnSupported (Thing): Received unknown\n"}));
-  EXPECT_EQ(plugin_->state, nullptr);
-  EXPECT_STREQ(plugin_->version, "");
-  EXPECT_EQ(plugin_->data->installed, 0u);
-  EXPECT_EQ(plugin_->data->sequence_number, -1);
 }
 
 TEST_F(UnSupported, LongNamesAreCutInTheHandlerStatus) {

@@ -7,11 +7,15 @@
 #include <functional>
 
 #include "credentials/ssh_pub_key.h"
+#include "tests/support/account_calls.h"
 #include "tests/unit/plugins/plugin_world.h"
 #include "tests/unit/plugins/sealed.h"
 
 namespace {
 
+using account_calls::kDashboardLookUps;
+using account_calls::kOperatorsAccount;
+using account_calls::kOperatorsPassword;
 using kelvane::Plugin;
 using kelvane::PluginSettings;
 
@@ -19,64 +23,11 @@ constexpr char kSshdPidFile[] = "/var/run/sshd.pid";
 
 const Lines kSuccess = {"[kelvane]: VMAccess: plugin enable successfully\n"};
 
-const Lines kDashboardLookUps = {
-    "nCfg_query(330)", "cmf_query_do_table_find(330, 0, \"sysinfo\", 2)",
-    "nCfg_query(330)", "cmf_query_do_table_find(330, 0, \"vexwatch\", 2)",
-    "nCfg_query(330)", "cmf_query_do_table_find(330, 0, \"sysres\", 2)",
-    "nCfg_query(330)", "cmf_query_do_table_find(330, 0, \"policysummary\", 2)",
-    "nCfg_query(330)", "cmf_query_do_table_find(330, 0, \"attacksummary\", 2)",
-    "nCfg_query(330)", "cmf_query_do_table_find(330, 0, \"alert\", 2)",
-    "nCfg_query(330)", "cmf_query_do_table_find(330, 0, \"policy-sessions\", 2)",
-    "nCfg_query(330)", "cmf_query_do_table_find(330, 0, \"sysop\", 2)",
-};
-
-// From the access profile to the end, for "operator".
-const Lines kFromTheProfileOn = {
-    "cmf_query_create(280)",
-    "cmf_query_do_table_find(280, 0, \"prof_admin\", 2)",
-    "cmf_query_free(280)",
-    "cmf_query_create(340)",
-    "passwd_policy_save_info(\"operator\")",
-    "cmf_query_table_append(340, \"operator\")",
-    "cmf_query_free(340)",
-    "nCfg_query(340)",
-    "cmf_query_create_child_with_key(340, 354, \"operator\")",
-    "cmf_query_table_append(354 of \"operator\", {11, 1, 1, 300})",
-    "cmf_query_table_append(354 of \"operator\", {12, 1, 1, 300})",
-    "cmf_query_table_append(354 of \"operator\", {13, 2, 1, 300})",
-    "cmf_query_table_append(354 of \"operator\", {14, 2, 1, 300})",
-    "cmf_query_table_append(354 of \"operator\", {15, 2, 1, 300})",
-    "cmf_query_table_append(354 of \"operator\", {16, 2, 1, 300})",
-    "cmf_query_table_append(354 of \"operator\", {17, 1, 1, 300})",
-    "cmf_query_table_append(354 of \"operator\", {18, 2, 1, 300})",
-    "cmf_query_free(354 of \"operator\")",
-    "nCfg_query(340)",
-    "cmf_query_create_child_with_key(340, 14050, \"operator\")",
-    "add_default_gui_dashboard(14050 of \"operator\", \"operator\", 0, 0, 1)",
-    "cmf_query_free(14050 of \"operator\")",
-    "cmf_get_cur_domain_id()",
-    "cmf_write_config(7)",
-    "cmf_query_do_table_find(340, 0, \"operator\", 2)",
-};
-
-Lines operator+(Lines first, const Lines &second) {
-  first.insert(first.end(), second.begin(), second.end());
-  return first;
-}
-
-std::string joined(const Lines &lines) {
-  std::string text;
-  for (const std::string &line : lines) {
-    text += line + '\n';
-  }
-  return text;
-}
-
 class VMAccess : public PluginTest {
  protected:
   VMAccess() {
     recording::seed_factory_defaults();
-    os_.write("/dev/urandom", "0123456789012345678901234567890123456789012345678901234567890123456789");
+    account_calls::write_random_digits(os_);
     kelvane::SSHPubKeySet("nobody");
     recording::clear_trace();
   }
@@ -142,42 +93,6 @@ TEST_F(VMAccess, HasItsOwnOperations) {
   EXPECT_STREQ(plugin_->short_name, "VMAccessForLinux");
   EXPECT_EQ(plugin_->save, &kelvane::VMAccessForLinuxSave);
   EXPECT_EQ(plugin_->load, &kelvane::VMAccessForLinuxLoad);
-}
-
-TEST_F(VMAccess, InstallAndUpdateAdoptTheVersionWithoutATime) {
-  for (const uint32_t number : {1u, 3u}) {
-    plugin_->state = nullptr;
-    command(plugin_, number, 0, nullptr, number == 1 ? "1.0.0.0" : "2.0.0.0");
-    EXPECT_STREQ(plugin_->state, "installed");
-    EXPECT_STREQ(plugin_->version, number == 1 ? "1.0.0.0" : "2.0.0.0");
-    EXPECT_EQ(plugin_->data->installed, 1u);
-    EXPECT_EQ(plugin_->data->command_time, 0);
-    EXPECT_STREQ(plugin_->data->extension_name, "instance");
-  }
-}
-
-TEST_F(VMAccess, UninstallAndDisableForget) {
-  for (const uint32_t number : {2u, 5u}) {
-    command(plugin_, 1);
-    enable("{}");
-    command(plugin_, number);
-    EXPECT_EQ(plugin_->state, nullptr);
-    EXPECT_STREQ(plugin_->version, "0.0.0.0");
-    EXPECT_EQ(plugin_->data->installed, 0u);
-    EXPECT_EQ(plugin_->data->sequence_number, -1);
-    EXPECT_EQ(plugin_->data->command_time, 0);
-    EXPECT_STREQ(plugin_->data->message, "");
-  }
-}
-
-TEST_F(VMAccess, OtherCommandsOnlyTakeTheName) {
-  recording::set_debug_level(7);
-  command(plugin_, 0);
-  command(plugin_, 6);
-  EXPECT_EQ(recording::messages(),
-            (Lines{"[kelvane]: VMAccess: Received unknown\n", "[kelvane]: VMAccess: Received unknown\n"}));
-  EXPECT_EQ(plugin_->state, nullptr);
-  EXPECT_EQ(plugin_->data->sequence_number, -1);
 }
 
 TEST_F(VMAccess, TheSameNumberChangesNothing) {
@@ -417,12 +332,10 @@ TEST_F(VMAccess, AnAccountIsCreatedInThisOrder) {
   recording::set_debug_level(7);
   enable(R"({"username":"operator","password":"Secret-1"})");
   EXPECT_EQ(result(), "success: Enable succeeded.");
-  EXPECT_EQ(joined(calls()),
-            joined(kDashboardLookUps +
-                   Lines{"nCfg_query(340)", "cmf_query_do_table_find(340, 0, \"operator\", 2) -> none",
-                         "copy_cmdb_default(340, 2464)", "check_passwd_policy(\"operator\", \"Secret-1\", 512)",
-                         "make_new_passwd(\"Secret-1\", 0)"} +
-                   kFromTheProfileOn));
+  EXPECT_EQ(
+      joined(calls()),
+      joined(kDashboardLookUps + Lines{"nCfg_query(340)", "cmf_query_do_table_find(340, 0, \"operator\", 2) -> none"} +
+             kOperatorsPassword + kOperatorsAccount + Lines{"cmf_query_do_table_find(340, 0, \"operator\", 2)"}));
   EXPECT_EQ(lines(), Lines{"[kelvane]: Create new user operator success!\n"} + kSuccess);
 }
 

@@ -2,70 +2,22 @@
 
 #include <cerrno>
 
+#include "tests/support/account_calls.h"
 #include "tests/support/fake_os.h"
 #include "tests/support/recording_fixture.h"
 #include "tests/unit/provision/wiped.h"
 
 namespace {
 
-const Lines kDashboardLookUps = {
-    "nCfg_query(330)", "cmf_query_do_table_find(330, 0, \"sysinfo\", 2)",
-    "nCfg_query(330)", "cmf_query_do_table_find(330, 0, \"vexwatch\", 2)",
-    "nCfg_query(330)", "cmf_query_do_table_find(330, 0, \"sysres\", 2)",
-    "nCfg_query(330)", "cmf_query_do_table_find(330, 0, \"policysummary\", 2)",
-    "nCfg_query(330)", "cmf_query_do_table_find(330, 0, \"attacksummary\", 2)",
-    "nCfg_query(330)", "cmf_query_do_table_find(330, 0, \"alert\", 2)",
-    "nCfg_query(330)", "cmf_query_do_table_find(330, 0, \"policy-sessions\", 2)",
-    "nCfg_query(330)", "cmf_query_do_table_find(330, 0, \"sysop\", 2)",
-};
-
-// The creation of "operator" from the profile on, up to the last call.
-const Lines kFromTheProfileOn = {
-    "cmf_query_create(280)",
-    "cmf_query_do_table_find(280, 0, \"prof_admin\", 2)",
-    "cmf_query_free(280)",
-    "cmf_query_create(340)",
-    "passwd_policy_save_info(\"operator\")",
-    "cmf_query_table_append(340, \"operator\")",
-    "cmf_query_free(340)",
-    "nCfg_query(340)",
-    "cmf_query_create_child_with_key(340, 354, \"operator\")",
-    "cmf_query_table_append(354 of \"operator\", {11, 1, 1, 300})",
-    "cmf_query_table_append(354 of \"operator\", {12, 1, 1, 300})",
-    "cmf_query_table_append(354 of \"operator\", {13, 2, 1, 300})",
-    "cmf_query_table_append(354 of \"operator\", {14, 2, 1, 300})",
-    "cmf_query_table_append(354 of \"operator\", {15, 2, 1, 300})",
-    "cmf_query_table_append(354 of \"operator\", {16, 2, 1, 300})",
-    "cmf_query_table_append(354 of \"operator\", {17, 1, 1, 300})",
-    "cmf_query_table_append(354 of \"operator\", {18, 2, 1, 300})",
-    "cmf_query_free(354 of \"operator\")",
-    "nCfg_query(340)",
-    "cmf_query_create_child_with_key(340, 14050, \"operator\")",
-    "add_default_gui_dashboard(14050 of \"operator\", \"operator\", 0, 0, 1)",
-    "cmf_query_free(14050 of \"operator\")",
-    "cmf_get_cur_domain_id()",
-    "cmf_write_config(7)",
-    "SSHPubKeySet(\"operator\")",
-};
-
-std::string joined(const Lines &lines) {
-  std::string text;
-  for (const std::string &line : lines) {
-    text += line + '\n';
-  }
-  return text;
-}
-
-Lines operator+(Lines first, const Lines &second) {
-  first.insert(first.end(), second.begin(), second.end());
-  return first;
-}
+using account_calls::kDashboardLookUps;
+using account_calls::kOperatorsAccount;
+using account_calls::kOperatorsPassword;
 
 class Account : public RecordingTest {
  protected:
   Account() {
     recording::seed_factory_defaults();
-    os_.write("/dev/urandom", "0123456789012345678901234567890123456789012345678901234567890123456789");
+    account_calls::write_random_digits(os_);
   }
 
   static int32_t create(const char *user_name, const char *password) {
@@ -115,9 +67,7 @@ TEST_F(Account, AnUnknownWidgetHasTheKeyZero) {
 TEST_F(Account, WithAPasswordIsCreatedInThisOrder) {
   EXPECT_EQ(create("operator", "Secret-1"), 0);
   EXPECT_EQ(joined(recording::trace()),
-            joined(Lines{"copy_cmdb_default(340, 2464)", "check_passwd_policy(\"operator\", \"Secret-1\", 512)",
-                         "make_new_passwd(\"Secret-1\", 0)"} +
-                   kFromTheProfileOn));
+            joined(kOperatorsPassword + kOperatorsAccount + Lines{"SSHPubKeySet(\"operator\")"}));
 }
 
 TEST_F(Account, WithoutAPasswordGetsARandomOne) {
@@ -125,7 +75,7 @@ TEST_F(Account, WithoutAPasswordGetsARandomOne) {
   EXPECT_EQ(joined(recording::trace()),
             joined(Lines{"copy_cmdb_default(340, 2464)", "open(\"/dev/urandom\", read)", "close(\"/dev/urandom\")",
                          "make_new_passwd(\"0123456789012345678901234567890123456789012345678901234567890123\", 0)"} +
-                   kFromTheProfileOn));
+                   kOperatorsAccount + Lines{"SSHPubKeySet(\"operator\")"}));
 }
 
 TEST_F(Account, TheRecordHoldsTheseBytes) {

@@ -7,6 +7,7 @@
 
 #include "core/base/xml.h"
 #include "protocol/wire/endpoint.h"
+#include "tests/support/account_calls.h"
 #include "tests/support/fake_os.h"
 #include "tests/support/recording_fixture.h"
 #include "tests/support/recording_state.h"
@@ -22,14 +23,6 @@ const char kFullDocument[] =
     "<PublicKeys><PublicKey><Value>key</Value></PublicKey></PublicKeys></E>";
 const char kNotReady[] = "report(\"NotReady\", \"Provisioning\", \"Starting\", null)";
 const char kReady[] = "report(\"Ready\", null, null, \"\")";
-
-std::string joined(const Lines &lines) {
-  std::string text;
-  for (const std::string &line : lines) {
-    text += line + '\n';
-  }
-  return text;
-}
 
 class ProvisionAgent : public RecordingTest {
  protected:
@@ -82,61 +75,38 @@ TEST_F(ProvisionAgent, ProvisionsInThisOrder) {
     host_name_call += "\\x00";
   }
   host_name_call += "\", 64)";
-  EXPECT_EQ(joined(steps()), joined({
-                                 "access(\"/data/etc/.provisioned\", R_OK) -> ENOENT",
-                                 "message: [kelvane]: Provisioning...\\n",
-                                 kNotReady,
-                                 "SSHPubKeyAdd(\"key\", null, 1)",
-                                 "cmf_query_create(100)",
-                                 "cmf_query_update(100)",
-                                 "cmf_query_commit(100)",
-                                 "cmf_query_free(100)",
-                                 "cmf_get_cur_domain_id()",
-                                 "cmf_write_config(7)",
-                                 host_name_call,
-                                 "nCfg_query(440)",
-                                 "cmf_query_table_head(440)",
-                                 "cmf_query_get_next(440)",
-                                 "__nCfg_sess_table_change_by_mkey(0, 440, \"port2\", \"port2\", 0)",
-                                 "cmf_query_get_next(440) -> none",
-                                 "copy_cmdb_default(340, 2464)",
-                                 "check_passwd_policy(\"operator\", \"Secret-1\", 512)",
-                                 "make_new_passwd(\"Secret-1\", 0)",
-                                 "cmf_query_create(280)",
-                                 "cmf_query_do_table_find(280, 0, \"prof_admin\", 2)",
-                                 "cmf_query_free(280)",
-                                 "cmf_query_create(340)",
-                                 "passwd_policy_save_info(\"operator\")",
-                                 "cmf_query_table_append(340, \"operator\")",
-                                 "cmf_query_free(340)",
-                                 "nCfg_query(340)",
-                                 "cmf_query_create_child_with_key(340, 354, \"operator\")",
-                                 "cmf_query_table_append(354 of \"operator\", {11, 1, 1, 300})",
-                                 "cmf_query_table_append(354 of \"operator\", {12, 1, 1, 300})",
-                                 "cmf_query_table_append(354 of \"operator\", {13, 2, 1, 300})",
-                                 "cmf_query_table_append(354 of \"operator\", {14, 2, 1, 300})",
-                                 "cmf_query_table_append(354 of \"operator\", {15, 2, 1, 300})",
-                                 "cmf_query_table_append(354 of \"operator\", {16, 2, 1, 300})",
-                                 "cmf_query_table_append(354 of \"operator\", {17, 1, 1, 300})",
-                                 "cmf_query_table_append(354 of \"operator\", {18, 2, 1, 300})",
-                                 "cmf_query_free(354 of \"operator\")",
-                                 "nCfg_query(340)",
-                                 "cmf_query_create_child_with_key(340, 14050, \"operator\")",
-                                 "add_default_gui_dashboard(14050 of \"operator\", \"operator\", 0, 0, 1)",
-                                 "cmf_query_free(14050 of \"operator\")",
-                                 "cmf_get_cur_domain_id()",
-                                 "cmf_write_config(7)",
-                                 "SSHPubKeySet(\"operator\")",
-                                 "open(\"/data/etc/.provisioned\", create, 0600)",
-                                 "close(\"/data/etc/.provisioned\")",
-                                 "message: [kelvane]: Provisioning Done\\n",
-                                 "access(\"/etc/tmpdata.conf\", F_OK)",
-                                 "access(\"/data/etc/.customdata\", F_OK) -> ENOENT",
-                                 "rename(\"/etc/tmpdata.conf\", \"/data/etc/.customdata\")",
-                                 "open(\"/data/etc/ssh/ssh_host_rsa_key.pub.fp\", read)",
-                                 "close(\"/data/etc/ssh/ssh_host_rsa_key.pub.fp\")",
-                                 "report(\"Ready\", null, null, \"00112233445566778899aabbccddeeff\")",
-                             }));
+  const Lines before = {
+      "access(\"/data/etc/.provisioned\", R_OK) -> ENOENT",
+      "message: [kelvane]: Provisioning...\\n",
+      kNotReady,
+      "SSHPubKeyAdd(\"key\", null, 1)",
+      "cmf_query_create(100)",
+      "cmf_query_update(100)",
+      "cmf_query_commit(100)",
+      "cmf_query_free(100)",
+      "cmf_get_cur_domain_id()",
+      "cmf_write_config(7)",
+      host_name_call,
+      "nCfg_query(440)",
+      "cmf_query_table_head(440)",
+      "cmf_query_get_next(440)",
+      "__nCfg_sess_table_change_by_mkey(0, 440, \"port2\", \"port2\", 0)",
+      "cmf_query_get_next(440) -> none",
+  };
+  const Lines after = {
+      "SSHPubKeySet(\"operator\")",
+      "open(\"/data/etc/.provisioned\", create, 0600)",
+      "close(\"/data/etc/.provisioned\")",
+      "message: [kelvane]: Provisioning Done\\n",
+      "access(\"/etc/tmpdata.conf\", F_OK)",
+      "access(\"/data/etc/.customdata\", F_OK) -> ENOENT",
+      "rename(\"/etc/tmpdata.conf\", \"/data/etc/.customdata\")",
+      "open(\"/data/etc/ssh/ssh_host_rsa_key.pub.fp\", read)",
+      "close(\"/data/etc/ssh/ssh_host_rsa_key.pub.fp\")",
+      "report(\"Ready\", null, null, \"00112233445566778899aabbccddeeff\")",
+  };
+  EXPECT_EQ(joined(steps()),
+            joined(before + account_calls::kOperatorsPassword + account_calls::kOperatorsAccount + after));
   EXPECT_EQ(os_.read("/data/etc/.provisioned"), "10813fa8\n");
   EXPECT_EQ(support::mode_of(os_.real("/data/etc/.provisioned")), 0600);
 }
