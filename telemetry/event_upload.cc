@@ -8,8 +8,8 @@
 #include "core/base/log.h"
 #include "core/base/text.h"
 #include "core/base/xml.h"
+#include "protocol/http_request.h"
 #include "protocol/wire/endpoint.h"
-#include "protocol/wire/http_request.h"
 #include "telemetry/event_queue.h"
 
 namespace kelvane {

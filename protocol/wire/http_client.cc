@@ -13,7 +13,7 @@
 #include "core/base/text.h"
 #include "core/base/utc_time.h"
 #include "credentials/transport_cert.h"
-#include "protocol/wire/http_request.h"
+#include "protocol/http_request.h"
 
 namespace kelvane {
 

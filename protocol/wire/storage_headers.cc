@@ -1,7 +1,7 @@
 #include "protocol/wire/storage_headers.h"
 
+#include "protocol/http_request.h"
 #include "protocol/wire/http_client.h"
-#include "protocol/wire/http_request.h"
 
 namespace kelvane {
 

@@ -6,7 +6,7 @@
 
 #include "core/base/buffer.h"
 #include "core/base/curl_owners.h"
-#include "protocol/wire/http_request.h"
+#include "protocol/http_request.h"
 #include "tests/unit/protocol/spies.h"
 
 using kelvane::Buffer;

@@ -4,8 +4,8 @@
 #include <string>
 
 #include "core/base/buffer.h"
+#include "protocol/http_request.h"
 #include "protocol/wire/http_client.h"
-#include "protocol/wire/http_request.h"
 #include "tests/unit/protocol/allocation_spies.h"
 #include "tests/unit/protocol/spies.h"
 

@@ -9,10 +9,10 @@
 
 #include "core/base/buffer.h"
 #include "core/base/json_owners.h"
+#include "protocol/http_request.h"
 #include "protocol/wire/endpoint.h"
 #include "protocol/wire/ext_config.h"
 #include "protocol/wire/http_client.h"
-#include "protocol/wire/http_request.h"
 #include "protocol/wire/status_blob.h"
 #include "protocol/wire/wire_protocol.h"
 #include "tests/unit/protocol/allocation_spies.h"

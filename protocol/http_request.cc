@@ -1,4 +1,4 @@
-#include "protocol/wire/http_request.h"
+#include "protocol/http_request.h"
 
 #include <string.h>
 #include <unistd.h>

@@ -2,8 +2,8 @@
 // an upload, performing, and the three attempts with their pauses. Shared by the wire protocol's HTTP client, the
 // metadata protocol and telemetry; each sets its own options, in its own order, where the request is made. Blocks for
 // as long as the request and the pauses take; logs nothing.
-#ifndef KELVANE_PROTOCOL_WIRE_HTTP_REQUEST_H
-#define KELVANE_PROTOCOL_WIRE_HTTP_REQUEST_H
+#ifndef KELVANE_PROTOCOL_HTTP_REQUEST_H
+#define KELVANE_PROTOCOL_HTTP_REQUEST_H
 
 #include <curl/curl.h>
 #include <stddef.h>
