@@ -3,16 +3,19 @@
 #include <sched.h>
 #include <sys/mount.h>
 #include <sys/sysinfo.h>
+#include <sys/utsname.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <fstream>
 #include <utility>
 
+#include "platform/platform.h"
 #include "tools/sandbox/text_forms.h"
 #include "tools/sandbox/world.h"
 
@@ -27,6 +30,7 @@ int __real_sethostname(const char *name, size_t length);
 int __real_mount(const char *device, const char *folder, const char *type, unsigned long flags, const void *data);
 int __real_umount2(const char *folder, int flags);
 int __real_sysinfo(struct sysinfo *out);
+int __real_uname(utsname *out);
 long __real_sysconf(int name);
 [[noreturn]] void __real_exit(int status);
 }
@@ -165,6 +169,18 @@ void __wrap_tzset(void) {
   const SystemCall call("tzset", "", "");
   __real_tzset();
   call.done("0");
+}
+
+// The system is the one that the appliance's debug record tells of already, if it does.
+int __wrap_uname(utsname *out) {
+  const int result = __real_uname(out);
+  const std::string told = nCfg_debug_zone != nullptr ? nCfg_debug_zone->os_version : "";
+  const size_t blank = told.find(' ');
+  if (result == 0 && blank != std::string::npos) {
+    std::snprintf(out->sysname, sizeof out->sysname, "%s", told.substr(0, blank).c_str());
+    std::snprintf(out->release, sizeof out->release, "%s", told.c_str() + blank + 1);
+  }
+  return result;
 }
 
 int __wrap_sysinfo(struct sysinfo *out) {
