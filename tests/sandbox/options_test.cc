@@ -28,6 +28,12 @@ TEST(Options, RootAloneGivesTheDefaults) {
   EXPECT_TRUE(options.agent_arguments.empty());
 }
 
+TEST(Options, TheProxyAndTheHostsWithoutIt) {
+  const Options options = parse({"--root", "/r", "--proxy", "http://127.0.0.1:1", "--no-proxy", "a.example,b.example"});
+  EXPECT_EQ(options.proxy, "http://127.0.0.1:1");
+  EXPECT_EQ(options.no_proxy, "a.example,b.example");
+}
+
 TEST(Options, WhatStandsBehindTheDashesIsTheAgents) {
   const Options options = parse({"--root", "/r", "--", "-version", "--root"});
   EXPECT_EQ(options.agent_arguments, (std::vector<std::string>{"-version", "--root"}));

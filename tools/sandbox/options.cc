@@ -71,6 +71,8 @@ const std::vector<Row> &rows() {
        [](Options &o, const std::string &v) { o.host_name_file = v; }},
       {"--proxy", "URL", "the fabric, through which every request goes",
        [](Options &o, const std::string &v) { o.proxy = v; }},
+      {"--no-proxy", "HOSTS", "hosts, with commas between them, that are reached without it",
+       [](Options &o, const std::string &v) { o.no_proxy = v; }},
       {"--trace", "FILE", "write one line for each thing the agent does to the outside world; - for standard output",
        [](Options &o, const std::string &v) { o.trace = v; }},
       {"--trace-times", nullptr, "put the agent's seconds in front of each line of the trace",

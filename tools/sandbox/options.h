@@ -24,6 +24,7 @@ struct Options {
   std::optional<int64_t> stop_after;
   std::string host_name_file;
   std::string proxy;
+  std::string no_proxy;
   std::string trace;
   bool trace_times = false;
   std::string log;

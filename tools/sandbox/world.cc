@@ -37,7 +37,7 @@ std::string absolute(const std::string &path) {
   return path.empty() ? path : std::filesystem::absolute(path).lexically_normal().string();
 }
 
-void use_proxy(const std::string &url) {
+void use_proxy(const std::string &url, const std::string &except) {
   if (url.empty()) {
     return;
   }
@@ -45,6 +45,7 @@ void use_proxy(const std::string &url) {
     unsetenv(name);
   }
   setenv("http_proxy", url.c_str(), 1);
+  setenv("no_proxy", except.c_str(), 1);
 }
 
 // Looks for leaks while everything is still in place: later, OpenSSL has torn down what the agent's living objects lean
@@ -87,7 +88,7 @@ void set_up(const Options &options) {
   if (options.trace_times) {
     w.trace.set_prefix(seconds_prefix);
   }
-  use_proxy(options.proxy);
+  use_proxy(options.proxy, options.no_proxy);
   reference_set_root(w.paths.root().c_str());
   w.clock.start(options.clock, options.clock_factor, options.start_time);
   w.active = true;

@@ -96,7 +96,7 @@ void check_keys(const Json &scenario) {
     refuse_unknown(run,
                    {"name", "clock", "start_time", "stop_after", "script", "faults", "media", "media_mount_failures",
                     "debug_level", "arguments", "exit", "expect", "fresh", "fabric", "files", "media_files",
-                    "database_locked", "file_size_limit"},
+                    "database_locked", "file_size_limit", "no_proxy"},
                    "a run of agent");
     for (const auto &[key, value] : scenario::part(run, "expect").items()) {
       const bool of_fabric = run.contains("fabric") && scenario::is_cloud_expectation(key);
@@ -247,6 +247,9 @@ class Player {
       add("--media", media());
       add("--media-type", run.value("media", appliance().value("media", "udf")));
       add("--media-mount-failures", std::to_string(run.value("media_mount_failures", 0)));
+    }
+    if (run.contains("no_proxy")) {
+      add("--no-proxy", run["no_proxy"].get<std::string>());
     }
     if (run.contains("stop_after")) {
       add("--stop-after", run["stop_after"].dump());
