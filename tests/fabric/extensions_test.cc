@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cctype>
 #include <nlohmann/json.hpp>
 
 #include "tests/fabric/storage_client.h"
@@ -94,6 +95,54 @@ TEST(Plugins, MayTellAnotherThumbprintOrNone) {
   EXPECT_EQ(handler_settings(document, 2).count("protectedSettingsCertThumbprint"), 0u);
   EXPECT_EQ(handler_settings(document, 2)["protectedSettings"].get<std::string>().substr(0, 4), "MIIB");
 }
+
+TEST(Plugins, MayTellTheThumbprintOfAnotherCertificateInLowerCase) {
+  FabricProgram fabric(R"({"fabric":{"tenant":{"certificates":[{"name":"a"},{"name":"b"}]},"extensions":[{"name":"E",
+    "certificate":"a","protectedSettings":{"k":1},"settings":[{},{"thumbprint":{"certificate":"b"}},
+    {"certificate":"b"},{"thumbprint":{"certificate":"a","lowerCase":true}}]}]}})");
+  const std::string document = extensions(fabric);
+  std::string told[4];
+  for (int i = 0; i < 4; i++)
+    told[i] = handler_settings(document, i)["protectedSettingsCertThumbprint"].get<std::string>();
+  EXPECT_NE(told[0], told[1]);
+  EXPECT_EQ(told[1], told[2]);
+  for (char &c : told[0]) c = static_cast<char>(std::tolower(c));
+  EXPECT_EQ(told[0], told[3]);
+}
+
+TEST(Plugins, MayBeMany) {
+  FabricProgram fabric(R"({"fabric":{"extensions":[{"name":"E","count":400},{"name":"F"}]}})");
+  const std::string document = extensions(fabric);
+  EXPECT_THAT(document, HasSubstr("<Plugins>\n<Plugin name=\"E-1\" version=\"1.0.0.0\" state=\"enabled\" />\n"
+                                  "<Plugin name=\"E-2\" "));
+  EXPECT_THAT(document,
+              HasSubstr("<Plugin name=\"E-400\" version=\"1.0.0.0\" state=\"enabled\" />\n<Plugin name=\"F\" "));
+  EXPECT_THAT(document, Not(HasSubstr("E-401")));
+}
+
+TEST(Plugins, TextsMayBeDescribed) {
+  FabricProgram fabric(R"({"fabric":{"extensions":[{"name":{"join":["E.",{"repeat":["na",3]}]},
+    "publicSettings":{"c":{"join":["ls ",{"base64Of":{"a":[1,2]}}]},"d":{"base64Of":"plain"}}}]}})");
+  const std::string document = extensions(fabric);
+  EXPECT_THAT(document, HasSubstr("<Plugin name=\"E.nanana\" "));
+  EXPECT_EQ(handler_settings(document, 0)["publicSettings"].dump(), R"({"c":"ls eyJhIjpbMSwyXX0=","d":"cGxhaW4="})");
+}
+
+class SealedBy : public ::testing::TestWithParam<const char *> {};
+
+TEST_P(SealedBy, TheProgramOpensForTheCertificate) {
+  Folder folder;
+  FabricProgram fabric(std::string(R"({"fabric":{"extensions":[{"name":"E","certificate":"tenant","sealedBy":")") +
+                           GetParam() + R"(","protectedSettings":{"secret":"plum"}}]}})",
+                       {"--debug-keys"});
+  write_file(folder.file("b64"), handler_settings(extensions(fabric), 0)["protectedSettings"].get<std::string>());
+  const std::string tenant = fabric.folder().file("artifacts/tenant/tenant");
+  EXPECT_EQ(run_command("base64 -d " + folder.file("b64") + " | openssl cms -decrypt -binary -inform DER -inkey " +
+                        tenant + ".key.pem -recip " + tenant + ".pem"),
+            "{\"secret\":\"plum\"}");
+}
+
+INSTANTIATE_TEST_SUITE_P(Commands, SealedBy, ::testing::Values("smime", "cms"));
 
 constexpr char kTransport[] =
     R"({"fabric":{"extensions":[{"name":"E","transport":true,"protectedSettings":{"secret":"plum"}}]},

@@ -116,6 +116,19 @@ TEST(ScenarioFile, OfStorageAndItsExpectationsAreStrict) {
   EXPECT_THAT(complaint(R"({"expect":{"events":{"inOrder":[{"x":1}]}}})"), HasSubstr("expect.events.inOrder[0]"));
 }
 
+TEST(ScenarioFile, DescribedTextsAreStrict) {
+  for (const char *form :
+       {R"({"repeat":"a"})", R"({"repeat":["a"]})", R"({"repeat":["a",-1]})", R"({"repeat":["a",1,2]})",
+        R"({"repeat":["a",33554433]})", R"({"join":"a"})", R"({"join":["a",1]})"})
+    EXPECT_THAT(in_fabric(R"("ovf":{"hostName":)" + std::string(form) + "}"),
+                HasSubstr(std::string("it: ") + form + ": expected {\"repeat\": [TEXT, N]}"));
+  EXPECT_EQ(in_fabric(R"("ovf":{"hostName":{"repeat":["a",0]}})"), "(good)");
+  EXPECT_EQ(in_fabric(R"("extensions":[{"name":"e","thumbprint":{"certificate":"x"}}])"),
+            "it: fabric.extensions: e: no certificate is named \"x\"");
+  EXPECT_THAT(in_fabric(R"("extensions":[{"name":"e","sealedBy":"pgp"}])"), HasSubstr("is none of: smime, cms"));
+  EXPECT_THAT(in_fabric(R"("extensions":[{"name":"e","count":0}])"), HasSubstr("0 is not between 1 and 10000"));
+}
+
 TEST(ScenarioFile, DefaultsAreFilledIn) {
   Scenario scenario = parse_scenario("{}", "it");
   EXPECT_EQ(scenario.endpoint, "168.63.129.16");

@@ -3,6 +3,7 @@
 #include "tools/fabric/bytes.h"
 #include "tools/fabric/container.h"
 #include "tools/fabric/documents.h"
+#include "tools/fabric/openssl_program.h"
 
 namespace kelvane::fabric {
 
@@ -26,17 +27,36 @@ Recipient recipient_of(const SettingsSpec &settings, const Tenant &tenant, X509 
   return {transport, thumbprint_of(transport)};
 }
 
+std::string lower_case(std::string text) {
+  for (char &c : text)
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  return text;
+}
+
+// The thumbprint that the settings tell; empty for none.
+std::string told_thumbprint(const SettingsSpec &spec, const Tenant &tenant, const Recipient &recipient) {
+  if (!spec.tell_thumbprint) return "";
+  const std::string own = spec.thumbprint_of ? tenant.named(*spec.thumbprint_of).thumbprint : recipient.thumbprint;
+  return spec.thumbprint.value_or(spec.thumbprint_lower_case ? lower_case(own) : own);
+}
+
+// The protected settings as they are sent.
+std::string sealed(const SettingsSpec &spec, const Recipient &recipient) {
+  if (recipient.certificate == nullptr) return *spec.protected_settings;
+  if (spec.sealed_by)
+    return base64_encode(seal_by_program(*spec.sealed_by, *spec.protected_settings, recipient.certificate));
+  return protect_settings(*spec.protected_settings, recipient.certificate);
+}
+
 // The runtime settings' JSON, the protected part encrypted to whom the scenario names.
 std::string runtime_settings(const SettingsSpec &spec, const Tenant &tenant, X509 *transport) {
   if (spec.runtime_settings) return *spec.runtime_settings;
   Recipient recipient = recipient_of(spec, tenant, transport);
   Json settings = Json::object();
-  if (spec.tell_thumbprint && (spec.thumbprint || recipient.certificate != nullptr))
-    settings["protectedSettingsCertThumbprint"] = spec.thumbprint.value_or(recipient.thumbprint);
-  if (spec.protected_settings)
-    settings["protectedSettings"] = recipient.certificate == nullptr
-                                        ? *spec.protected_settings
-                                        : protect_settings(*spec.protected_settings, recipient.certificate);
+  const std::string thumbprint = told_thumbprint(spec, tenant, recipient);
+  if (!thumbprint.empty() || (spec.tell_thumbprint && spec.thumbprint))
+    settings["protectedSettingsCertThumbprint"] = thumbprint;
+  if (spec.protected_settings) settings["protectedSettings"] = sealed(spec, recipient);
   if (spec.public_settings) {
     Json open = Json::parse(*spec.public_settings, nullptr, false);
     settings["publicSettings"] = open.is_discarded() ? Json(*spec.public_settings) : open;

@@ -3,6 +3,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "tools/fabric/made_texts.h"
 #include "tools/fabric/scenario_parts.h"
 
 namespace kelvane::fabric {
@@ -23,6 +24,7 @@ Scenario parse_scenario(const std::string &text, const std::string &origin) {
   Json document = parse_json(text, origin);
   Scenario scenario;
   try {
+    document = with_made_texts(document);
     JsonFields top(document, "");
     scenario.name = top.text("name", scenario.name);
     scenario.description = top.text("description", "");

@@ -81,7 +81,10 @@ struct SettingsSpec {
   std::optional<std::string> certificate;         // whose key it is encrypted to
   bool transport = false;                         // encrypted to the certificate that the agent sent last
   bool tell_thumbprint = true;
-  std::optional<std::string> thumbprint;        // in place of that certificate's
+  std::optional<std::string> thumbprint;     // in place of that certificate's
+  std::optional<std::string> thumbprint_of;  // that of another certificate
+  bool thumbprint_lower_case = false;
+  std::optional<std::string> sealed_by;         // the openssl program's command that encrypts; none: the library
   std::optional<std::string> runtime_settings;  // the whole text, when it is given as it is
 };
 

@@ -15,6 +15,21 @@ bool is_false(const Json *value) {
   return value != nullptr && value->is_boolean() && !value->get<bool>();
 }
 
+// A text, or the thumbprint of a certificate, which may be told in lower case.
+void read_thumbprint(JsonFields &fields, SettingsSpec &settings) {
+  const Json *value = fields.find("thumbprint");
+  if (value == nullptr) return;
+  settings.tell_thumbprint = !is_false(value);
+  if (value->is_object()) {
+    JsonFields members(*value, fields.path_of("thumbprint"));
+    settings.thumbprint_of = members.required_text("certificate");
+    settings.thumbprint_lower_case = members.flag("lowerCase", false);
+    members.finish();
+  } else if (settings.tell_thumbprint) {
+    settings.thumbprint = fields.required_text("thumbprint");
+  }
+}
+
 // The members of one runtime settings element; what is absent stays as it is.
 void read_settings_members(JsonFields &fields, SettingsSpec &settings) {
   if (is_false(fields.find("seqNo")))
@@ -26,10 +41,8 @@ void read_settings_members(JsonFields &fields, SettingsSpec &settings) {
   read_settings_text(fields, "runtimeSettings", settings.runtime_settings);
   if (fields.find("certificate") != nullptr) settings.certificate = fields.required_text("certificate");
   settings.transport = fields.flag("transport", settings.transport);
-  if (is_false(fields.find("thumbprint")))
-    settings.tell_thumbprint = false;
-  else if (fields.find("thumbprint") != nullptr)
-    settings.thumbprint = fields.required_text("thumbprint");
+  read_thumbprint(fields, settings);
+  if (fields.find("sealedBy") != nullptr) settings.sealed_by = fields.choice("sealedBy", "", {"smime", "cms"});
   if (settings.transport && settings.certificate)
     throw ScenarioError(fields.path() + ": \"certificate\" and \"transport\" exclude each other");
 }
@@ -67,7 +80,18 @@ std::vector<Header> read_attributes(JsonFields &fields) {
   return out;
 }
 
-ExtensionSpec read_extension(const Json &value, const std::string &path) {
+// So many of them under names of their own, or the one.
+std::vector<ExtensionSpec> counted(const ExtensionSpec &extension, int64_t count) {
+  if (count == 1) return {extension};
+  std::vector<ExtensionSpec> out;
+  for (int64_t i = 1; i <= count; i++) {
+    out.push_back(extension);
+    out.back().name += "-" + std::to_string(i);
+  }
+  return out;
+}
+
+std::vector<ExtensionSpec> read_extension(const Json &value, const std::string &path) {
   JsonFields fields(value, path);
   ExtensionSpec extension;
   extension.name = fields.required_text("name");
@@ -76,16 +100,19 @@ ExtensionSpec read_extension(const Json &value, const std::string &path) {
   extension.attributes = read_attributes(fields);
   extension.settings = read_settings(fields);
   extension.settings_version = fields.text("settingsVersion", extension.version);
+  const int64_t count = fields.number("count", 1, 1, 10000);
   fields.finish();
-  return extension;
+  return counted(extension, count);
 }
 
 }  // namespace
 
 std::vector<ExtensionSpec> read_extensions(JsonFields &fields) {
   std::vector<ExtensionSpec> out;
+  size_t number = 0;
   for (const Json *extension : fields.list("extensions"))
-    out.push_back(read_extension(*extension, numbered(fields.path_of("extensions"), out.size())));
+    for (ExtensionSpec &one : read_extension(*extension, numbered(fields.path_of("extensions"), number++)))
+      out.push_back(std::move(one));
   return out;
 }
 

@@ -162,7 +162,8 @@ void check_names(const Scenario &scenario) {
       check_name(scenario, name, "fabric.goalStates: certificates");
     for (const ExtensionSpec &extension : state.extensions)
       for (const SettingsSpec &settings : extension.settings)
-        check_name(scenario, settings.certificate, "fabric.extensions: " + extension.name);
+        for (const auto &name : {settings.certificate, settings.thumbprint_of})
+          check_name(scenario, name, "fabric.extensions: " + extension.name);
   }
 }
 

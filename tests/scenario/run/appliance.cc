@@ -12,6 +12,7 @@
 #include "platform/platform.h"
 #include "platform/reference/reference.h"
 #include "tests/scenario/run/process.h"
+#include "tests/scenario/run/record_bytes.h"
 #include "tools/sandbox/records.h"
 
 namespace scenario {
@@ -180,7 +181,11 @@ Json answer(const Json &entry) {
     return {{"records", records_of(query, table)}};
   }
   const void *record = find(query, table, entry.value("key", std::string()));
-  return record == nullptr ? Json{{"absent", true}} : Json{{"fields", sandbox::record_fields(table, record)}};
+  if (record == nullptr) {
+    return {{"absent", true}};
+  }
+  return entry.contains("bytes") ? Json{{"bytes", as_digits(record, table.size)}}
+                                 : Json{{"fields", sandbox::record_fields(table, record)}};
 }
 
 }  // namespace
@@ -240,7 +245,13 @@ void place_file(const std::string &folder, const std::string &path, const Json &
   } else if (file.value("folder", false)) {
     files::create_directories(place);
   } else if (file.contains("symlink")) {
+    files::remove(place);
     files::create_symlink(file["symlink"].get<std::string>(), place);
+  } else if (file.value("pipe", false)) {
+    files::remove(place);
+    if (mkfifo(place.c_str(), 0600) != 0) {
+      throw std::runtime_error("cannot make the pipe " + path);
+    }
   } else {
     write_file(place, file);
   }

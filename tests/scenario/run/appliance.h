@@ -20,12 +20,13 @@ void make_appliance(const std::string &root, const Json &appliance);
 // Sets the agent debug level of the debug record below the root.
 void set_debug_level(const std::string &root, int64_t level);
 
-// Places one file below a folder: {"text"}, {"size"} (that many 'x'), {"mode"}, {"symlink"}, {"folder": true}.
+// Places one file below a folder: {"text"}, {"size"} (that many 'x'), {"mode"}, {"symlink"}, {"folder": true},
+// {"pipe": true}.
 void place_file(const std::string &folder, const std::string &path, const Json &file);
 
 // Answers one entry of "tables" with what there is: {"fields": {...}} or {"absent": true} for a record, {"records":
-// [...]} for the records of a table or of a parent record, {"keys": [...]} for an account's SSH keys, {"events": [...]}
-// for the system event log.
+// [...]} for the records of a table or of a parent record, {"bytes": DIGITS} for a record as it is, {"keys": [...]} for
+// an account's SSH keys, {"events": [...]} for the system event log.
 Json look_up(const std::string &root, const Json &entry);
 
 // Whether a stored password belongs to the clear one.

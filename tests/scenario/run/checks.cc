@@ -10,6 +10,7 @@
 #include <iterator>
 #include <stdexcept>
 
+#include "tests/scenario/run/record_bytes.h"
 #include "tests/scenario/run/secrets.h"
 #include "tools/sandbox/text_forms.h"
 
@@ -157,6 +158,9 @@ std::string check_file(const std::string &name, const Json &file, const std::str
     return fits_absent ? "" : mismatch("file " + name, exists ? "none" : "one", exists ? "one" : "none");
   }
   std::string report;
+  if (file.value("pipe", false)) {
+    return files::is_fifo(place) ? "" : mismatch("file " + name, "a pipe", "none");
+  }
   if (file.contains("symlink")) {
     const std::string target = files::is_symlink(place) ? files::read_symlink(place).string() : "no link";
     return target == file["symlink"].get<std::string>() ? "" : mismatch("link " + name, file["symlink"].dump(), target);
@@ -193,8 +197,17 @@ bool value_fits(const Json &expected, const Json &got) {
 
 constexpr std::array kAnswers = {"fields", "records", "keys", "events", "absent", "debug"};
 
+std::string check_bytes(const Json &entry, const Json &got) {
+  const std::string differs =
+      got.contains("bytes") ? bytes_difference(entry["bytes"], got["bytes"].get<std::string>()) : "no such record";
+  return differs.empty() ? "" : mismatch("configuration", entry.dump(), differs);
+}
+
 std::string check_table(const Json &entry, const std::string &root) {
   const Json got = look_up(root, entry);
+  if (entry.contains("bytes")) {
+    return check_bytes(entry, got);
+  }
   for (const char *name : kAnswers) {
     if (entry.contains(name) && (!got.contains(name) || !value_fits(entry[name], got[name]))) {
       return mismatch("configuration", entry.dump(), got.dump());

@@ -14,8 +14,10 @@ namespace scenario {
 // What one run of the agent left behind.
 struct RunResult {
   std::string root;
-  std::string cloud;   // the folder of the fabric's own files, its journal among them; empty without one
-  std::string folder;  // of the scenario file, where lists of lines lie
+  std::string cloud;       // the folder of the fabric's own files, its journal among them; empty without one
+  std::string folder;      // of the scenario file, where lists of lines lie
+  std::string kelvanectl;  // the program
+  std::string base;        // of the names of the run's own files
   int64_t debug_level = 0;
   int status = 0;
   Lines trace;

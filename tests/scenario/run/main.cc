@@ -14,6 +14,7 @@
 #include "tests/scenario/run/checks.h"
 #include "tests/scenario/run/cloud.h"
 #include "tests/scenario/run/database_lock.h"
+#include "tools/fabric/made_texts.h"
 
 namespace {
 
@@ -30,6 +31,7 @@ struct Settings {
   std::string file;
   std::string sandbox;
   std::string fabric;
+  std::string kelvanectl;
   std::string artifacts;
   bool keep = false;
 };
@@ -53,9 +55,12 @@ Settings read_arguments(int argc, char **argv) {
       settings.sandbox = value();
     } else if (argument == "--fabric") {
       settings.fabric = value();
+    } else if (argument == "--kelvanectl") {
+      settings.kelvanectl = value();
     } else if (argument[0] == '-' || !settings.file.empty()) {
       throw std::runtime_error(
-          "usage: kelvane-scenario FILE.json [--keep] [--artifacts DIR] [--sandbox PROGRAM] [--fabric PROGRAM]");
+          "usage: kelvane-scenario FILE.json [--keep] [--artifacts DIR] [--sandbox PROGRAM] [--fabric PROGRAM] "
+          "[--kelvanectl PROGRAM]");
     } else {
       settings.file = files::absolute(argument).string();
     }
@@ -65,6 +70,8 @@ Settings read_arguments(int argc, char **argv) {
   }
   settings.sandbox = settings.sandbox.empty() ? beside("../../../tools/sandbox", "kelvane-sandbox") : settings.sandbox;
   settings.fabric = settings.fabric.empty() ? beside("../../../tools/fabric", "kelvane-fabric") : settings.fabric;
+  settings.kelvanectl =
+      settings.kelvanectl.empty() ? beside("../../../tools/kelvanectl", "kelvanectl") : settings.kelvanectl;
   return settings;
 }
 
@@ -202,6 +209,8 @@ class Player {
       scenario::set_debug_level(root(), result.debug_level);
     }
     const std::string base = folder_ + "/run" + std::to_string(number);
+    result.kelvanectl = settings_.kelvanectl;
+    result.base = base;
     {
       const scenario::DatabaseLock lock(run.value("database_locked", false) ? root() : "");
       scenario::Process agent(command(run, base), base + ".out", base + ".err");
@@ -288,7 +297,7 @@ std::string work_folder(const Settings &settings) {
 }
 
 int run(const Settings &settings) {
-  const Json scenario = Json::parse(read_file(settings.file), nullptr, true, true);
+  const Json scenario = kelvane::fabric::with_made_texts(Json::parse(read_file(settings.file), nullptr, true, true));
   check_keys(scenario);
   const std::string folder = work_folder(settings);
   const std::string report = Player(settings, scenario, folder).play();

@@ -9,6 +9,8 @@
 #include <stdexcept>
 #include <vector>
 
+#include "tests/scenario/run/read_verbs.h"
+
 namespace scenario {
 namespace {
 
@@ -115,6 +117,7 @@ std::map<std::string, std::string> outputs(const RunResult &run) {
   if (!run.cloud.empty()) {
     out["the fabric's journal"] = slurp(run.cloud + "/journal.jsonl");
   }
+  out.merge(outputs_of_read_verbs(run.kelvanectl, run.root, run.base + ".kelvanectl"));
   for (const auto &entry : files::recursive_directory_iterator(run.root)) {
     if (entry.is_regular_file() && !entry.is_symlink()) {
       out[entry.path().string().substr(run.root.size())] = slurp(entry.path());

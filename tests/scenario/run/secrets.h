@@ -1,6 +1,6 @@
 // The search for secrets: everything that a run put out - trace, log, standard output and error, every file below the
-// root folder, the fabric's journal - must hold none of them, neither as they are nor in base64 nor in hexadecimal
-// digits. Blocks for as long as the reading takes.
+// root folder, the fabric's journal - and everything that kelvanectl then shows must hold none of them, neither as they
+// are nor in base64 nor in hexadecimal digits. Blocks for as long as the reading takes.
 #ifndef KELVANE_TESTS_SCENARIO_RUN_SECRETS_H
 #define KELVANE_TESTS_SCENARIO_RUN_SECRETS_H
 
