@@ -19,9 +19,9 @@ constexpr const char *kNobody = "http://127.0.0.1:1";
 // The fabric's own tests look for its leaks; here only its verdict counts.
 constexpr const char *kNoLeakCheck = "ASAN_OPTIONS=detect_leaks=0";
 
-// Not "events": in the expectations of a run these are the trace's.
-constexpr std::array kExpectations = {"violations", "requests", "requestOrder",   "status",
-                                      "blobs",      "health",   "roleProperties", "goalStates"};
+// Not "events": in the expectations of a run these are the trace's, and the fabric's are "telemetry".
+constexpr std::array kExpectations = {"violations", "requests",  "requestOrder",   "status",    "blobs",
+                                      "health",     "telemetry", "roleProperties", "goalStates"};
 
 std::string read_port(const std::string &file) {
   std::ifstream stream(file);

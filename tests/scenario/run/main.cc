@@ -164,7 +164,7 @@ class Player {
     own["expect"] = Json::object();
     for (const auto &[key, value] : scenario::part(run, "expect").items()) {
       if (scenario::is_cloud_expectation(key)) {
-        own["expect"][key] = value;
+        own["expect"][key == "telemetry" ? "events" : key] = value;
       }
     }
     std::ofstream(base + ".fabric.json") << own.dump();
@@ -296,11 +296,40 @@ std::string work_folder(const Settings &settings) {
   return pattern;
 }
 
+// The scenario once for each debug level of its list, or as it is.
+std::vector<Json> at_each_level(const Json &scenario) {
+  const Json levels = scenario::part(scenario, "appliance").value("debug_level", Json(0));
+  if (!levels.is_array()) {
+    return {scenario};
+  }
+  std::vector<Json> out;
+  for (const Json &level : levels) {
+    out.push_back(scenario);
+    out.back()["appliance"]["debug_level"] = level;
+  }
+  return out;
+}
+
+std::string play_at_each_level(const Settings &settings, const Json &scenario, const std::string &folder) {
+  const std::vector<Json> all = at_each_level(scenario);
+  if (all.size() == 1) {
+    return Player(settings, all.front(), folder).play();
+  }
+  std::string report;
+  for (const Json &one : all) {
+    const std::string level = one["appliance"]["debug_level"].dump();
+    files::create_directories(folder + "/level" + level);
+    const std::string own = Player(settings, one, folder + "/level" + level).play();
+    report += own.empty() ? "" : "at debug level " + level + ":\n" + own;
+  }
+  return report;
+}
+
 int run(const Settings &settings) {
   const Json scenario = kelvane::fabric::with_made_texts(Json::parse(read_file(settings.file), nullptr, true, true));
   check_keys(scenario);
   const std::string folder = work_folder(settings);
-  const std::string report = Player(settings, scenario, folder).play();
+  const std::string report = play_at_each_level(settings, scenario, folder);
   const bool kept = settings.keep || !settings.artifacts.empty();
   if (!report.empty()) {
     std::printf("FAILED %s\n%s", scenario.value("name", settings.file).c_str(), report.c_str());
