@@ -61,6 +61,51 @@ TEST(Status, AllDocumentsOrSomeInOrder) {
   EXPECT_EQ(finding_of(fabric, "status, in order"), "held");
 }
 
+TEST(Status, TheDocumentsAreToldWithTheGoalStateOfTheirTime) {
+  FabricProgram fabric(R"({"fabric":{"goalStates":[{"statusUploadBlob":{"type":"BlockBlob"}},
+    {"incarnation":"7","statusUploadBlob":{"type":"PageBlob",
+     "url":"http://storage.example.invalid/status/pages?sv=1&se=2099-12-31T00%3A00%3A00Z&sp=rw&sig=x"}}]}})");
+  const std::string pages = "http://storage.example.invalid/status/pages?sv=1&se=2099-12-31T00%3A00%3A00Z&sp=rw&sig=x";
+  EXPECT_EQ(fabric.control("GET", "/_fabric/status").body, "[]\n");
+  fabric.get("/machine/?comp=goalstate", kAgent);
+  put_block(fabric, "{}");
+  fabric.control("POST", "/_fabric/advance");
+  put_block(fabric, "{\"a\":1}");  // of the goal state that it knows
+  fabric.get("/machine/?comp=goalstate", kAgent);
+  create_pages(fabric, "512", pages);
+  const std::string told =
+      R"([
+  {
+    "blob": "storage.example.invalid/status/kelvane.status",
+    "type": "BlockBlob",
+    "size": 2,
+    "writes": 1,
+    "incarnation": "1",
+    "text": "{}"
+  },
+  {
+    "blob": "storage.example.invalid/status/kelvane.status",
+    "type": "BlockBlob",
+    "size": 7,
+    "writes": 1,
+    "incarnation": "1",
+    "text": "{\"a\":1}"
+  })";
+  EXPECT_EQ(fabric.control("GET", "/_fabric/status").body, told + "\n]\n") << "the page is not written yet";
+  put_pages(fabric, "bytes=0-511", "{\"a\":2}" + std::string(505, '\0'), pages);
+  EXPECT_EQ(fabric.control("GET", "/_fabric/status").body, told + R"(,
+  {
+    "blob": "storage.example.invalid/status/pages",
+    "type": "PageBlob",
+    "size": 512,
+    "writes": 1,
+    "incarnation": "7",
+    "text": "{\"a\":2}"
+  }
+]
+)");
+}
+
 TEST(Blobs, AreComparedInTheEnd) {
   FabricProgram fabric(expecting(R"("blobs":[{"name":"status/kelvane.status","type":"BlockBlob","base64":"AAE="},
     {"name":"status/other","absent":true},{"name":"status/third"}])"));
@@ -85,7 +130,7 @@ TEST(JsonMatch, ComparesEverythingAndKeepsTheOrder) {
 
 TEST(JsonMatch, TakesTheNamedMembersAlone) {
   EXPECT_EQ(json_mismatch(R"({"b":{"c":1}})", R"({"a":0,"b":{"d":0,"c":1}})", Members::kNamed), "");
-  EXPECT_EQ(json_mismatch(R"({"c":1})", R"({"a":0})", Members::kNamed), "$.c: expected, but there is none");
+  EXPECT_EQ(json_mismatch(R"({"c":1})", R"({"a":0})", Members::kNamed), "$.c: expected 1, came nothing");
 }
 
 TEST(JsonMatch, KnowsWildcards) {
@@ -95,6 +140,24 @@ TEST(JsonMatch, KnowsWildcards) {
   EXPECT_EQ(json_mismatch(R"(["<n>","<text>","<any>"])", R"([1,"",{}])", Members::kAll), "");
   EXPECT_NE(json_mismatch(R"("<n>")", R"("1")", Members::kAll), "");
   EXPECT_NE(json_mismatch(R"("<text>")", "1", Members::kAll), "");
+  EXPECT_EQ(json_mismatch(R"("<digits>")", R"("0123")", Members::kAll), "");
+  for (const char *other : {"123", R"("")", R"("-1")", R"("1a")"})
+    EXPECT_NE(json_mismatch(R"("<digits>")", other, Members::kAll), "") << other;
+}
+
+TEST(JsonMatch, TakesListsOfAnyLength) {
+  for (const char *list : {"[]", "[1]", "[1,2,3]"})
+    EXPECT_EQ(json_mismatch(R"(["<each>","<n>"])", list, Members::kAll), "") << list;
+  EXPECT_EQ(json_mismatch(R"(["<each>",{"a":"<n>"}])", R"([{"a":1},{"a":"x"}])", Members::kAll),
+            "$[1].a: expected \"<n>\", came \"x\"");
+  EXPECT_EQ(json_mismatch(R"(["<each>",1])", "{}", Members::kAll), "$: expected [\"<each>\",1], came {}");
+}
+
+TEST(JsonMatch, RefusesAMemberThatIsThereTwice) {
+  EXPECT_EQ(json_mismatch(R"({"a":2})", R"({"a":1,"a":2})", Members::kAll),
+            "expected every member once, came \"a\" twice");
+  EXPECT_EQ(json_mismatch(R"([{"a":1},{"a":1}])", R"([{"a":1},{"a":1}])", Members::kAll), "");
+  EXPECT_EQ(json_mismatch(R"({"a":{"a":1}})", R"({"a":{"a":1}})", Members::kAll), "");
 }
 
 }  // namespace

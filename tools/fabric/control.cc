@@ -27,6 +27,9 @@ Json request_object(const ControlCall &call) {
 ControlResult get_journal(const ControlCall &call) {
   return {json_answer(call.fabric.journal() + "\n")};
 }
+ControlResult get_status_documents(const ControlCall &call) {
+  return {json_answer(call.fabric.status_documents())};
+}
 ControlResult get_state(const ControlCall &call) {
   return {json_answer(call.fabric.state(call.context.listening))};
 }
@@ -81,9 +84,13 @@ struct Row {
 };
 
 constexpr std::array kRows{
-    Row{"/_fabric/journal", "GET", get_journal}, Row{"/_fabric/state", "GET", get_state},
-    Row{"/_fabric/verdict", "GET", get_verdict}, Row{"/_fabric/advance", "POST", advance},
-    Row{"/_fabric/fault", "POST", change_fault}, Row{"/_fabric/listen", "POST", change_listening},
+    Row{"/_fabric/journal", "GET", get_journal},
+    Row{"/_fabric/state", "GET", get_state},
+    Row{"/_fabric/status", "GET", get_status_documents},
+    Row{"/_fabric/verdict", "GET", get_verdict},
+    Row{"/_fabric/advance", "POST", advance},
+    Row{"/_fabric/fault", "POST", change_fault},
+    Row{"/_fabric/listen", "POST", change_listening},
     Row{"/_fabric/quit", "POST", quit},
 };
 

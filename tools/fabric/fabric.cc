@@ -77,6 +77,21 @@ std::string Fabric::journal() {
   return journal_.as_array();
 }
 
+std::string Fabric::status_documents() {
+  std::lock_guard<std::mutex> guard(lock_);
+  nlohmann::ordered_json out = nlohmann::ordered_json::array();
+  for (const Upload &upload : world_.storage.uploads()) {
+    if (!upload.complete() || world_.storage.announced_queries(upload.key).empty()) continue;
+    out.push_back({{"blob", upload.key},
+                   {"type", upload.type},
+                   {"size", upload.content.size()},
+                   {"writes", upload.writes},
+                   {"incarnation", upload.incarnation},
+                   {"text", upload.document()}});
+  }
+  return out.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+}
+
 std::string Fabric::state(bool listening) {
   std::lock_guard<std::mutex> guard(lock_);
   nlohmann::ordered_json out;

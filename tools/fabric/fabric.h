@@ -27,6 +27,8 @@ class Fabric {
   // What the control requests ask for.
   Verdict verdict();
   std::string journal();
+  // The status documents that were uploaded whole.
+  std::string status_documents();
   std::string state(bool listening);
   // The incarnation that is now current; empty when there was no next goal state.
   std::string advance();

@@ -4,6 +4,7 @@
 #include <sstream>
 
 #include "tools/fabric/made_texts.h"
+#include "tools/fabric/named_parts.h"
 #include "tools/fabric/scenario_parts.h"
 
 namespace kelvane::fabric {
@@ -24,7 +25,7 @@ Scenario parse_scenario(const std::string &text, const std::string &origin) {
   Json document = parse_json(text, origin);
   Scenario scenario;
   try {
-    document = with_made_texts(document);
+    document = with_made_texts(with_named_parts(document));
     JsonFields top(document, "");
     scenario.name = top.text("name", scenario.name);
     scenario.description = top.text("description", "");

@@ -28,6 +28,10 @@ bool Upload::complete() const {
   return std::all_of(written.begin(), written.end(), [](bool page) { return page; });
 }
 
+std::string Upload::document() const {
+  return type == kPageBlob ? content.substr(0, content.find_last_not_of('\0') + 1) : content;
+}
+
 Storage::Storage(const Scenario &scenario) {
   const StorageSpec &spec = scenario.storage;
   hosts_.insert(spec.hosts.begin(), spec.hosts.end());
@@ -72,7 +76,7 @@ void Storage::put(const std::string &key, const std::string &type, std::string c
 
 void Storage::put_block_blob(const std::string &key, const std::string &content) {
   put(key, kBlockBlob, content);
-  uploads_.push_back({.key = key, .type = kBlockBlob, .content = content, .writes = 1});
+  uploads_.push_back({.key = key, .type = kBlockBlob, .content = content, .writes = 1, .incarnation = incarnation_});
 }
 
 void Storage::put_page_blob(const std::string &key, size_t size) {
@@ -80,7 +84,8 @@ void Storage::put_page_blob(const std::string &key, size_t size) {
   uploads_.push_back({.key = key,
                       .type = kPageBlob,
                       .content = std::string(size, '\0'),
-                      .written = std::vector<bool>(size / kPage, false)});
+                      .written = std::vector<bool>(size / kPage, false),
+                      .incarnation = incarnation_});
 }
 
 void Storage::put_pages(const std::string &key, size_t first, const std::string &content) {

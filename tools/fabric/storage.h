@@ -28,7 +28,10 @@ struct Upload {
   std::string content;
   int64_t writes = 0;           // requests that carried some of it
   std::vector<bool> written{};  // of each page
+  std::string incarnation{};    // of the goal state that the agent knew when it began
   bool complete() const;
+  // What was written, without the zeros that fill the last page of a page blob.
+  std::string document() const;
 };
 
 class Storage {
@@ -52,6 +55,9 @@ class Storage {
   const std::map<std::string, Blob> &blobs() const { return blobs_; }
   const std::vector<Upload> &uploads() const { return uploads_; }
 
+  // The goal state that the agent knows; uploads from now on are of its time.
+  void goal_state_told(const std::string &incarnation) { incarnation_ = incarnation; }
+
  private:
   void put(const std::string &key, const std::string &type, std::string content);
   void announce(const StatusBlobSpec &blob, bool make);
@@ -61,6 +67,7 @@ class Storage {
   std::map<std::string, std::vector<std::string>> queries_;
   std::map<std::string, Blob> blobs_;
   std::vector<Upload> uploads_;
+  std::string incarnation_;
   unsigned changes_ = 0;
 };
 

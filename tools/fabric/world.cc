@@ -26,6 +26,7 @@ void World::goal_state_delivered(const std::string &missing) {
     known_[value.element] = value.value;
     if (value.element == "ContainerId") container_ids_.push_back(value.value);
   }
+  storage.goal_state_told(known_["Incarnation"]);
   delivered_++;
   delivered_of_current_++;
   if (state.advance_after != 0 && delivered_of_current_ >= state.advance_after) advance();
