@@ -147,6 +147,42 @@ TEST_F(ExtConfigTest, ExtensionsIsFoundAsTheRootAndDeepInside) {
   EXPECT_EQ(config_.incarnation, 3);
 }
 
+TEST_F(ExtConfigTest, OfSeveralExtensionsTheFirstTellsTheIncarnation) {
+  EXPECT_EQ(parse("<All><Extensions goalStateIncarnation=\"4\"/><Extensions goalStateIncarnation=\"5\"/></All>"), 0);
+  EXPECT_EQ(config_.incarnation, 4);
+}
+
+TEST_F(ExtConfigTest, OfSeveralStatusBlobsTheFirstCounts) {
+  EXPECT_EQ(parse_inside("<StatusUploadBlob statusBlobType=\"PageBlob\">http://s/1</StatusUploadBlob>"
+                         "<StatusUploadBlob statusBlobType=\"BlockBlob\">http://s/2</StatusUploadBlob>"),
+            0);
+  EXPECT_EQ(config_.page_blob, 1u);
+  EXPECT_STREQ(config_.status_upload_url.get(), "http://s/1");
+}
+
+TEST_F(ExtConfigTest, AFirstStatusBlobWithoutAnAddressIsNotMadeUpForByTheSecond) {
+  EXPECT_EQ(parse_inside("<StatusUploadBlob/><StatusUploadBlob>http://s/2</StatusUploadBlob>"), 0);
+  EXPECT_FALSE(config_.status_upload_url.present());
+}
+
+TEST_F(ExtConfigTest, OfSeveralPluginsElementsTheFirstCounts) {
+  EXPECT_EQ(parse_inside("<Plugins><Plugin name=\"A\" version=\"1.0\"/></Plugins>"
+                         "<Plugins><Plugin name=\"B\" version=\"1.0\"/></Plugins>"),
+            0);
+  EXPECT_EQ(names(config_), Lines{"A"});
+}
+
+TEST_F(ExtConfigTest, OfSeveralPluginSettingsTheFirstCounts) {
+  EXPECT_EQ(parse_inside("<Plugins><Plugin name=\"A\" version=\"1.0\"/><Plugin name=\"B\" version=\"1.0\"/></Plugins>"
+                         "<PluginSettings><Plugin name=\"A\" version=\"1.0\"><RuntimeSettings seqNo=\"1\"/></Plugin>"
+                         "</PluginSettings>"
+                         "<PluginSettings><Plugin name=\"A\" version=\"1.0\"><RuntimeSettings seqNo=\"2\"/></Plugin>"
+                         "<Plugin name=\"B\" version=\"1.0\"><RuntimeSettings seqNo=\"3\"/></Plugin></PluginSettings>"),
+            0);
+  EXPECT_EQ(handler(0).sequence_number, 1);
+  EXPECT_EQ(handler(1).has_runtime_settings, 0u);
+}
+
 TEST_F(ExtConfigTest, AnEmptyConfigurationReleasesUrlAndHandlersButNothingElse) {
   parse(kWhole);
   config_.page_blob = 1;

@@ -345,6 +345,21 @@ TEST_F(HttpClientTest, HeadLogsUrlResultAndHeaders) {
                                           "[kelvane]: curl_error: httpHead:196 res 0, code 200\n"}));
 }
 
+// Neither a body nor a result: nothing was sent.
+TEST_F(HttpClientTest, AnAttemptWithoutAHandleLogsItsUrlAlone) {
+  recording::set_debug_level(7);
+  spies::spies().refuse_handles = true;
+  BufferOwner body;
+  fill(body, "x");
+  kelvane::httpHead("http://a.test/1", nullptr, response_.get(), &code_);
+  kelvane::httpGet("http://a.test/2", nullptr, response_.get(), &code_);
+  kelvane::httpPost("http://a.test/3", nullptr, body.get(), &code_);
+  kelvane::httpPut("http://a.test/4", nullptr, body.get(), &code_);
+  EXPECT_EQ(recording::messages(),
+            (Lines{"[kelvane]: httpHead:171 URL: http://a.test/1\n", "[kelvane]: httpGet:212 URL: http://a.test/2\n",
+                   "[kelvane]: httpPost:251 URL: http://a.test/3\n", "[kelvane]: httpPut:290 URL: http://a.test/4\n"}));
+}
+
 TEST_F(HttpClientTest, NothingIsLoggedAtLevelSix) {
   recording::set_debug_level(6);
   peer_->handler([](const support::PeerRequest &) { return answer(404); });

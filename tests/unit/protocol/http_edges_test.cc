@@ -29,6 +29,23 @@ std::string captured() {
   return kelvane::captured_blob_type() != nullptr ? kelvane::captured_blob_type() : "(none)";
 }
 
+TEST_F(HttpEdgesTest, AResponseOfNoItemsIsAnsweredWithZeroAndChangesNothing) {
+  char data[] = "abc";
+  kelvane::__makeBuffer(buffer_.get(), "kept");
+  EXPECT_EQ(kelvane::event_curl_recv_cb(data, 1, 0, buffer_.get()), 0u);
+  EXPECT_STREQ(buffer_.data(), "kept");
+}
+
+TEST_F(HttpEdgesTest, AResponseOfItemsWithoutBytesAddsNothingAndReturnsTheirCount) {
+  char data[] = "abc";
+  EXPECT_EQ(kelvane::event_curl_recv_cb(data, 0, 3, buffer_.get()), 3u);
+  EXPECT_EQ(buffer_.length(), 0u);
+  kelvane::__makeBuffer(buffer_.get(), "kept");
+  EXPECT_EQ(kelvane::event_curl_recv_cb(data, 0, 3, buffer_.get()), 3u);
+  EXPECT_EQ(buffer_.length(), 4u);
+  EXPECT_STREQ(buffer_.data(), "kept");
+}
+
 TEST_F(HttpEdgesTest, AnAbsentBodyIsPostedAsTheEmptyText) {
   peer_->script({answer(200)});
   EXPECT_EQ(kelvane::httpPost("http://a.test/", nullptr, buffer_.get(), &code_), 0);

@@ -131,6 +131,34 @@ TEST_F(StatusUpload, AHeadThatFailsYieldsNoType) {
   EXPECT_FALSE(kelvane::blob_type_reported());
 }
 
+// The answer of an attempt that failed is one that a HEAD has seen: what a later one lacks does not undo it.
+TEST_F(StatusUpload, ATypeThatAFailedAttemptToldCountsWhenTheNextSucceedsWithoutOne) {
+  int heads = 0;
+  peer_->handler([&heads](const support::PeerRequest &request) {
+    if (request.method != "HEAD") {
+      return answer(201);
+    }
+    return ++heads == 1 ? answer(503, "", {"x-ms-blob-type: PageBlob"}) : answer(200);
+  });
+  report();
+  EXPECT_EQ(peer_->request_lines(), (Lines{kHead, kHead, kPut, kPage}));
+  EXPECT_EQ(events(), Lines{kMismatch + "[HEAD PageBlob], [CONFIG BlockBlob]"});
+}
+
+TEST_F(StatusUpload, TheLastAttemptsTypeCounts) {
+  int heads = 0;
+  peer_->handler([&heads](const support::PeerRequest &request) {
+    if (request.method != "HEAD") {
+      return answer(201);
+    }
+    return ++heads == 1 ? answer(503, "", {"x-ms-blob-type: PageBlob"})
+                        : answer(200, "", {"x-ms-blob-type: BlockBlob"});
+  });
+  report();
+  EXPECT_EQ(peer_->request_lines(), (Lines{kHead, kHead, kPut}));
+  EXPECT_EQ(events(), Lines{kMatch + "[BlockBlob]"});
+}
+
 TEST_F(StatusUpload, ATypeOfTheLastUploadDoesNotCount) {
   report();
   blob_is("");
