@@ -1,16 +1,14 @@
 #include "tools/demo/demo.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <csignal>
-#include <cstdio>
+#include <ctime>
 #include <fstream>
-#include <nlohmann/json.hpp>
 #include <stdexcept>
 
 #include "tools/demo/journal.h"
-#include "tools/demo/timeline.h"
+#include "tools/demo/output.h"
+#include "tools/demo/step.h"
 
 namespace demo {
 namespace {
@@ -19,8 +17,6 @@ constexpr int kPortTries = 400;
 constexpr long kPollMilliseconds = 50;
 // How often the agent looks for the endpoint in vain before the demo's DHCP client has it.
 constexpr int kEmptyLooks = 2;
-// When the agent is asked for its certificate store: after the first extension pass.
-constexpr int64_t kDumpSecond = 50;
 constexpr const char *kCertificatesCommand = "2";
 constexpr int kReportTries = 20;
 
@@ -39,14 +35,7 @@ std::string tail_of(const std::filesystem::path &file) {
 }
 
 std::string endpoint_of(const std::filesystem::path &scenario) {
-  std::ifstream stream(scenario);
-  const nlohmann::json document = nlohmann::json::parse(stream, nullptr, true, true);
-  return document.value("fabric", nlohmann::json::object()).value("endpoint", "168.63.129.16");
-}
-
-void headline(const std::string &text, bool colour) {
-  std::printf("%s%s%s\n", colour ? "\033[1m" : "", text.c_str(), colour ? "\033[0m" : "");
-  std::fflush(stdout);
+  return read_scenario(scenario).value("fabric", Json::object()).value("endpoint", "168.63.129.16");
 }
 
 }  // namespace
@@ -55,7 +44,7 @@ void Demo::interrupt() {
   interrupted = 1;
 }
 
-Demo::Demo(Options options) : options_(std::move(options)), colour_(isatty(STDOUT_FILENO) != 0) {
+Demo::Demo(Options options) : options_(std::move(options)), start_time_(std::time(nullptr)) {
   options_.out = std::filesystem::absolute(options_.out);
   options_.build = std::filesystem::absolute(options_.build);
   std::filesystem::remove_all(options_.out);
@@ -104,32 +93,40 @@ void Demo::make_factory_state() {
   std::ofstream(root() / "data/etc/ssh/ssh_host_rsa_key.pub.fp") << fingerprint();
 }
 
+// Each start has a log and a trace of its own, and the clock goes on where it was.
 void Demo::start_agent() {
-  std::vector<std::string> argv = {program("kelvane-sandbox"),
-                                   "--root",
-                                   root(),
-                                   "--media",
-                                   options_.out / "media",
-                                   "--clock",
-                                   "scaled:" + std::to_string(options_.speed),
-                                   "--proxy",
-                                   "http://127.0.0.1:" + std::to_string(port_),
-                                   "--log",
-                                   options_.out / "agent.log",
-                                   "--trace",
-                                   options_.out / "trace.txt",
-                                   "--trace-times"};
-  if (!options_.keep) {
-    argv.insert(argv.end(), {"--stop-after", std::to_string(options_.seconds)});
-  }
-  agent_ = std::make_unique<Process>(argv, options_.out / "sandbox.log");
+  const std::string number = logs_.empty() ? "" : "-" + std::to_string(logs_.size() + 1);
+  logs_.push_back(options_.out / ("agent" + number + ".log"));
+  traces_.push_back(options_.out / ("trace" + number + ".txt"));
+  second_of_start_ = second_;
+  trace_ = std::make_unique<Follower>(traces_.back());
+  agent_ = std::make_unique<Process>(
+      std::vector<std::string>{program("kelvane-sandbox"), "--root", root(), "--media", options_.out / "media",
+                               "--clock", "scaled:" + std::to_string(options_.speed), "--start-time",
+                               std::to_string(start_time_ + second_), "--proxy",
+                               "http://127.0.0.1:" + std::to_string(port_), "--log", logs_.back(), "--trace",
+                               traces_.back(), "--trace-times"},
+      options_.out / ("sandbox" + number + ".log"));
+}
+
+void Demo::restart_agent(int signal) {
+  print({second_, Look::kMachine, std::string("the agent is ended by SIG") + (signal == SIGKILL ? "KILL" : "TERM")});
+  agent_->end_by(signal);
+  tell_new_lines();
+  start_agent();
+  print({second_, Look::kMachine, "(the supervisor's part, played by the demo) the agent is started again"});
+}
+
+std::vector<std::filesystem::path> Demo::logs_and_traces() const {
+  std::vector<std::filesystem::path> all = logs_;
+  all.insert(all.end(), traces_.begin(), traces_.end());
+  return all;
 }
 
 void Demo::store_endpoint() {
   const std::string endpoint = endpoint_of(options_.scenario);
   kelvanectl({"endpoint", "set", endpoint});
-  print({second_, Kind::kMachine, "(the DHCP client's part, played by the demo) endpoint " + endpoint + " into port1"},
-        colour_);
+  print({second_, Look::kMachine, "(the DHCP client's part, played by the demo) endpoint " + endpoint + " into port1"});
 }
 
 // The journal's line may come a moment after the agent's.
@@ -138,70 +135,74 @@ void Demo::tell_report(int64_t second) {
   for (int i = 0; i < kReportTries; ++i) {
     const std::vector<std::string> all = reports(journal());
     if (all.size() >= reports_) {
-      print({second, Kind::kReports, all[reports_ - 1]}, colour_);
+      print({second, Look::kReports, all[reports_ - 1]});
       return;
     }
     pause_milliseconds(kPollMilliseconds);
   }
 }
 
-// Into the log, from where the report takes it. An agent that is busy with a request does not answer in time.
 void Demo::dump_certificates() {
-  dumped_ = true;
-  headline("The agent is asked for its certificate store: kelvanectl command 2", colour_);
+  say("The agent is asked for its certificate store: kelvanectl command 2", Look::kBold);
   try {
     kelvanectl({"command", kCertificatesCommand});
   } catch (const std::runtime_error &error) {
-    print({second_, Kind::kLogs, error.what()}, colour_);
+    print({second_, Look::kLogs, error.what()});
   }
 }
 
 void Demo::tell_line(const std::string &line) {
-  second_ = std::max(second_, second_of(line));
+  const int64_t second = second_of_start_ + std::max<int64_t>(second_of(line), 0);
+  second_ = std::max(second_, second);
   const char *heading = heading_of(line);
   if (heading != nullptr && headings_.insert(heading).second) {
-    headline(heading, colour_);
+    say(heading, Look::kBold);
   }
   // The dump shows private keys as well; they stay in the log file.
-  const std::optional<Entry> entry = line.find("-----BEGIN ") != std::string::npos ? std::nullopt : tell(line);
+  std::optional<Entry> entry = line.find("-----BEGIN ") != std::string::npos ? std::nullopt : tell(line);
   if (entry) {
-    print(*entry, colour_);
+    entry->second = second;
+    print(*entry);
   }
   if (is_report(line)) {
-    tell_report(second_of(line));
+    tell_report(second);
   }
   if (line.find("log AzureEndpoint = 0\\n") != std::string::npos && ++empty_looks_ == kEmptyLooks) {
     store_endpoint();
   }
 }
 
-void Demo::watch() {
-  Follower trace(options_.out / "trace.txt");
-  for (bool running = true; running && (!options_.keep || second_ < options_.seconds);) {
-    check_interrupted();
-    running = agent_->running();
-    for (const std::string &line : trace.lines()) {
-      tell_line(line);
-    }
-    if (running && !dumped_ && second_ >= kDumpSecond) {
-      dump_certificates();
-    }
-    pause_milliseconds(kPollMilliseconds);
-  }
-  if (!agent_->running() && (options_.keep || agent_->status() != 0)) {
-    throw std::runtime_error("the agent ended with status " + std::to_string(agent_->status()) + " after " +
-                             std::to_string(second_) + " of its seconds:\n" + tail_of(options_.out / "sandbox.log"));
+void Demo::tell_new_lines() {
+  for (const std::string &line : trace_->lines()) {
+    tell_line(line);
   }
 }
 
-void Demo::play() {
-  headline("a first boot, " + std::to_string(options_.speed) + " agent seconds in a second; scenario " +
-               options_.scenario.filename().string(),
-           colour_);
+void Demo::agent_is_gone() {
+  throw std::runtime_error("the agent ended with status " + std::to_string(agent_->status()) + " after " +
+                           std::to_string(second_) + " of its seconds:\n" + tail_of(options_.out / "sandbox.log"));
+}
+
+bool Demo::watch(const std::function<bool()> &done, int64_t until) {
+  for (;;) {
+    check_interrupted();
+    const bool running = agent_->running();
+    const bool enough = done();
+    tell_new_lines();
+    if (enough || second_ >= until) {
+      return enough;
+    }
+    if (!running) {
+      agent_is_gone();
+    }
+    pause_milliseconds(kPollMilliseconds);
+  }
+}
+
+void Demo::start() {
   start_fabric();
   make_factory_state();
   start_agent();
-  watch();
 }
 
 }  // namespace demo

@@ -44,12 +44,11 @@ void connect_to(const Socket &socket, uint16_t port) {
   }
 }
 
-}  // namespace
-
-std::string http_get(uint16_t port, const std::string &path) {
+std::string http_request(uint16_t port, const std::string &method, const std::string &path) {
   const Socket socket;
   connect_to(socket, port);
-  const std::string request = "GET " + path + " HTTP/1.0\r\nHost: 127.0.0.1\r\nConnection: close\r\n\r\n";
+  const std::string request =
+      method + " " + path + " HTTP/1.0\r\nHost: 127.0.0.1\r\nContent-Length: 0\r\nConnection: close\r\n\r\n";
   if (send(socket.get(), request.data(), request.size(), MSG_NOSIGNAL) != static_cast<ssize_t>(request.size())) {
     failed("send");
   }
@@ -63,7 +62,20 @@ std::string http_get(uint16_t port, const std::string &path) {
   if (got < 0 || end == std::string::npos) {
     failed("no whole answer to " + path);
   }
+  if (answer.compare(8, 5, " 200 ") != 0) {
+    throw std::runtime_error("the fabric refuses " + method + " " + path + ": " + answer.substr(end + 4));
+  }
   return answer.substr(end + 4);
+}
+
+}  // namespace
+
+std::string http_get(uint16_t port, const std::string &path) {
+  return http_request(port, "GET", path);
+}
+
+std::string http_post(uint16_t port, const std::string &path) {
+  return http_request(port, "POST", path);
 }
 
 }  // namespace demo

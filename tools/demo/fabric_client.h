@@ -8,8 +8,9 @@
 
 namespace demo {
 
-// The body of the answer to GET http://127.0.0.1:port/path.
+// The body of the answer to GET or POST http://127.0.0.1:port/path. Any status but 200 is a failure.
 std::string http_get(uint16_t port, const std::string &path);
+std::string http_post(uint16_t port, const std::string &path);
 
 }  // namespace demo
 

@@ -74,6 +74,18 @@ bool Process::running() {
   return !ended_;
 }
 
+void Process::end_by(int signal) {
+  if (running()) {
+    kill(pid_, signal);
+  }
+  for (int i = 0; i < kStopTries && running(); ++i) {
+    pause_milliseconds(kStopPause);
+  }
+  if (running()) {
+    throw std::runtime_error("process " + std::to_string(pid_) + " does not end");
+  }
+}
+
 void Process::stop() {
   if (kept_ || !running()) {
     return;

@@ -24,6 +24,9 @@ class Process {
   bool running();
   int status() const { return status_; }
 
+  // Ends it by a signal and waits until it is gone. Throws when that takes too long.
+  void end_by(int signal);
+
   // SIGTERM, and SIGKILL two seconds later. Nothing when it has ended or was let go.
   void stop();
 

@@ -11,17 +11,11 @@
 namespace demo {
 namespace {
 
-struct Look {
-  const char *word;
-  const char *colour;
-};
-
-const std::map<Kind, Look> &looks() {
-  static const std::map<Kind, Look> kLooks = {
-      {Kind::kAsks, {"asks", "\033[36m"}},         {Kind::kWrites, {"writes", "\033[33m"}},
-      {Kind::kConfigures, {"config", "\033[32m"}}, {Kind::kMachine, {"machine", "\033[35m"}},
-      {Kind::kLogs, {"logs", "\033[90m"}},         {Kind::kReports, {"reports", "\033[1;36m"}}};
-  return kLooks;
+const char *word_of(Look look) {
+  static const std::map<Look, const char *> kWords = {{Look::kAsks, "asks"},         {Look::kWrites, "writes"},
+                                                      {Look::kConfigures, "config"}, {Look::kMachine, "machine"},
+                                                      {Look::kLogs, "logs"},         {Look::kReports, "reports"}};
+  return kWords.at(look);
 }
 
 std::string table_name(const std::string &number) {
@@ -57,49 +51,49 @@ std::string logs(const Match &m) {
 
 struct Rule {
   std::regex pattern;
-  Kind kind;
+  Look look;
   std::string (*text)(const Match &);
 };
 
 // The first rule that fits the whole line behind the seconds tells it.
 const std::vector<Rule> &rules() {
   static const std::vector<Rule> kRules = {
-      {std::regex("request (\\S+) (\\S+) = (\\d+) (\\d+)"), Kind::kAsks, asks},
-      {std::regex("request (.* fails as planned.*)"), Kind::kAsks, as_it_is},
-      {std::regex("log (.*)"), Kind::kLogs, logs},
-      {std::regex("system f?open\\(\"(/[^\"]+)\", \"[wax]+\"\\) = ok"), Kind::kWrites, as_it_is},
-      {std::regex("system rename\\(\"([^\"]+)\", \"([^\"]+)\"\\) = 0"), Kind::kWrites,
+      {std::regex("request (\\S+) (\\S+) = (\\d+) (\\d+)"), Look::kAsks, asks},
+      {std::regex("request (.* fails as planned.*)"), Look::kAsks, as_it_is},
+      {std::regex("log (.*)"), Look::kLogs, logs},
+      {std::regex("system f?open\\(\"(/[^\"]+)\", \"[wax]+\"\\) = ok"), Look::kWrites, as_it_is},
+      {std::regex("system rename\\(\"([^\"]+)\", \"([^\"]+)\"\\) = 0"), Look::kWrites,
        [](const Match &m) { return m[2].str() + ", moved there from " + m[1].str(); }},
-      {std::regex("system symlink\\(\"([^\"]+)\", \"([^\"]+)\"\\) = 0"), Kind::kWrites,
+      {std::regex("system symlink\\(\"([^\"]+)\", \"([^\"]+)\"\\) = 0"), Look::kWrites,
        [](const Match &m) { return m[2].str() + ", a link to " + m[1].str(); }},
-      {std::regex("platform ncfg_copyfile\\(\"([^\"]+)\", \"([^\"]+)\"\\).*"), Kind::kWrites,
+      {std::regex("platform ncfg_copyfile\\(\"([^\"]+)\", \"([^\"]+)\"\\).*"), Look::kWrites,
        [](const Match &m) { return m[2].str() + ", a copy of " + m[1].str(); }},
-      {std::regex("system mount\\(\"([^\"]+)\", \"([^\"]+)\", \"([^\"]+)\".* = (.*)"), Kind::kMachine,
+      {std::regex("system mount\\(\"([^\"]+)\", \"([^\"]+)\", \"([^\"]+)\".* = (.*)"), Look::kMachine,
        [](const Match &m) {
          return "mount " + m[1].str() + " as " + m[3].str() + (m[4].str() == "0" ? "" : ": " + m[4].str());
        }},
-      {std::regex("system umount\\(\"([^\"]+)\"\\) = 0"), Kind::kMachine,
+      {std::regex("system umount\\(\"([^\"]+)\"\\) = 0"), Look::kMachine,
        [](const Match &m) { return "unmount " + m[1].str(); }},
-      {std::regex("system sethostname\\(\"([^\"]+)\".*"), Kind::kMachine,
+      {std::regex("system sethostname\\(\"([^\"]+)\".*"), Look::kMachine,
        [](const Match &m) { return "host name " + m[1].str(); }},
-      {std::regex("system (kill\\(.*)"), Kind::kMachine, as_it_is},
-      {std::regex("platform cmf_query_table_append\\(354 of (\"[^\"]*\"), (.*)\\) = 0"), Kind::kConfigures,
+      {std::regex("system (kill\\(.*)"), Look::kMachine, as_it_is},
+      {std::regex("platform cmf_query_table_append\\(354 of (\"[^\"]*\"), (.*)\\) = 0"), Look::kConfigures,
        [](const Match &m) { return "append to the dashboard of " + m[1].str() + ": " + m[2].str(); }},
-      {std::regex("platform cmf_query_table_append\\((\\d+)( of \"[^\"]*\")?, (.*)\\) = 0"), Kind::kConfigures,
+      {std::regex("platform cmf_query_table_append\\((\\d+)( of \"[^\"]*\")?, (.*)\\) = 0"), Look::kConfigures,
        [](const Match &m) { return "append to " + table_name(m[1]) + m[2].str() + ": " + m[3].str(); }},
-      {std::regex("platform __nCfg_sess_table_change_by_mkey\\(\\d+, (\\d+), (.*), \\d+\\) = 0"), Kind::kConfigures,
+      {std::regex("platform __nCfg_sess_table_change_by_mkey\\(\\d+, (\\d+), (.*), \\d+\\) = 0"), Look::kConfigures,
        [](const Match &m) { return "change in " + table_name(m[1]) + ": " + m[2].str(); }},
-      {std::regex("platform nCfg_table_delete_by_mkey\\((\\d+), (.*)\\) = 0"), Kind::kConfigures,
+      {std::regex("platform nCfg_table_delete_by_mkey\\((\\d+), (.*)\\) = 0"), Look::kConfigures,
        [](const Match &m) { return "delete from " + table_name(m[1]) + ": " + m[2].str(); }},
-      {std::regex("platform cmf_query_commit\\((\\d+)\\) = 0"), Kind::kConfigures,
+      {std::regex("platform cmf_query_commit\\((\\d+)\\) = 0"), Look::kConfigures,
        [](const Match &m) { return "change in " + table_name(m[1]); }},
-      {std::regex("platform cmf_write_config\\(.*\\) = (.*)"), Kind::kConfigures,
+      {std::regex("platform cmf_write_config\\(.*\\) = (.*)"), Look::kConfigures,
        [](const Match &m) {
          return m[1].str() == "0" ? std::string("made durable") : "NOT made durable: " + m[1].str();
        }},
-      {std::regex("platform ssh_pubkey_data_set\\((.*)\\) = 0"), Kind::kConfigures,
+      {std::regex("platform ssh_pubkey_data_set\\((.*)\\) = 0"), Look::kConfigures,
        [](const Match &m) { return "SSH key: " + m[1].str(); }},
-      {std::regex("platform log_system_event\\((.*)\\).*"), Kind::kConfigures,
+      {std::regex("platform log_system_event\\((.*)\\).*"), Look::kConfigures,
        [](const Match &m) { return "system event: " + m[1].str(); }},
   };
   return kRules;
@@ -159,19 +153,16 @@ std::optional<Entry> tell(const std::string &trace_line) {
   Match match;
   for (const Rule &rule : rules()) {
     if (std::regex_match(rest, match, rule.pattern)) {
-      return Entry{second_of(trace_line), rule.kind, rule.text(match)};
+      return Entry{second_of(trace_line), rule.look, rule.text(match)};
     }
   }
   return std::nullopt;
 }
 
-void print(const Entry &entry, bool colour) {
-  constexpr size_t kWidest = 160;
-  const Look &look = looks().at(entry.kind);
-  const std::string text = entry.text.size() <= kWidest ? entry.text : entry.text.substr(0, kWidest) + " ...";
-  std::printf("  %s%4lld s  %-7s  %s%s\n", colour ? look.colour : "", static_cast<long long>(entry.second), look.word,
-              text.c_str(), colour ? "\033[0m" : "");
-  std::fflush(stdout);
+void print(const Entry &entry) {
+  char begin[40];
+  std::snprintf(begin, sizeof begin, "  %4lld s  %-7s  ", static_cast<long long>(entry.second), word_of(entry.look));
+  say(begin + entry.text, entry.look);
 }
 
 std::vector<std::string> Follower::lines() {

@@ -9,13 +9,13 @@
 #include <string>
 #include <vector>
 
-namespace demo {
+#include "tools/demo/output.h"
 
-enum class Kind { kAsks, kWrites, kConfigures, kMachine, kLogs, kReports };
+namespace demo {
 
 struct Entry {
   int64_t second = 0;  // agent time since its start
-  Kind kind = Kind::kLogs;
+  Look look = Look::kLogs;
   std::string text;
 };
 
@@ -31,8 +31,7 @@ bool is_report(const std::string &trace_line);
 // The agent's second that a trace line begins with, or -1.
 int64_t second_of(const std::string &trace_line);
 
-// Prints one entry, in colour when asked.
-void print(const Entry &entry, bool colour);
+void print(const Entry &entry);
 
 // A file that another process appends to, read line by line as far as it has got.
 class Follower {
