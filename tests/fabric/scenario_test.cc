@@ -32,7 +32,7 @@ std::string in_fabric(const std::string &members) {
 
 TEST(ScenarioFile, UnknownKeysAreNamed) {
   EXPECT_EQ(in_fabric(R"("colour":1)"),
-            "it: fabric: unknown key \"colour\"; known are: endpoint, extensions, faults, goalStates, ovf, "
+            "it: fabric: unknown key \"colour\"; known are: endpoint, extensions, faults, goalStates, metadata, ovf, "
             "statusUploadBlob, storage, tenant");
   EXPECT_THAT(in_fabric(R"("ovf":{"hostname":"x"})"), HasSubstr("it: fabric.ovf: unknown key \"hostname\""));
   EXPECT_THAT(in_fabric(R"("ovf":{"publicKeys":[{},{"print":"x"}]})"),

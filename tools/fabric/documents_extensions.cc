@@ -1,9 +1,6 @@
-#include <nlohmann/json.hpp>
-
 #include "tools/fabric/bytes.h"
-#include "tools/fabric/container.h"
 #include "tools/fabric/documents.h"
-#include "tools/fabric/openssl_program.h"
+#include "tools/fabric/handler_settings.h"
 
 namespace kelvane::fabric {
 
@@ -11,56 +8,14 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-// Whom the protected settings are for.
-struct Recipient {
-  X509 *certificate = nullptr;
-  std::string thumbprint;
-};
-
-Recipient recipient_of(const SettingsSpec &settings, const Tenant &tenant, X509 *transport) {
-  if (settings.certificate) {
-    const Identity &identity = tenant.named(*settings.certificate);
-    return {identity.certificate.get(), identity.thumbprint};
-  }
-  if (!settings.transport) return {};
-  if (transport == nullptr) throw CryptoError("protected settings: the agent has not sent its certificate");
-  return {transport, thumbprint_of(transport)};
-}
-
-std::string lower_case(std::string text) {
-  for (char &c : text)
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  return text;
-}
-
-// The thumbprint that the settings tell; empty for none.
-std::string told_thumbprint(const SettingsSpec &spec, const Tenant &tenant, const Recipient &recipient) {
-  if (!spec.tell_thumbprint) return "";
-  const std::string own = spec.thumbprint_of ? tenant.named(*spec.thumbprint_of).thumbprint : recipient.thumbprint;
-  return spec.thumbprint.value_or(spec.thumbprint_lower_case ? lower_case(own) : own);
-}
-
-// The protected settings as they are sent.
-std::string sealed(const SettingsSpec &spec, const Recipient &recipient) {
-  if (recipient.certificate == nullptr) return *spec.protected_settings;
-  if (spec.sealed_by)
-    return base64_encode(seal_by_program(*spec.sealed_by, *spec.protected_settings, recipient.certificate));
-  return protect_settings(*spec.protected_settings, recipient.certificate);
-}
-
-// The runtime settings' JSON, the protected part encrypted to whom the scenario names.
+// The runtime settings' JSON.
 std::string runtime_settings(const SettingsSpec &spec, const Tenant &tenant, X509 *transport) {
   if (spec.runtime_settings) return *spec.runtime_settings;
-  Recipient recipient = recipient_of(spec, tenant, transport);
+  const HandlerSettings made = make_handler_settings(spec, tenant, transport);
   Json settings = Json::object();
-  const std::string thumbprint = told_thumbprint(spec, tenant, recipient);
-  if (!thumbprint.empty() || (spec.tell_thumbprint && spec.thumbprint))
-    settings["protectedSettingsCertThumbprint"] = thumbprint;
-  if (spec.protected_settings) settings["protectedSettings"] = sealed(spec, recipient);
-  if (spec.public_settings) {
-    Json open = Json::parse(*spec.public_settings, nullptr, false);
-    settings["publicSettings"] = open.is_discarded() ? Json(*spec.public_settings) : open;
-  }
+  if (made.thumbprint) settings["protectedSettingsCertThumbprint"] = *made.thumbprint;
+  if (made.protected_settings) settings["protectedSettings"] = *made.protected_settings;
+  if (made.public_settings) settings["publicSettings"] = *made.public_settings;
   Json document;
   document["runtimeSettings"] = Json::array({Json::object({{"handlerSettings", settings}})});
   return document.dump();

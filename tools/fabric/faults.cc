@@ -26,7 +26,7 @@ std::string head_of(Delivery &delivery, size_t length, bool keep_alive) {
   delivery.headers.push_back({"Connection", keep_alive ? "keep-alive" : "close"});
   std::string head = "HTTP/1.1 " + std::to_string(delivery.status) + " " + std::string(reason_of(delivery.status));
   head += "\r\n";
-  for (const Header &header : delivery.headers) head += header.name + ": " + header.value + "\r\n";
+  for (const Header &header : delivery.headers) head += header.name + header.separator + header.value + "\r\n";
   return head + "\r\n";
 }
 

@@ -54,6 +54,16 @@ Answer xml_answer(std::string body) {
   return {.status = 200, .headers = {{"Content-Type", "text/xml; charset=utf-8"}}, .body = std::move(body)};
 }
 
+Answer json_answer(std::string body) {
+  return {.status = 200, .headers = {{"Content-Type", "application/json; charset=utf-8"}}, .body = std::move(body)};
+}
+
+Answer taken_answer(std::function<void()> take) {
+  Answer answer;
+  answer.delivered = std::move(take);
+  return answer;
+}
+
 std::string_view reason_of(int status) {
   struct Row {
     int status;

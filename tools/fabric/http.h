@@ -14,6 +14,7 @@ namespace kelvane::fabric {
 struct Header {
   std::string name;
   std::string value;
+  std::string separator = ": ";  // as it is sent
 };
 
 // One request as it came: the headers in their order, spelled as they came.
@@ -58,6 +59,12 @@ Answer text_answer(int status, std::string body);
 
 // An answer with an XML document.
 Answer xml_answer(std::string body);
+
+// An answer with a JSON document.
+Answer json_answer(std::string body);
+
+// The empty answer to a report, which is taken once it has arrived.
+Answer taken_answer(std::function<void()> take);
 
 // The usual words for a status ("Not Found"), "Unknown" for others.
 std::string_view reason_of(int status);

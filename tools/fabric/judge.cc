@@ -15,15 +15,6 @@ constexpr char kVersion[] = "2012-11-30";
 constexpr char kCipher[] = "DES_EDE3_CBC";
 constexpr char kCertificateHeader[] = "x-ms-guest-agent-public-x509-cert";
 
-// A header that must be there once, with exactly that value.
-void judge_header(const Request &request, const std::string &name, const std::string &value, Judgement &judgement) {
-  const std::string *found = find_header(request.headers, name);
-  if (found == nullptr)
-    judgement.add("header " + name, in_quotes(value), "no such header");
-  else if (*found != value)
-    judgement.add("header " + name, in_quotes(value), in_quotes(*found));
-}
-
 bool is_signed_by_itself(X509 *certificate) {
   EVP_PKEY *key = X509_get0_pubkey(certificate);
   bool good = key != nullptr && EVP_PKEY_base_id(key) == EVP_PKEY_RSA && X509_verify(certificate, key) == 1;
@@ -42,6 +33,17 @@ std::string Judgement::explanation() const {
   for (const Violation &violation : violations)
     out += violation.what + ": expected " + violation.expected + ", came " + violation.came + "\n";
   return out;
+}
+
+void judge_header(const Request &request, const std::string &name, const std::string &value, Judgement &judgement) {
+  const std::string *found = find_header(request.headers, name);
+  if (found == nullptr)
+    judgement.add("header " + name, in_quotes(value), "no such header");
+  else if (*found != value)
+    judgement.add("header " + name, in_quotes(value), in_quotes(*found));
+  auto same = [&](const Header &header) { return find_header({header}, name) != nullptr; };
+  const auto count = std::count_if(request.headers.begin(), request.headers.end(), same);
+  if (count > 1) judgement.add("header " + name, "one", std::to_string(count));
 }
 
 void judge_method(const Request &request, const std::string &method, Judgement &judgement) {
@@ -65,9 +67,13 @@ void judge_content_type(const Request &request, Judgement &judgement) {
 
 X509Ptr judge_certificate_headers(const Request &request, Judgement &judgement) {
   judge_header(request, "x-ms-cipher-name", kCipher, judgement);
-  const std::string what = std::string("header ") + kCertificateHeader;
+  return judge_certificate(request, kCertificateHeader, judgement);
+}
+
+X509Ptr judge_certificate(const Request &request, const std::string &name, Judgement &judgement) {
+  const std::string what = "header " + name;
   const std::string expected = "a self-signed RSA certificate, its DER in base64 on one line";
-  const std::string *text = find_header(request.headers, kCertificateHeader);
+  const std::string *text = find_header(request.headers, name);
   if (text == nullptr) {
     judgement.add(what, expected, "no such header");
     return nullptr;

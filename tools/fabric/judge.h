@@ -48,6 +48,9 @@ struct Event {
   int64_t duration = 0;
 };
 
+// A header that must be there once, with exactly that value.
+void judge_header(const Request &request, const std::string &name, const std::string &value, Judgement &judgement);
+
 void judge_method(const Request &request, const std::string &method, Judgement &judgement);
 
 // The agent's name and the protocol version, which every request but the one for the versions carries.
@@ -58,6 +61,9 @@ void judge_content_type(const Request &request, Judgement &judgement);
 
 // The two headers of a request for certificates. Returns the certificate, or none when there is a violation.
 X509Ptr judge_certificate_headers(const Request &request, Judgement &judgement);
+
+// The header of that name carries a certificate. Returns it, or none when there is a violation.
+X509Ptr judge_certificate(const Request &request, const std::string &name, Judgement &judgement);
 
 // A GET has no body.
 void judge_no_body(const Request &request, Judgement &judgement);

@@ -127,6 +127,36 @@ struct StorageSpec {
   static constexpr int64_t kLargest = 64 * 1048576;  // of a page blob
 };
 
+// How an answer tells its ETag.
+struct ETagSpec {
+  bool told = true;
+  std::optional<Header> header;  // none: one that the incarnation makes
+};
+
+// What the metadata service tells of one extension otherwise than its extension says. Values are JSON texts.
+struct HandlerSpec {
+  std::optional<std::string> upgrade_policy;
+  std::optional<std::vector<std::string>> version_uris;
+  std::vector<std::pair<std::string, std::string>> set;  // JSON pointer, value
+  std::vector<std::string> omit;                         // JSON pointers
+};
+
+// One document that the list of certificates names.
+struct CertificateDocumentSpec {
+  std::optional<std::vector<std::string>> certificates;  // names; those of the goal state when absent
+  ContainerSpec container;
+  std::optional<std::string> text;  // the whole document, when it is given as it is
+};
+
+// The metadata service. Documents that are given as they are stand as their texts.
+struct MetadataSpec {
+  std::optional<std::string> identity, agent_versions, certificate_list, extension_handlers;
+  std::optional<std::vector<CertificateDocumentSpec>> certificates;  // absent: one for each of the goal state
+  ContainerSpec container;                                           // of those
+  std::map<std::string, HandlerSpec> handlers;                       // by the name of the extension
+  ETagSpec handlers_etag, versions_etag;
+};
+
 struct GoalStateSpec {
   std::string incarnation;
   std::string expected_state = "Started";
@@ -138,6 +168,7 @@ struct GoalStateSpec {
   std::optional<std::vector<std::string>> certificates;  // names; all of the tenant's when absent
   std::vector<ExtensionSpec> extensions;
   std::optional<StatusBlobSpec> status_blob;
+  std::optional<MetadataSpec> metadata;  // none: there is no such service
   int64_t advance_after = 0;  // goal states delivered before the next one takes over; 0 means never by itself
   AdvanceSpec advance_on;
 };
@@ -194,7 +225,8 @@ struct ContentSpec {
   std::optional<int64_t> size, writes;
 };
 
-struct StatusExpectSpec {
+// What is expected of the documents of one kind.
+struct DocumentsExpectSpec {
   std::optional<int64_t> count, at_least, at_most, incomplete;
   std::optional<ContentSpec> last;
   std::optional<std::vector<ContentSpec>> documents;  // all of them
@@ -219,6 +251,11 @@ struct EventsExpectSpec {
   bool others_between = false;
 };
 
+// What is expected of the documents that the metadata service was sent.
+struct MetadataExpectSpec {
+  std::optional<DocumentsExpectSpec> provisioning, vm_status, extension_status, telemetry;
+};
+
 struct ExpectSpec {
   std::string order = "ordered";
   std::vector<RequestMatcher> requests;
@@ -228,14 +265,15 @@ struct ExpectSpec {
   std::optional<int64_t> goal_states;
   int64_t violations = 0;
   std::optional<EventsExpectSpec> events;
-  std::optional<StatusExpectSpec> status;
+  std::optional<DocumentsExpectSpec> status;
+  MetadataExpectSpec metadata;
   std::vector<BlobExpectSpec> blobs;
 };
 
 struct Scenario {
   std::string name = "default";
   std::string description;
-  std::string endpoint = "168.63.129.16";
+  std::string endpoint = "168.63.129.16";  // empty: no wire server
   OvfSpec ovf;
   TenantSpec tenant;
   std::vector<GoalStateSpec> goal_states;

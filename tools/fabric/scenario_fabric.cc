@@ -76,20 +76,6 @@ void add_certificates(std::vector<CertificateSpec> &all, const Json &value, cons
   }
 }
 
-ContainerSpec read_container(const Json &value, const std::string &path) {
-  JsonFields fields(value, path);
-  ContainerSpec container;
-  container.order = fields.choice("order", container.order, {"certificates-first", "keys-first"});
-  container.nested = fields.flag("nested", container.nested);
-  container.password = fields.text("password", "");
-  container.certificate_cipher = fields.choice("certificateCipher", "rc2-40", {"rc2-40", "3des", "none"});
-  container.key_cipher = fields.choice("keyCipher", "3des", {"3des", "none"});
-  container.wrap = fields.choice("wrap", container.wrap, {"request", "other-key"});
-  container.content = fields.choice("content", container.content, {"pkcs12", "not-pkcs12", "not-cms", "empty"});
-  fields.finish();
-  return container;
-}
-
 DataLinesSpec read_data_lines(const Json &value, const std::string &path) {
   JsonFields fields(value, path);
   DataLinesSpec lines;
@@ -108,7 +94,7 @@ TenantSpec read_tenant(const Json &value, const std::string &path) {
   for (const Json *certificate : fields.list("certificates"))
     add_certificates(tenant.certificates, *certificate, numbered(fields.path_of("certificates"), number++));
   if (const Json *container = fields.find("container"))
-    tenant.container = read_container(*container, fields.path_of("container"));
+    tenant.container = read_container(*container, fields.path_of("container"), tenant.container);
   if (const Json *document = fields.find("document"))
     tenant.document = read_data_lines(*document, fields.path_of("document"));
   fields.finish();
@@ -117,7 +103,7 @@ TenantSpec read_tenant(const Json &value, const std::string &path) {
 
 // `previous` is what a goal state has its extensions and its status blob from when it tells none.
 GoalStateSpec read_goal_state(const Json &value, const std::string &path, const GoalStateSpec &previous,
-                              size_t number) {
+                              const ContainerSpec &container, size_t number) {
   JsonFields fields(value, path);
   GoalStateSpec state;
   state.extensions = previous.extensions;
@@ -131,6 +117,7 @@ GoalStateSpec read_goal_state(const Json &value, const std::string &path, const 
   if (fields.find("certificates") != nullptr) state.certificates = fields.texts("certificates");
   if (fields.find("extensions") != nullptr) state.extensions = read_extensions(fields);
   state.status_blob = read_status_blob(fields, previous.status_blob);
+  state.metadata = read_metadata(fields, previous.metadata, container);
   state.advance_after = fields.number("advanceAfter", 0, 0, kMillion);
   state.advance_on = read_advance_on(fields);
   fields.finish();
@@ -145,6 +132,25 @@ bool knows_certificate(const Scenario &scenario, const std::string &name) {
 void check_name(const Scenario &scenario, const std::optional<std::string> &name, const std::string &where) {
   if (name && !knows_certificate(scenario, *name))
     throw ScenarioError(where + ": no certificate is named \"" + *name + "\"");
+}
+
+std::vector<std::string> metadata_certificates(const GoalStateSpec &state) {
+  std::vector<std::string> out;
+  if (!state.metadata || !state.metadata->certificates) return out;
+  for (const CertificateDocumentSpec &document : *state.metadata->certificates)
+    for (const std::string &name : document.certificates.value_or(std::vector<std::string>())) out.push_back(name);
+  return out;
+}
+
+// What the metadata service tells otherwise of an extension, it tells of one that a goal state has.
+void check_handlers(const Scenario &scenario) {
+  std::set<std::string> names;
+  for (const GoalStateSpec &state : scenario.goal_states)
+    for (const ExtensionSpec &extension : state.extensions) names.insert(extension.name);
+  for (const GoalStateSpec &state : scenario.goal_states)
+    for (const auto &handler : state.metadata.value_or(MetadataSpec()).handlers)
+      if (names.count(handler.first) == 0)
+        throw ScenarioError("fabric.metadata.handlers: no extension is named \"" + handler.first + "\"");
 }
 
 // Every name of a certificate must be one of the tenant's, and no two certificates have the same.
@@ -164,7 +170,9 @@ void check_names(const Scenario &scenario) {
       for (const SettingsSpec &settings : extension.settings)
         for (const auto &name : {settings.certificate, settings.thumbprint_of})
           check_name(scenario, name, "fabric.extensions: " + extension.name);
+    for (const std::string &name : metadata_certificates(state)) check_name(scenario, name, "fabric.metadata");
   }
+  check_handlers(scenario);
 }
 
 void read_faults(JsonFields &fields, Scenario &scenario) {
@@ -178,6 +186,20 @@ void read_faults(JsonFields &fields, Scenario &scenario) {
 }
 
 }  // namespace
+
+ContainerSpec read_container(const Json &value, const std::string &path, const ContainerSpec &base) {
+  JsonFields fields(value, path);
+  ContainerSpec out;
+  out.order = fields.choice("order", base.order, {"certificates-first", "keys-first"});
+  out.nested = fields.flag("nested", base.nested);
+  out.password = fields.text("password", base.password);
+  out.certificate_cipher = fields.choice("certificateCipher", base.certificate_cipher, {"rc2-40", "3des", "none"});
+  out.key_cipher = fields.choice("keyCipher", base.key_cipher, {"3des", "none"});
+  out.wrap = fields.choice("wrap", base.wrap, {"request", "other-key"});
+  out.content = fields.choice("content", base.content, {"pkcs12", "not-pkcs12", "not-cms", "empty"});
+  fields.finish();
+  return out;
+}
 
 std::string numbered(const std::string &path, size_t number) {
   return path + "[" + std::to_string(number) + "]";
@@ -224,14 +246,16 @@ void read_fabric_part(const Json &value, Scenario &scenario) {
   GoalStateSpec base;
   base.extensions = read_extensions(fields);
   base.status_blob = read_status_blob(fields, StatusBlobSpec());
+  const ContainerSpec &container = scenario.tenant.container;
+  base.metadata = read_metadata(fields, std::nullopt, container);
   for (const Json *state : fields.list("goalStates")) {
     size_t number = scenario.goal_states.size();
     const GoalStateSpec &previous = number == 0 ? base : scenario.goal_states.back();
-    GoalStateSpec next = read_goal_state(*state, numbered(fields.path_of("goalStates"), number), previous, number);
-    scenario.goal_states.push_back(std::move(next));
+    const std::string path = numbered(fields.path_of("goalStates"), number);
+    scenario.goal_states.push_back(read_goal_state(*state, path, GoalStateSpec(previous), container, number));
   }
   if (scenario.goal_states.empty())
-    scenario.goal_states.push_back(read_goal_state(Json::object(), "fabric.goalStates[0]", base, 0));
+    scenario.goal_states.push_back(read_goal_state(Json::object(), "fabric.goalStates[0]", base, container, 0));
   const Json *storage = fields.find("storage");
   if (storage != nullptr) scenario.storage = read_storage(*storage, fields.path_of("storage"), scenario);
   read_faults(fields, scenario);

@@ -21,6 +21,14 @@ std::vector<ExtensionSpec> read_extensions(JsonFields &fields);
 std::optional<StatusBlobSpec> read_status_blob(JsonFields &parent, const std::optional<StatusBlobSpec> &fallback);
 AdvanceSpec read_advance_on(JsonFields &parent);
 
+// The metadata service of the `fabric` object or of a goal state; what it lacks is as in `fallback` (false: there is no
+// such service). Its certificates are wrapped as `container` says.
+std::optional<MetadataSpec> read_metadata(JsonFields &parent, const std::optional<MetadataSpec> &fallback,
+                                          const ContainerSpec &container);
+
+// How certificates and keys are packed; what is absent is as in `base`.
+ContainerSpec read_container(const Json &value, const std::string &path, const ContainerSpec &base);
+
 // The storage service.
 StorageSpec read_storage(const Json &value, const std::string &path, const Scenario &scenario);
 
@@ -30,8 +38,8 @@ std::string storage_host(const StorageSpec &storage, const std::vector<GoalState
 // The name of a blob is "container/blob".
 void check_blob_name(const std::string &name, const std::string &path);
 
-// The expectations on status documents, blobs (on `host` unless they say otherwise) and events: `status`, `blobs`,
-// `events`.
+// The expectations on status documents, documents that the metadata service was sent, blobs (on `host` unless they say
+// otherwise) and events: `status`, `metadata`, `blobs`, `events`.
 void read_upload_expectations(JsonFields &fields, const std::string &host, ExpectSpec &expect);
 
 // The name of one element of a list in errors.

@@ -29,6 +29,7 @@ ContentSpec read_document(const Json &value, const std::string &path) {
   ContentSpec content;
   read_content_members(fields, content);
   content.blob = fields.optional_text("blob");
+  if (fields.find("resource") != nullptr) content.blob = fields.required_text("resource");
   content.writes = fields.optional_number("writes", 0, kMost);
   fields.finish();
   return content;
@@ -41,18 +42,32 @@ std::vector<ContentSpec> read_documents(JsonFields &fields, const std::string &k
   return out;
 }
 
-StatusExpectSpec read_status(const Json &value, const std::string &path) {
+DocumentsExpectSpec read_documents_expectation(const Json &value, const std::string &path) {
+  DocumentsExpectSpec spec;
   JsonFields fields(value, path);
-  StatusExpectSpec status;
-  status.count = fields.optional_number("count", 0, kMost);
-  status.at_least = fields.optional_number("atLeast", 0, kMost);
-  status.at_most = fields.optional_number("atMost", 0, kMost);
-  status.incomplete = fields.optional_number("incomplete", 0, kMost);
-  if (const Json *last = fields.find("last")) status.last = read_document(*last, fields.path_of("last"));
-  if (fields.find("documents") != nullptr) status.documents = read_documents(fields, "documents");
-  status.in_order = read_documents(fields, "inOrder");
+  spec.count = fields.optional_number("count", 0, kMost);
+  spec.at_least = fields.optional_number("atLeast", 0, kMost);
+  spec.at_most = fields.optional_number("atMost", 0, kMost);
+  spec.incomplete = fields.optional_number("incomplete", 0, kMost);
+  if (const Json *last = fields.find("last")) spec.last = read_document(*last, fields.path_of("last"));
+  if (fields.find("documents") != nullptr) spec.documents = read_documents(fields, "documents");
+  spec.in_order = read_documents(fields, "inOrder");
   fields.finish();
-  return status;
+  return spec;
+}
+
+MetadataExpectSpec read_metadata_expectation(const Json &value, const std::string &path) {
+  JsonFields fields(value, path);
+  MetadataExpectSpec metadata;
+  auto read = [&](const char *key, std::optional<DocumentsExpectSpec> &spec) {
+    if (const Json *found = fields.find(key)) spec = read_documents_expectation(*found, fields.path_of(key));
+  };
+  read("provisioning", metadata.provisioning);
+  read("vmStatus", metadata.vm_status);
+  read("extensionStatus", metadata.extension_status);
+  read("telemetry", metadata.telemetry);
+  fields.finish();
+  return metadata;
 }
 
 BlobExpectSpec read_blob_expectation(const Json &value, const std::string &path, const std::string &host) {
@@ -102,7 +117,10 @@ EventsExpectSpec read_events(JsonFields &parent) {
 
 void read_upload_expectations(JsonFields &fields, const std::string &host, ExpectSpec &expect) {
   if (fields.find("events") != nullptr) expect.events = read_events(fields);
-  if (const Json *status = fields.find("status")) expect.status = read_status(*status, fields.path_of("status"));
+  if (const Json *status = fields.find("status"))
+    expect.status = read_documents_expectation(*status, fields.path_of("status"));
+  if (const Json *metadata = fields.find("metadata"))
+    expect.metadata = read_metadata_expectation(*metadata, fields.path_of("metadata"));
   for (const Json *blob : fields.list("blobs"))
     expect.blobs.push_back(read_blob_expectation(*blob, numbered(fields.path_of("blobs"), expect.blobs.size()), host));
 }

@@ -2,6 +2,7 @@
 
 #include <array>
 
+#include "tools/fabric/metadata_service.h"
 #include "tools/fabric/storage_service.h"
 #include "tools/fabric/wire_server.h"
 
@@ -10,6 +11,7 @@ namespace kelvane::fabric {
 namespace {
 
 constexpr std::array kServices{
+    Service{.name = "metadata", .claims = metadata_service_claims, .serve = metadata_service_serve},
     Service{.name = "storage", .claims = storage_service_claims, .serve = storage_service_serve},
     Service{.name = "wire", .claims = wire_server_claims, .serve = wire_server_serve},
 };

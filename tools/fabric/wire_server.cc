@@ -67,27 +67,19 @@ Answer serve_certificates(const Call &call) {
   return xml_answer(certificates_document(state, tenant.document, data));
 }
 
-// The answer to a report, which is taken once it has arrived.
-template <typename Take>
-Answer taken(Take take) {
-  Answer answer;
-  answer.delivered = std::move(take);
-  return answer;
-}
-
 Answer serve_health(const Call &call) {
   HealthReport report = judge_health(call.request.body, call.world.known(), call.judgement);
-  return taken([&world = call.world, report] { world.health.push_back(report); });
+  return taken_answer([&world = call.world, report] { world.health.push_back(report); });
 }
 
 Answer serve_role_properties(const Call &call) {
   std::string thumbprint = judge_role_properties(call.request.body, call.world.known(), call.judgement);
-  return taken([&world = call.world, thumbprint] { world.thumbprints.push_back(thumbprint); });
+  return taken_answer([&world = call.world, thumbprint] { world.thumbprints.push_back(thumbprint); });
 }
 
 Answer serve_telemetry(const Call &call) {
   std::vector<Event> events = judge_telemetry(call.request.body, call.world.told_container_ids(), call.judgement);
-  return taken([&world = call.world, events] {
+  return taken_answer([&world = call.world, events] {
     for (const Event &event : events) world.events.push_back(event);
   });
 }
@@ -125,7 +117,9 @@ const Row *find_row(const Target &target) {
 }  // namespace
 
 bool wire_server_claims(const World &world, const Target &target) {
-  return target.host == world.scenario().endpoint || target.host.empty() || target.host == "localhost" ||
+  const std::string &endpoint = world.scenario().endpoint;
+  if (endpoint.empty()) return false;
+  return target.host == endpoint || target.host.empty() || target.host == "localhost" ||
          target.host.compare(0, 4, "127.") == 0;
 }
 

@@ -13,6 +13,11 @@
 
 namespace kelvane::fabric {
 
+// The documents that the metadata service was sent, each under the resource it was sent to.
+struct MetadataReports {
+  std::vector<Upload> provisioning, vm_status, extension_status, telemetry;
+};
+
 class World {
  public:
   explicit World(Scenario scenario);
@@ -41,7 +46,8 @@ class World {
   std::vector<Event> events;
   // What it put into blobs.
   Storage storage;
-  // The certificate that its last request for certificates carried; none before.
+  MetadataReports metadata;
+  // The certificate that its last request with one carried; none before.
   X509Ptr transport;
 
  private:

@@ -21,7 +21,7 @@ constexpr const char *kNoLeakCheck = "ASAN_OPTIONS=detect_leaks=0";
 
 // Not "events": in the expectations of a run these are the trace's, and the fabric's are "telemetry".
 constexpr std::array kExpectations = {"violations", "requests",  "requestOrder",   "status",    "blobs",
-                                      "health",     "telemetry", "roleProperties", "goalStates"};
+                                      "health",     "telemetry", "roleProperties", "goalStates", "metadata"};
 
 std::string read_port(const std::string &file) {
   std::ifstream stream(file);
