@@ -14,10 +14,6 @@ struct ControlCall {
   const ControlContext &context;
 };
 
-Answer json_answer(std::string body) {
-  return {.status = 200, .headers = {{"Content-Type", "application/json"}}, .body = std::move(body)};
-}
-
 Json request_object(const ControlCall &call) {
   Json value = Json::parse(call.request.body, nullptr, false);
   if (value.is_discarded()) throw ScenarioError("the body is not JSON");
