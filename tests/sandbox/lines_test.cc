@@ -44,5 +44,14 @@ TEST(Lines, ADifferenceShowsBothSidesAndCutsWhatIsEqual) {
             "    --- expected\n    +++ got\n      ...\n      3\n      4\n      5\n    - x\n    + y\n");
 }
 
+TEST(Lines, SleepsByTheTenThousandAreOneLineOfADifference) {
+  const Lines expected(50000, "sleep 1");
+  Lines got = expected;
+  got.push_back("sleep 1");
+  got.push_back("stop");
+  EXPECT_EQ(difference(expected, got),
+            "    --- expected\n    +++ got\n    - 50000 * sleep 1\n    + 50001 * sleep 1\n    + stop\n");
+}
+
 }  // namespace
 }  // namespace scenario

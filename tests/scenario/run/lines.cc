@@ -69,6 +69,25 @@ struct Edit {
   std::string line;
 };
 
+// Sleeps come by the ten thousand.
+bool is_sleep(const std::string &line) {
+  return line.rfind("sleep ", 0) == 0 || line.find_first_not_of("0123456789") == std::string::npos;
+}
+
+// With each run of the same sleep as one line, "N * sleep 1".
+Lines runs_told_once(const Lines &lines) {
+  Lines out;
+  for (size_t at = 0; at < lines.size();) {
+    size_t end = at + 1;
+    while (is_sleep(lines[at]) && end < lines.size() && lines[end] == lines[at]) {
+      ++end;
+    }
+    out.push_back((end - at > 1 ? std::to_string(end - at) + " * " : "") + lines[at]);
+    at = end;
+  }
+  return out;
+}
+
 // The shortest edit script, by the longest common subsequence.
 std::vector<Edit> edits(const Lines &a, const Lines &b) {
   std::vector<std::vector<size_t>> common(a.size() + 1, std::vector<size_t>(b.size() + 1, 0));
@@ -147,7 +166,7 @@ std::string missing_in_order(const Lines &expected, const Lines &got) {
 }
 
 std::string difference(const Lines &expected, const Lines &got) {
-  const std::vector<Edit> all = edits(expected, got);
+  const std::vector<Edit> all = edits(runs_told_once(expected), runs_told_once(got));
   std::string out = "    --- expected\n    +++ got\n";
   bool cut = false;
   for (size_t i = 0; i < all.size(); ++i) {
