@@ -30,7 +30,7 @@ rm -f "$folder/installed"
 cp "$here/package.json" "$here/package-lock.json" "$here/.npmrc" "$folder"
 cd "$folder"
 result=0
-timeout 240 npm ci --ignore-scripts --no-audit --no-fund --no-update-notifier --prefer-offline --fetch-retries=2 \
+timeout 240 npm ci --ignore-scripts --no-audit --no-fund --no-update-notifier --prefer-offline --fetch-retries=1 \
   --fetch-retry-mintimeout=1000 --fetch-retry-maxtimeout=5000 --fetch-timeout=60000 >npm.log 2>&1 </dev/null || result=$?
 if ((result == 0)); then
   printf '%s\n' "$wanted" >installed
