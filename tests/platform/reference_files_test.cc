@@ -1,7 +1,6 @@
 // The reference platform's own files: what it does with damaged ones, with locks, with a full disk, and their modes.
 #include <fcntl.h>
 #include <signal.h>
-#include <sqlite3.h>
 #include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -15,6 +14,7 @@
 #include "platform/reference/reference.h"
 #include "tests/platform/conformance.h"
 #include "tests/platform/reference_root.h"
+#include "tests/platform/reference_rows.h"
 
 namespace conformance {
 namespace {
@@ -69,34 +69,6 @@ std::vector<std::string> files_beginning(const std::string &start) {
     }
   }
   return found;
-}
-
-// Another program's hands on the database file.
-class Sqlite {
- public:
-  Sqlite() { EXPECT_EQ(SQLITE_OK, sqlite3_open(reference_database_path().c_str(), &handle_)); }
-  ~Sqlite() { sqlite3_close(handle_); }
-  Sqlite(const Sqlite &) = delete;
-  Sqlite &operator=(const Sqlite &) = delete;
-  void run(const char *sql) {
-    EXPECT_EQ(SQLITE_OK, sqlite3_exec(handle_, sql, nullptr, nullptr, nullptr)) << sqlite3_errmsg(handle_);
-  }
-
- private:
-  sqlite3 *handle_ = nullptr;
-};
-
-int64_t rows(const char *table) {
-  sqlite3 *handle = nullptr;
-  sqlite3_stmt *statement = nullptr;
-  EXPECT_EQ(SQLITE_OK, sqlite3_open(reference_database_path().c_str(), &handle));
-  const std::string sql = std::string("SELECT count(*) FROM ") + table;
-  EXPECT_EQ(SQLITE_OK, sqlite3_prepare_v2(handle, sql.c_str(), -1, &statement, nullptr));
-  EXPECT_EQ(SQLITE_ROW, sqlite3_step(statement));
-  const int64_t count = sqlite3_column_int64(statement, 0);
-  sqlite3_finalize(statement);
-  sqlite3_close(handle);
-  return count;
 }
 
 TEST_F(Reference, DeletedAccountLeavesNoRowBehind) {

@@ -1,0 +1,149 @@
+// What the reference platform keeps of passwords and events, and what becomes of pending changes that another program
+// has overtaken: as the rows of its database show it.
+#include <cstring>
+#include <functional>
+
+#include "platform/reference/reference.h"
+#include "tests/platform/conformance.h"
+#include "tests/platform/reference_rows.h"
+
+namespace conformance {
+namespace {
+
+constexpr char kFirst[] = "vR7#qTz!92_mLp";
+constexpr char kUnused[] = "Tn9&cXo:35-jUs";
+
+class ReferenceRows : public ConnectedPlatform {
+ protected:
+  void SetUp() override {
+    ConnectedPlatform::SetUp();
+    reference_set_log_sink([](const char *text, void *context) { static_cast<std::string *>(context)->append(text); },
+                           &log_);
+  }
+  void TearDown() override {
+    ConnectedPlatform::TearDown();
+    reference_set_log_sink(nullptr, nullptr);
+  }
+
+  static void save(const char *stored, const char *name = "admin") {
+    ncfg_account record = new_account(name, stored);
+    passwd_policy_save_info(&record);
+  }
+  static void change(const char *name, const std::function<void(ncfg_account &)> &what) {
+    cmf_query *query = cmf_query_create(NCFG_TABLE_ACCOUNTS);
+    ncfg_account *record = find<ncfg_account>(query, name);
+    ASSERT_NE(nullptr, record);
+    what(*record);
+    EXPECT_EQ(0, cmf_query_commit(query));
+    cmf_query_free(query);
+  }
+  static bool is_refused(const char *password, const char *name) {
+    const ncfg_account record = new_account(name, "");
+    char reason[512] = "";
+    return check_passwd_policy(&record, password, reason, sizeof reason) != 0;
+  }
+
+  std::string log_;
+};
+
+TEST_F(ReferenceRows, PasswordThatIsTheNewestAlreadyTakesNoRoom) {
+  const std::string first = make_new_passwd(kFirst, 0);
+  save(first.c_str());
+  save("second");
+  save("second");
+  ASSERT_EQ(0, write_config());
+  EXPECT_EQ(2, rows("password_history"));
+  for (int i = 0; i < 5; ++i) {
+    save("second");
+    ASSERT_EQ(0, write_config());
+  }
+  EXPECT_EQ(2, rows("password_history"));
+  EXPECT_EQ(true, is_refused(kFirst, "admin"));
+}
+
+TEST_F(ReferenceRows, FivePasswordsOfEachAccountAreKept) {
+  save("another account's", "guest");
+  for (const char *stored : {"1", "2", "3", "4", "5", "6", "7"}) {
+    save(stored);
+  }
+  ASSERT_EQ(0, write_config());
+  EXPECT_EQ(6, rows("password_history"));
+}
+
+TEST_F(ReferenceRows, PendingPasswordsPushTheOldestOut) {
+  const std::string first = make_new_passwd(kFirst, 0);
+  for (const char *stored : {first.c_str(), "2", "3", "4", "5"}) {
+    save(stored);
+  }
+  ASSERT_EQ(0, write_config());
+  EXPECT_EQ(true, is_refused(kFirst, "admin"));
+  save("6");
+  EXPECT_EQ(false, is_refused(kFirst, "admin"));
+}
+
+TEST_F(ReferenceRows, PasswordsFollowARenamedAccount) {
+  ASSERT_EQ(0, append_account("guest"));
+  save(make_new_passwd(kFirst, 0), "guest");
+  ASSERT_EQ(0, write_config());
+  const ncfg_account before = account("guest");
+  ncfg_account after = before;
+  memcpy(after.name, "visitor", 8);
+  ASSERT_EQ(0, __nCfg_sess_table_change_by_mkey(0, NCFG_TABLE_ACCOUNTS, &before, &after, 0));
+  EXPECT_EQ(true, is_refused(kFirst, "visitor"));
+  EXPECT_EQ(false, is_refused(kFirst, "guest"));
+}
+
+TEST_F(ReferenceRows, PasswordOfTwoClassesIsRefused) {
+  EXPECT_EQ(true, is_refused("wqzr7391kvmt", "admin"));
+  EXPECT_EQ(false, is_refused("wqzR7391kvmt", "admin"));
+}
+
+TEST_F(ReferenceRows, PasswordThatCannotBeCheckedIsRefusedWithATerminatedReason) {
+  Sqlite().run("DROP TABLE password_history");
+  const ncfg_account record = new_account("admin", "");
+  char reason[8] = "xxxxxxx";
+  EXPECT_NE(0, check_passwd_policy(&record, kUnused, reason, sizeof reason));
+  EXPECT_STREQ("", reason);
+}
+
+TEST_F(ReferenceRows, ThousandEventsAreKept) {
+  Sqlite().run(
+      "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 1000) "
+      "INSERT INTO events SELECT i, 0, 1, 1, 6, 'daemon', 1, 1, 'old' FROM n");
+  log_system_event(2, 1, 6, "daemon", 1, 1, "new");
+  const std::vector<reference_event> events = reference_events(0);
+  ASSERT_EQ(1000u, events.size());
+  EXPECT_EQ(2, events.front().number);
+  EXPECT_EQ(1001, events.back().number);
+  EXPECT_EQ("new", events.back().text);
+}
+
+TEST_F(ReferenceRows, ChildOfAnOwnerThatWasDeletedMeanwhileIsNotWritten) {
+  ASSERT_EQ(0, append_account("guest"));
+  ASSERT_EQ(0, write_config());
+  ASSERT_EQ(0, append_dashboard("guest", 3));
+  Sqlite().run("DELETE FROM records WHERE key = 'guest'");
+  const int64_t before = rows("records");
+  EXPECT_EQ(0, write_config());
+  EXPECT_EQ(before, rows("records"));
+  EXPECT_NE(std::string::npos, log_.find("platform: table 354, record \"\": its owner was deleted meanwhile\n"))
+      << log_;
+}
+
+TEST_F(ReferenceRows, RenameToANameThatWasGivenAwayMeanwhileIsNotWritten) {
+  ASSERT_EQ(0, append_account("guest"));
+  ASSERT_EQ(0, append_account("rival"));
+  ASSERT_EQ(0, write_config());
+  change("guest", [](ncfg_account &record) { memcpy(record.name, "visitor", 8); });
+  ASSERT_EQ(0, commit_password("admin", "changed"));
+  Sqlite().run("UPDATE records SET key = 'visitor' WHERE key = 'rival'");
+  EXPECT_EQ(0, write_config());
+  EXPECT_NE(std::string::npos,
+            log_.find("platform: table 340, record \"visitor\": the name was given to another record meanwhile\n"))
+      << log_;
+  EXPECT_EQ(true, has_account("guest"));
+  EXPECT_STREQ("changed", account("admin").password);
+}
+
+}  // namespace
+}  // namespace conformance
