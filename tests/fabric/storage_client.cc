@@ -4,38 +4,20 @@
 
 #include <nlohmann/json.hpp>
 
+#include "tests/support/event_parameters.h"
+
 namespace kelvane::fabric_test {
 
 std::string event_parameters(const std::string &name, const std::string &operation, const std::string &message,
                              const std::string &success) {
-  return "<Param Name=\"OpcodeName\" T=\"mt:wstr\" Value=\"\" />"
-         "<Param Name=\"IsInternal\" T=\"mt:bool\" Value=\"False\" />"
-         "<Param Name=\"ExecutionMode\" T=\"mt:wstr\" Value=\"IAAS\" />"
-         "<Param Name=\"KeywordName\" T=\"mt:wstr\" Value=\"\" />"
-         "<Param Name=\"TaskName\" T=\"mt:wstr\" Value=\"\" />"
-         "<Param Name=\"ExtensionType\" T=\"mt:wstr\" Value=\"\" />"
-         "<Param Name=\"GAVersion\" T=\"mt:wstr\" Value=\"TorvikGuest-2.0.16\" />"
-         "<Param Name=\"OSVersion\" T=\"mt:wstr\" Value=\"Pellix 5.4.2\" />"
-         "<Param Name=\"ContainerId\" T=\"mt:wstr\" Value=\"\" />"
-         "<Param Name=\"TenantName\" T=\"mt:wstr\" Value=\"\" />"
-         "<Param Name=\"Processors\" T=\"mt:uint64\" Value=\"2\" />"
-         "<Param Name=\"RoleName\" T=\"mt:wstr\" Value=\"\" />"
-         "<Param Name=\"RoleInstanceName\" T=\"mt:wstr\" Value=\"\" />"
-         "<Param Name=\"RAM\" T=\"mt:uint64\" Value=\"2048\" />"
-         "<Param Name=\"OperationSuccess\" T=\"mt:bool\" Value=\"" +
-         success +
-         "\" />"
-         "<Param Name=\"Version\" T=\"mt:wstr\" Value=\"1.2.0.0\" />"
-         "<Param Name=\"Name\" T=\"mt:wstr\" Value=\"" +
-         name +
-         "\" />"
-         "<Param Name=\"Message\" T=\"mt:wstr\" Value=\"" +
-         message +
-         "\" />"
-         "<Param Name=\"Operation\" T=\"mt:wstr\" Value=\"" +
-         operation +
-         "\" />"
-         "<Param Name=\"Duration\" T=\"mt:uint64\" Value=\"0\" />";
+  return support::event_parameters({{"OSVersion", "Pellix 5.4.2"},
+                                    {"Processors", "2"},
+                                    {"RAM", "2048"},
+                                    {"OperationSuccess", success},
+                                    {"Version", "1.2.0.0"},
+                                    {"Name", name},
+                                    {"Message", message},
+                                    {"Operation", operation}});
 }
 
 std::string telemetry(const std::string &events) {

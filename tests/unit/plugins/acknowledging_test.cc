@@ -1,7 +1,6 @@
 #include "plugins/acknowledging.h"
 
 #include "plugins/plugin_common.h"
-#include "plugins/unsupported.h"
 #include "tests/unit/plugins/plugin_world.h"
 
 namespace {
@@ -19,10 +18,6 @@ struct Row {
   const char *message;
   const char *first_version;
 };
-
-Plugin *make_unsupported() {
-  return kelvane::pluginManager_RegisterUnSupported("Some.Maker.Thing", nullptr);
-}
 
 const Row kRows[] = {
     {
@@ -45,7 +40,7 @@ const Row kRows[] = {
     },
     {
         .name = "UnSupported",
-        .make = make_unsupported,
+        .make = plugin_world::make_unsupported,
         .received = "[kelvane]: UnSupported (Thing): Received enablecmd\n",
         .received_above = 6,
         .status = "error",
@@ -54,28 +49,21 @@ const Row kRows[] = {
     },
 };
 
-class Acknowledging : public PluginTest, public testing::WithParamInterface<Row> {
+class Acknowledging : public EachPluginTest<Row> {
  protected:
-  ~Acknowledging() override {
-    if (plugin_->cleanup != nullptr) {
-      plugin_->cleanup(plugin_);
-    }
-  }
   // Behind the time stamp.
   static std::string reported(int32_t sequence_number) {
-    return std::string("|Enable|") + GetParam().status + "|" + std::to_string(sequence_number) + "|0|" +
-           GetParam().message + "|null|null|0|null|0";
+    return std::string("|Enable|") + row().status + "|" + std::to_string(sequence_number) + "|0|" + row().message +
+           "|null|null|0|null|0";
   }
   // The lines of an enable at that level: the first one, and the others as expected.
   void expect_lines(int32_t level, int32_t sequence_number, const PluginSettings *settings, const Lines &others) {
     recording::clear_trace();
     recording::set_debug_level(level);
     command(plugin_, 4, sequence_number, settings);
-    const Lines first = level > GetParam().received_above ? Lines{GetParam().received} : Lines{};
+    const Lines first = level > row().received_above ? Lines{row().received} : Lines{};
     EXPECT_EQ(recording::messages(), first + others) << level;
   }
-
-  Plugin *plugin_ = GetParam().make();
 };
 
 INSTANTIATE_TEST_SUITE_P(All, Acknowledging, testing::ValuesIn(kRows),
@@ -139,7 +127,7 @@ TEST_P(Acknowledging, EnableBeforeInstallReportsNothing) {
   EXPECT_EQ(plugin_->data->installed, 0u);
   EXPECT_EQ(status_of(plugin_), "null|untouched|null|0|0|null|untouched|null|0|null|0");
   EXPECT_EQ(handler_status_of(plugin_),
-            std::string(plugin_->name) + "|" + GetParam().first_version + "|NotReady|0|Plugin enabled|instance");
+            std::string(plugin_->name) + "|" + row().first_version + "|NotReady|0|Plugin enabled|instance");
 }
 
 TEST_P(Acknowledging, ItsLinesAndTheirLevels) {

@@ -2,7 +2,6 @@
 
 #include "plugins/acknowledging.h"
 #include "plugins/custom_script.h"
-#include "plugins/unsupported.h"
 #include "plugins/vm_access.h"
 #include "tests/unit/plugins/plugin_world.h"
 
@@ -22,10 +21,6 @@ struct Row {
   const char *state_after_update;
   int64_t time_after_install;
 };
-
-Plugin *make_unsupported() {
-  return kelvane::pluginManager_RegisterUnSupported("Some.Maker.Thing", nullptr);
-}
 
 const Row kRows[] = {
     {
@@ -74,7 +69,7 @@ const Row kRows[] = {
     },
     {
         .name = "Thing",
-        .make = make_unsupported,
+        .make = plugin_world::make_unsupported,
         .full_name = "Some.Maker.Thing",
         .received = "[kelvane]: UnSupported (Thing): Received ",
         .received_above = 6,
@@ -85,16 +80,10 @@ const Row kRows[] = {
     },
 };
 
-class LifeCycle : public PluginTest, public testing::WithParamInterface<Row> {
+class LifeCycle : public EachPluginTest<Row> {
  protected:
-  ~LifeCycle() override {
-    if (plugin_->cleanup != nullptr) {
-      plugin_->cleanup(plugin_);
-    }
-  }
-
   std::string state() const { return plugin_->state != nullptr ? plugin_->state : "absent"; }
-  static std::string received(const std::string &command) { return GetParam().received + command + "\n"; }
+  static std::string received(const std::string &command) { return row().received + command + "\n"; }
   static bool holds(const Lines &lines, const std::string &line) {
     return std::find(lines.begin(), lines.end(), line) != lines.end();
   }
@@ -105,7 +94,6 @@ class LifeCycle : public PluginTest, public testing::WithParamInterface<Row> {
     return recording::messages();
   }
 
-  Plugin *plugin_ = GetParam().make();
   kelvane::PluginData *data_ = plugin_->data;
 };
 
@@ -113,10 +101,10 @@ INSTANTIATE_TEST_SUITE_P(All, LifeCycle, testing::ValuesIn(kRows),
                          [](const auto &each) { return std::string(each.param.name); });
 
 TEST_P(LifeCycle, BeginsAbsent) {
-  EXPECT_STREQ(plugin_->name, GetParam().full_name);
-  EXPECT_STREQ(plugin_->short_name, GetParam().name);
+  EXPECT_STREQ(plugin_->name, row().full_name);
+  EXPECT_STREQ(plugin_->short_name, row().name);
   EXPECT_EQ(state(), "absent");
-  EXPECT_STREQ(plugin_->version, GetParam().first_version);
+  EXPECT_STREQ(plugin_->version, row().first_version);
   EXPECT_EQ(data_->installed, 0u);
   EXPECT_EQ(data_->sequence_number, -1);
   EXPECT_EQ(data_->command_time, 0);
@@ -129,7 +117,7 @@ TEST_P(LifeCycle, InstallAdoptsTheVersion) {
   EXPECT_EQ(state(), "installed");
   EXPECT_STREQ(plugin_->version, "1.0.0.0");
   EXPECT_EQ(data_->installed, 1u);
-  EXPECT_EQ(data_->command_time, GetParam().time_after_install);
+  EXPECT_EQ(data_->command_time, row().time_after_install);
   EXPECT_EQ(data_->sequence_number, -1);
   EXPECT_STREQ(data_->message, "");
   EXPECT_STREQ(data_->extension_name, "instance");
@@ -137,10 +125,10 @@ TEST_P(LifeCycle, InstallAdoptsTheVersion) {
 
 TEST_P(LifeCycle, UpdateAdoptsTheVersion) {
   command(plugin_, 3, 5, nullptr, "2.0.0.0");
-  EXPECT_EQ(state(), GetParam().state_after_update);
+  EXPECT_EQ(state(), row().state_after_update);
   EXPECT_STREQ(plugin_->version, "2.0.0.0");
   EXPECT_EQ(data_->installed, 1u);
-  EXPECT_EQ(data_->command_time, GetParam().time_after_install);
+  EXPECT_EQ(data_->command_time, row().time_after_install);
   EXPECT_EQ(data_->sequence_number, -1);
   EXPECT_STREQ(data_->message, "");
   EXPECT_STREQ(data_->extension_name, "instance");
@@ -185,7 +173,7 @@ TEST_P(LifeCycle, OtherCommandsOnlyTakeTheName) {
   EXPECT_EQ(recording::trace().size(), 3u);
   EXPECT_EQ(recording::messages(), (Lines{received("unknown"), received("unknown"), received("unknown")}));
   EXPECT_EQ(state(), "absent");
-  EXPECT_STREQ(plugin_->version, GetParam().first_version);
+  EXPECT_STREQ(plugin_->version, row().first_version);
   EXPECT_EQ(data_->installed, 0u);
   EXPECT_EQ(data_->sequence_number, -1);
   EXPECT_EQ(data_->command_time, 0);
@@ -204,8 +192,8 @@ TEST_P(LifeCycle, ItsFirstLineAndItsLevel) {
   const char *const texts[] = {"installcmd", "uninstallcmd", "updatecmd", "enablecmd", "disablecmd"};
   for (uint32_t number = 1; number <= 5; number++) {
     const std::string line = received(texts[number - 1]);
-    EXPECT_EQ(holds(lines_of(GetParam().received_above, number, 6), line), false) << line;
-    const Lines above = lines_of(GetParam().received_above + 1, number, 6);
+    EXPECT_EQ(holds(lines_of(row().received_above, number, 6), line), false) << line;
+    const Lines above = lines_of(row().received_above + 1, number, 6);
     ASSERT_NE(above, Lines{});
     EXPECT_EQ(above[0], line);
   }
@@ -214,9 +202,9 @@ TEST_P(LifeCycle, ItsFirstLineAndItsLevel) {
 TEST_P(LifeCycle, ASecondEnableWithTheSameNumberSaysSo) {
   const std::string line = "[kelvane]: Same seqno -6, not enabling command\n";
   lines_of(0, 4, -6);
-  EXPECT_EQ(holds(lines_of(GetParam().same_number_above, 4, -6), line), false);
-  EXPECT_EQ(holds(lines_of(GetParam().same_number_above + 1, 4, -6), line), true);
-  EXPECT_EQ(holds(lines_of(GetParam().same_number_above + 1, 4, -7), line), false);
+  EXPECT_EQ(holds(lines_of(row().same_number_above, 4, -6), line), false);
+  EXPECT_EQ(holds(lines_of(row().same_number_above + 1, 4, -6), line), true);
+  EXPECT_EQ(holds(lines_of(row().same_number_above + 1, 4, -7), line), false);
 }
 
 // An extension that was never enabled has the sequence number -1.
@@ -232,11 +220,10 @@ TEST_P(LifeCycle, WithoutPrivateDataNothingHappens) {
     command(&bare, number);
   }
   EXPECT_EQ(bare.state, nullptr);
-  EXPECT_STREQ(bare.version, GetParam().first_version);
+  EXPECT_STREQ(bare.version, row().first_version);
   EXPECT_EQ(bare.save(&bare), nullptr);
   bare.load(&bare, nullptr);
-  EXPECT_EQ(handler_status_of(&bare),
-            std::string(GetParam().full_name) + "|" + GetParam().first_version + "|NotReady|0||");
+  EXPECT_EQ(handler_status_of(&bare), std::string(row().full_name) + "|" + row().first_version + "|NotReady|0||");
 }
 
 // ---- what is saved ----

@@ -90,6 +90,10 @@ void fresh_registry() {
   kelvane::gsUnregistered = nullptr;
 }
 
+kelvane::Plugin *make_unsupported() {
+  return kelvane::pluginManager_RegisterUnSupported("Some.Maker.Thing", nullptr);
+}
+
 std::string shown(const kelvane::ExtStatus &status) {
   return text_of(status.configuration_applied_time) + "|" + text_of(status.operation) + "|" + text_of(status.status) +
          "|" + std::to_string(status.sequence_number) + "|" + std::to_string(status.code) + "|" +

@@ -45,6 +45,9 @@ inline constexpr char kLinuxAsm[] = "Microsoft.Azure.Extensions.LinuxAsm";
 inline constexpr char kLinuxDiagnostic[] = "Microsoft.OSTCExtensions.LinuxDiagnostic";
 inline constexpr char kVMAccess[] = "Microsoft.OSTCExtensions.VMAccessForLinux";
 
+// What stands in for an unknown extension; its clean-up operation frees it.
+kelvane::Plugin *make_unsupported();
+
 // The extension status as one text; "null" for absent texts.
 std::string shown(const kelvane::ExtStatus &status);
 
@@ -73,6 +76,20 @@ class PluginTest : public RecordingTest {
   static void load(kelvane::Plugin *plugin, const char *text);
 
   FakeOs os_;
+};
+
+// Tests that run for several plugins: a row names one and says what it does in its own way.
+template <typename Row>
+class EachPluginTest : public PluginTest, public testing::WithParamInterface<Row> {
+ protected:
+  ~EachPluginTest() override {
+    if (plugin_->cleanup != nullptr) {
+      plugin_->cleanup(plugin_);
+    }
+  }
+  static const Row &row() { return testing::WithParamInterface<Row>::GetParam(); }
+
+  kelvane::Plugin *plugin_ = row().make();
 };
 
 #endif

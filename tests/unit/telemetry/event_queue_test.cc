@@ -1,6 +1,7 @@
 #include "telemetry/event_queue.h"
 
 #include "telemetry/telemetry.h"
+#include "tests/support/event_parameters.h"
 #include "tests/unit/telemetry/telemetry_spies.h"
 
 namespace {
@@ -60,27 +61,18 @@ TEST_F(EventQueue, MarkupInValuesIsEscapedAndTheSectionStaysWhole) {
   kelvane::TelemetrySetRoleName("role's");
   kelvane::TelemetrySetRoleInstanceName("]]>");
   kelvane::AddExtensionEvent("</DATA>", 10, 7, 18446744073709551615u, "<v>", "a</DATA>]]><![CDATA[b\xc3\xa9 &amp; \"");
-  EXPECT_EQ(take_all(), Lines{"<Param Name=\"OpcodeName\" T=\"mt:wstr\" Value=\"\" />"
-                              "<Param Name=\"IsInternal\" T=\"mt:bool\" Value=\"False\" />"
-                              "<Param Name=\"ExecutionMode\" T=\"mt:wstr\" Value=\"IAAS\" />"
-                              "<Param Name=\"KeywordName\" T=\"mt:wstr\" Value=\"\" />"
-                              "<Param Name=\"TaskName\" T=\"mt:wstr\" Value=\"\" />"
-                              "<Param Name=\"ExtensionType\" T=\"mt:wstr\" Value=\"\" />"
-                              "<Param Name=\"GAVersion\" T=\"mt:wstr\" Value=\"TorvikGuest-2.0.16\" />"
-                              "<Param Name=\"OSVersion\" T=\"mt:wstr\" Value=\"os &lt;1&gt;\" />"
-                              "<Param Name=\"ContainerId\" T=\"mt:wstr\" Value=\"c &amp; d\" />"
-                              "<Param Name=\"TenantName\" T=\"mt:wstr\" Value=\"&quot;tenant&quot;\" />"
-                              "<Param Name=\"Processors\" T=\"mt:uint64\" Value=\"3\" />"
-                              "<Param Name=\"RoleName\" T=\"mt:wstr\" Value=\"role's\" />"
-                              "<Param Name=\"RoleInstanceName\" T=\"mt:wstr\" Value=\"]]&gt;\" />"
-                              "<Param Name=\"RAM\" T=\"mt:uint64\" Value=\"8192\" />"
-                              "<Param Name=\"OperationSuccess\" T=\"mt:bool\" Value=\"True\" />"
-                              "<Param Name=\"Version\" T=\"mt:wstr\" Value=\"&lt;v&gt;\" />"
-                              "<Param Name=\"Name\" T=\"mt:wstr\" Value=\"&lt;/DATA&gt;\" />"
-                              "<Param Name=\"Message\" T=\"mt:wstr\" "
-                              "Value=\"a&lt;/DATA&gt;]]&gt;&lt;![CDATA[b\xc3\xa9 &amp;amp; &quot;\" />"
-                              "<Param Name=\"Operation\" T=\"mt:wstr\" Value=\"HealthCheck\" />"
-                              "<Param Name=\"Duration\" T=\"mt:uint64\" Value=\"18446744073709551615\" />"});
+  EXPECT_EQ(take_all(),
+            Lines{support::event_parameters({{"OSVersion", "os &lt;1&gt;"},
+                                             {"ContainerId", "c &amp; d"},
+                                             {"TenantName", "&quot;tenant&quot;"},
+                                             {"RoleName", "role's"},
+                                             {"RoleInstanceName", "]]&gt;"},
+                                             {"OperationSuccess", "True"},
+                                             {"Version", "&lt;v&gt;"},
+                                             {"Name", "&lt;/DATA&gt;"},
+                                             {"Message", "a&lt;/DATA&gt;]]&gt;&lt;![CDATA[b\xc3\xa9 &amp;amp; &quot;"},
+                                             {"Operation", "HealthCheck"},
+                                             {"Duration", "18446744073709551615"}})});
 }
 
 TEST_F(EventQueue, EveryOperationNumberHasItsName) {

@@ -7,6 +7,7 @@
 #include "protocol/wire/endpoint.h"
 #include "telemetry/event_queue.h"
 #include "telemetry/telemetry.h"
+#include "tests/support/event_parameters.h"
 #include "tests/unit/telemetry/telemetry_spies.h"
 
 using kelvane::EventHandler_Process;
@@ -67,32 +68,14 @@ TEST_F(EventUpload, TheFirstCallPostsTheHeartbeat) {
   const support::PeerRequest request = peer_->requests().at(0);
   EXPECT_EQ(request.own_headers(), (Lines{"x-ms-agent-name: TorvikGuest", "Content-Type: text/xml; charset=utf-8",
                                           "x-ms-version: 2012-11-30"}));
-  EXPECT_EQ(request.body,
-            "<?xml version=\"1.0\" encoding=\"utf-8\"?>"
-            "<TelemetryData version=\"1.0\">"
-            "<Provider id=\"69B669B9-4AF8-4C50-BDC4-6006FA76E975\">"
-            "<Event id=\"1\"><![CDATA["
-            "<Param Name=\"OpcodeName\" T=\"mt:wstr\" Value=\"\" />"
-            "<Param Name=\"IsInternal\" T=\"mt:bool\" Value=\"False\" />"
-            "<Param Name=\"ExecutionMode\" T=\"mt:wstr\" Value=\"IAAS\" />"
-            "<Param Name=\"KeywordName\" T=\"mt:wstr\" Value=\"\" />"
-            "<Param Name=\"TaskName\" T=\"mt:wstr\" Value=\"\" />"
-            "<Param Name=\"ExtensionType\" T=\"mt:wstr\" Value=\"\" />"
-            "<Param Name=\"GAVersion\" T=\"mt:wstr\" Value=\"TorvikGuest-2.0.16\" />"
-            "<Param Name=\"OSVersion\" T=\"mt:wstr\" Value=\"\" />"
-            "<Param Name=\"ContainerId\" T=\"mt:wstr\" Value=\"\" />"
-            "<Param Name=\"TenantName\" T=\"mt:wstr\" Value=\"\" />"
-            "<Param Name=\"Processors\" T=\"mt:uint64\" Value=\"3\" />"
-            "<Param Name=\"RoleName\" T=\"mt:wstr\" Value=\"\" />"
-            "<Param Name=\"RoleInstanceName\" T=\"mt:wstr\" Value=\"\" />"
-            "<Param Name=\"RAM\" T=\"mt:uint64\" Value=\"8192\" />"
-            "<Param Name=\"OperationSuccess\" T=\"mt:bool\" Value=\"True\" />"
-            "<Param Name=\"Version\" T=\"mt:wstr\" Value=\"\" />"
-            "<Param Name=\"Name\" T=\"mt:wstr\" Value=\"TORV\" />"
-            "<Param Name=\"Message\" T=\"mt:wstr\" Value=\"\" />"
-            "<Param Name=\"Operation\" T=\"mt:wstr\" Value=\"HeartBeat\" />"
-            "<Param Name=\"Duration\" T=\"mt:uint64\" Value=\"0\" />"
-            "]]></Event></Provider></TelemetryData>\n");
+  EXPECT_EQ(
+      request.body,
+      "<?xml version=\"1.0\" encoding=\"utf-8\"?>"
+      "<TelemetryData version=\"1.0\">"
+      "<Provider id=\"69B669B9-4AF8-4C50-BDC4-6006FA76E975\">"
+      "<Event id=\"1\"><![CDATA[" +
+          support::event_parameters({{"OperationSuccess", "True"}, {"Name", "TORV"}, {"Operation", "HeartBeat"}}) +
+          "]]></Event></Provider></TelemetryData>\n");
 }
 
 TEST_F(EventUpload, TheHeartbeatStandsBehindWhatWasQueuedBefore) {
