@@ -60,6 +60,15 @@ TEST_F(Query, FindsNothingForAnUnknownKeyAndHasNoKeyNumberThen) {
   }
 }
 
+TEST_F(Query, FindWithoutAProperKeyEndsTheLoan) {
+  cmf_query *query = cmf_query_create(NCFG_TABLE_ACCOUNTS);
+  ASSERT_NE(nullptr, find<ncfg_account>(query, "admin"));
+  EXPECT_EQ(nullptr, cmf_query_do_table_find(query, 0, nullptr, 2));
+  EXPECT_EQ(0u, query->found_key_number);
+  EXPECT_GT(0, cmf_query_commit(query));
+  cmf_query_free(query);
+}
+
 TEST_F(Query, NewOneHasNoKeyNumber) {
   const OwnQuery query(NCFG_TABLE_ACCOUNTS);
   EXPECT_EQ(0u, query.get()->found_key_number);

@@ -245,6 +245,21 @@ TEST_F(ReferenceAccounts, DefaultAccountRecordIsNotAllZero) {
   EXPECT_EQ(7, record.reserved_2450[9]);
 }
 
+TEST(ReferenceDefaults, OfInterfacesAndDashboards) {
+  ncfg_interface port = {};
+  copy_cmdb_default(cmdb.tables[NCFG_TABLE_INTERFACES], &port, sizeof port);
+  EXPECT_EQ(0, port.manual);
+  EXPECT_EQ(NCFG_ADDRESSING_STATIC, port.addressing_mode);
+  EXPECT_EQ(1, port.default_server);
+  EXPECT_EQ(0u, port.AzureEndpoint);
+  ncfg_dashboard_entry entry = {};
+  copy_cmdb_default(cmdb.tables[NCFG_TABLE_ACCOUNT_DASHBOARD], &entry, sizeof entry);
+  EXPECT_EQ(0u, entry.widget);
+  EXPECT_EQ(1u, entry.column);
+  EXPECT_EQ(1u, entry.open);
+  EXPECT_EQ(300u, entry.height);
+}
+
 TEST_F(ReferenceAccounts, FactoryHasFourPortsAndTwoProfiles) {
   EXPECT_EQ((std::vector<std::string>{"port1", "port2", "port3", "port4"}), names(NCFG_TABLE_INTERFACES));
   EXPECT_EQ((std::vector<std::string>{"prof_readonly", "prof_admin"}), names(NCFG_TABLE_ACCESS_PROFILES));
