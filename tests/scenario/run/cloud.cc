@@ -76,6 +76,10 @@ std::string Cloud::media() const {
   return port_.empty() ? "" : artifacts_ + "/media";
 }
 
+std::string Cloud::ask(const std::string &path) const {
+  return get(proxy() + path);
+}
+
 std::string Cloud::verdict() {
   if (process_ == nullptr) {
     return "";

@@ -24,6 +24,9 @@ class Cloud {
   // The folder for what the fabric writes; empty without a cloud.
   std::string artifacts() const { return artifacts_; }
 
+  // The body of its answer to a control request.
+  std::string ask(const std::string &path) const;
+
   // Ends the fabric. Empty when it is content, else what it says.
   std::string verdict();
 

@@ -14,7 +14,9 @@
 #include "tests/scenario/run/checks.h"
 #include "tests/scenario/run/cloud.h"
 #include "tests/scenario/run/database_lock.h"
+#include "tests/scenario/run/restarts.h"
 #include "tools/fabric/made_texts.h"
+#include "tools/fabric/named_parts.h"
 
 namespace {
 
@@ -95,7 +97,9 @@ const Json &runs_of(const Json &scenario) {
 }
 
 void check_keys(const Json &scenario) {
-  refuse_unknown(scenario, {"name", "description", "fabric", "appliance", "agent", "expect"}, "the scenario");
+  refuse_unknown(scenario,
+                 {"name", "description", "fabric", "appliance", "agent", "expect", "steps", "secrets", "restarts"},
+                 "the scenario");
   refuse_unknown(scenario::part(scenario, "appliance"),
                  {"debug_level", "endpoint", "os_version", "accounts", "tables", "files", "media", "media_files"},
                  "appliance");
@@ -326,10 +330,13 @@ std::string play_at_each_level(const Settings &settings, const Json &scenario, c
 }
 
 int run(const Settings &settings) {
-  const Json scenario = kelvane::fabric::with_made_texts(Json::parse(read_file(settings.file), nullptr, true, true));
+  const Json written = Json::parse(read_file(settings.file), nullptr, true, true);
+  const Json scenario = kelvane::fabric::with_made_texts(kelvane::fabric::with_named_parts(written));
   check_keys(scenario);
   const std::string folder = work_folder(settings);
-  const std::string report = play_at_each_level(settings, scenario, folder);
+  const std::string report = scenario.contains("steps")
+                                 ? scenario::play_restarts({settings.sandbox, settings.fabric}, scenario, folder)
+                                 : play_at_each_level(settings, scenario, folder);
   const bool kept = settings.keep || !settings.artifacts.empty();
   if (!report.empty()) {
     std::printf("FAILED %s\n%s", scenario.value("name", settings.file).c_str(), report.c_str());

@@ -1,0 +1,177 @@
+#include "tests/scenario/run/day.h"
+
+#include <algorithm>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+
+#include "platform/records.h"
+#include "tests/scenario/run/cloud.h"
+#include "tests/scenario/run/process.h"
+
+namespace scenario {
+namespace {
+
+namespace files = std::filesystem;
+
+constexpr int64_t kStartTime = 1700000000;
+constexpr int64_t kPass = 25;  // seconds between two extension passes
+constexpr int64_t kStep = 2 * kPass;
+constexpr int kLimitSeconds = 300;
+// Within the sleep after a pass: the next goal state is there, and then the agent may end.
+constexpr double kAdvance = 0.3;
+constexpr double kEnd = 0.6;
+
+std::string contents(const std::string &file) {
+  std::ifstream stream(file, std::ios::binary);
+  return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+}
+
+// ---- tables ------------------------------------------------------------------------------------------------------
+
+void collect_passwords(const Json &value, std::vector<std::string> &out) {
+  for (const auto &[key, member] : value.items()) {
+    if ((key == "password" || key == "userPassword") && member.is_string()) {
+      out.push_back(member.get<std::string>());
+    }
+    if (member.is_structured()) {
+      collect_passwords(member, out);
+    }
+  }
+}
+
+// Every stored form has a salt of its own.
+std::string password_in_words(const std::string &stored, const std::vector<std::string> &known) {
+  const auto found =
+      std::find_if(known.begin(), known.end(), [&](const std::string &clear) { return password_fits(stored, clear); });
+  return found != known.end() ? "that of " + *found : stored.empty() ? "none" : "one that the scenario does not know";
+}
+
+// The fabric makes its keys anew in every play.
+Json keys_in_words(Json answer, const std::string &scenario) {
+  for (Json &key : answer["keys"]) {
+    const auto text = key["text"].get<std::string>();
+    key["text"] = scenario.find(text) != std::string::npos ? text : "a key that the fabric made";
+  }
+  return answer;
+}
+
+Json tables_of(const std::string &root, const Json &scenario) {
+  std::vector<std::string> known;
+  collect_passwords(scenario.value("fabric", Json::object()), known);
+  Json out = {{"events", look_up(root, {{"events", Json::array()}})}};
+  for (const uint32_t table : {NCFG_TABLE_SYSTEM_SETTINGS, NCFG_TABLE_ACCESS_PROFILES, NCFG_TABLE_WIDGETS,
+                               NCFG_TABLE_ACCOUNTS, NCFG_TABLE_INTERFACES, NCFG_TABLE_EVENT_HUB}) {
+    out[std::to_string(table)] = look_up(root, {{"table", table}});
+  }
+  for (Json &account : out[std::to_string(NCFG_TABLE_ACCOUNTS)]["records"]) {
+    const auto name = account.at("name").get<std::string>();
+    account["password"] = password_in_words(account.at("password"), known);
+    for (const uint32_t child : {NCFG_TABLE_ACCOUNT_DASHBOARD, NCFG_TABLE_GUI_DASHBOARD}) {
+      account[std::to_string(child)] = look_up(root, {{"table", child}, {"parent", name}});
+    }
+    account["ssh_keys"] = keys_in_words(look_up(root, {{"ssh_keys_of", name}}), scenario.dump());
+  }
+  return out;
+}
+
+// ---- the play ------------------------------------------------------------------------------------------------------
+
+class Day {
+ public:
+  Day(const Programs &programs, const Json &scenario, std::string folder)
+      : programs_(programs),
+        scenario_(scenario),
+        folder_(std::move(folder)),
+        steps_(goal_state_steps(scenario).size()) {
+    files::create_directories(root());
+    make_appliance(root(), {{"endpoint", scenario["fabric"].value("endpoint", "168.63.129.16")}});
+    std::ofstream(folder_ + "/fabric.json") << Json({{"fabric", scenario["fabric"]}}).dump();
+    cloud_ = Cloud(programs.fabric, folder_ + "/fabric.json", folder_ + "/fabric");
+  }
+
+  Outcome play(const std::optional<Restart> &restart) {
+    int64_t begin = 0;
+    if (restart) {
+      begin = static_cast<int64_t>(restart->step) * kStep + (restart->after ? kPass : 0);
+      run(0, static_cast<double>(begin) + kEnd, restart->signal);
+    }
+    run(begin, static_cast<double>(end()), 0);
+    Outcome outcome;
+    outcome.documents = Json::parse(cloud_.ask("/_fabric/status"));
+    outcome.tables = tables_of(root(), scenario_);
+    outcome.plugin_status = contents(root() + "/data/etc/.plugin_status");
+    outcome.report = report_ + cloud_.verdict();
+    return outcome;
+  }
+
+ private:
+  std::string root() const { return folder_ + "/root"; }
+  // Behind the last pass.
+  int64_t end() const { return static_cast<int64_t>(steps_) * kStep + 1; }
+
+  // What happens between two times of the day, told in the seconds of an agent that is started at the first.
+  Json script(int64_t begin, double until, int signal) const {
+    Json out = Json::array();
+    for (size_t step = 1; step < steps_; ++step) {
+      const double at = static_cast<double>(step * kStep) + kAdvance;
+      // One that is started at this very second finds the goal state there already.
+      if (at > static_cast<double>(begin) + (begin != 0 ? kEnd : 0) && at < until) {
+        out.push_back({{"at", at - static_cast<double>(begin)}, {"url", "/_fabric/advance"}});
+      }
+    }
+    if (signal != 0) {
+      out.push_back({{"at", until - static_cast<double>(begin)}, {"kill", signal}});
+    }
+    return out;
+  }
+
+  void run(int64_t begin, double until, int signal) {
+    const std::string base = folder_ + "/run" + std::to_string(++runs_);
+    std::ofstream(base + ".script") << script(begin, until, signal).dump();
+    std::vector<std::string> command = {
+        programs_.sandbox, "--root",         root(),         "--trace",      base + ".trace",
+        "--log",           base + ".log",    "--proxy",      cloud_.proxy(), "--media",
+        cloud_.media(),    "--clock",        "virtual",      "--start-time", std::to_string(kStartTime + begin),
+        "--script",        base + ".script", "--trace-times"};
+    if (signal == 0) {
+      command.insert(command.end(), {"--stop-after", std::to_string(end() - begin)});
+    }
+    Process agent(command, base + ".out", base + ".err");
+    const int expected = signal == 0 ? 0 : 128 + signal, status = agent.wait(kLimitSeconds);
+    if (status != expected) {
+      report_ += "  exit status " + std::to_string(status) + ", expected " + std::to_string(expected) + "\n" +
+                 contents(base + ".err");
+    }
+  }
+
+  const Programs &programs_;
+  const Json &scenario_;
+  std::string folder_;
+  size_t steps_;
+  size_t runs_ = 0;
+  Cloud cloud_;
+  std::string report_;
+};
+
+}  // namespace
+
+std::vector<Json> goal_state_steps(const Json &scenario) {
+  std::vector<Json> steps;
+  for (const Json &step : scenario.at("steps")) {
+    if (!step.contains("restart")) {
+      steps.push_back(step);
+    }
+  }
+  return steps;
+}
+
+Outcome play_day(const Programs &programs, const Json &scenario, const std::optional<Restart> &restart,
+                 const std::string &folder) {
+  files::remove_all(folder);
+  return Day(programs, scenario, folder).play(restart);
+}
+
+}  // namespace scenario
