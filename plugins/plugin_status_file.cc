@@ -62,8 +62,9 @@ void load_element(json_object *element) {
   if (state != nullptr) {
     plugin->state = state_text(state);
   }
+  // A null is there, too: a plugin whose configuration it is was not installed.
   json_object *config = nullptr;
-  if (json_object_object_get_ex(element, "config", &config) && config != nullptr && plugin->load != nullptr) {
+  if (json_object_object_get_ex(element, "config", &config) && plugin->load != nullptr) {
     plugin->load(plugin, config);
   }
 }

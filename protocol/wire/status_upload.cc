@@ -1,6 +1,5 @@
 #include "protocol/wire/status_upload.h"
 
-#include <stdio.h>
 #include <string.h>
 
 #include "core/base/buffer.h"
@@ -40,12 +39,12 @@ void report_blob_type(const char *blob_type) {
   }
   const char *announced = ext_config()->page_blob != 0 ? kPageBlob : kBlockBlob;
   const bool match = strcmp(blob_type, announced) == 0;
+  Text whole;
+  const int32_t made = match ? text_format(&whole, "Blob type match [%s]", blob_type)
+                             : text_format(&whole, "Blob type mismatch [HEAD %s], [CONFIG %s]", blob_type, announced);
+  // Cut between characters: the storage service may name its type as it likes.
   char text[256];
-  if (match) {
-    snprintf(text, sizeof text, "Blob type match [%s]", blob_type);
-  } else {
-    snprintf(text, sizeof text, "Blob type mismatch [HEAD %s], [CONFIG %s]", blob_type, announced);
-  }
+  text_copy_field(text, made == 0 ? whole.get() : "");
   AddExtensionEvent(kAgentName, kTelemetryHealthCheck, match ? 1 : 0, 0, kAgentVersion, text);
   blob_type_reported_set(true);
 }

@@ -56,6 +56,8 @@ void fetch_ext_config(const Text &uri) {
   const XmlOwner xml = xml_load(document.data(), document.length());
   if (xml.present()) {
     ExtConfigParse(xml.get(), ext_config());
+  } else {
+    LOG_ABOVE(0, "[kelvane]: the extensions configuration cannot be read, the last one stays\n");
   }
   blob_type_reported_set(false);
 }

@@ -11,12 +11,29 @@
 
 namespace {
 
+// In place of the stored form that the recording platform makes, which is never as long; empty: none.
+std::string stored_form;
+
+}  // namespace
+
+extern "C" {
+const char *__real_make_new_passwd(const char *password, int32_t options);
+const char *__wrap_make_new_passwd(const char *password, int32_t options);
+
+const char *__wrap_make_new_passwd(const char *password, int32_t options) {
+  return stored_form.empty() ? __real_make_new_passwd(password, options) : stored_form.c_str();
+}
+}
+
+namespace {
+
 const char kOpen[] = "open(\"/dev/urandom\", read)";
 const char kClose[] = "close(\"/dev/urandom\")";
 
 class AdminLock : public RecordingTest {
  protected:
   AdminLock() {
+    stored_form.clear();
     recording::seed_account("admin", "factory");
     os_.write("/dev/urandom", "0123456789012345678901234567890123456789012345678901234567890123456789");
   }
@@ -74,6 +91,23 @@ TEST_F(AdminLock, TheRestOfThePasswordFieldIsZeroed) {
   std::string expected(129, '\0');
   expected.replace(0, 10, "stored(ab)");
   EXPECT_EQ(std::string(after.password, 129), expected);
+}
+
+// All of the field's 129 bytes may be characters; what stands behind the field stays.
+TEST_F(AdminLock, AStoredFormThatFillsTheFieldHasNoTerminator) {
+  ncfg_account before = recording::account("admin").value();
+  before.after_password = 0x77;
+  recording::seed(340, before);
+  for (const size_t length : {128u, 129u, 130u, 500u}) {
+    stored_form = std::string(length - 1, 'f') + "e";
+    kelvane::admin_lock();
+    const ncfg_account after = recording::account("admin").value();
+    std::string expected = stored_form + '\0';
+    expected.resize(129);
+    EXPECT_EQ(std::string(after.password, 129), expected) << length;
+    EXPECT_EQ(after.after_password, 0x77) << length;
+  }
+  stored_form.clear();
 }
 
 TEST_F(AdminLock, AFailedWriteIsLogged) {

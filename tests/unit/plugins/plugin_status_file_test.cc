@@ -274,6 +274,15 @@ TEST_F(PluginStatusFile, LaterElementsOfOneNameOverwriteEarlierOnes) {
   EXPECT_EQ(plugin_registry_count(), 1);
 }
 
+TEST_F(PluginStatusFile, ALaterConfigurationThatIsNoObjectMeansNotInstalled) {
+  const std::string first =
+      R"([{"name":"B","version":"1.0.0.0","config":{"installed":1,"seqno":7,"cmdtime":8,"extname":"e","message":"m"}},)";
+  for (const char *config : {"null", "7", "\"text\"", "[1]", "{}"}) {
+    EXPECT_EQ(loaded(first + R"({"name":"B","config":)" + config + "}]"), "B|1.0.0.0|absent|0|7|8|e|m") << config;
+  }
+  EXPECT_EQ(loaded(first + R"({"name":"B"}])"), "B|1.0.0.0|absent|1|7|8|e|m");
+}
+
 TEST_F(PluginStatusFile, ABuiltInPluginIsNotMadeAnew) {
   os_.write(kStatusFile, R"([{"name":"Microsoft.Azure.Extensions.LinuxAsm","version":"9.8.7.6"}])");
   kelvane::pluginManager_Init();

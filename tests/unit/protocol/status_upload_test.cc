@@ -257,6 +257,16 @@ TEST_F(StatusUpload, TheMessageHasAtMost255Characters) {
   EXPECT_EQ(events(), Lines{kMismatch + "[HEAD " + std::string(230, 'x')});
 }
 
+TEST_F(StatusUpload, TheMessageIsCutBetweenCharacters) {
+  std::string umlauts;
+  for (int i = 0; i < 114; i++) {
+    umlauts += "\xc3\xa9";
+  }
+  blob_is("x" + umlauts + "\xc3\xa9" + umlauts);
+  report();
+  EXPECT_EQ(events(), Lines{kMismatch + "[HEAD x" + umlauts});
+}
+
 // ---- its lines ----
 
 TEST_F(StatusUpload, BothRequestsLogTheirStartAboveLevelSix) {

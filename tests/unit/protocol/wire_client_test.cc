@@ -253,6 +253,24 @@ TEST_F(WireClientTest, ATagThatCannotBeCopiedLeavesTheOldOneAndTheListIsLentAllT
   EXPECT_EQ(first_name(), "first");
 }
 
+TEST_F(WireClientTest, AnExtensionsConfigurationThatCannotBeReadIsNamedAndTheLastOneStays) {
+  detect();
+  for (const std::string &document : {std::string("<Extensions"), std::string("no XML"), std::string(3 << 20, ' ')}) {
+    extensions_ = document;
+    recording::set_debug_level(1);
+    recording::clear_trace();
+    detect();
+    get_ext_handlers();
+    EXPECT_EQ(recording::messages(),
+              Lines{"[kelvane]: the extensions configuration cannot be read, the last one stays\n"});
+    EXPECT_EQ(first_name(), "first");
+    recording::set_debug_level(0);
+    recording::clear_trace();
+    detect();
+    EXPECT_EQ(recording::messages(), Lines{});
+  }
+}
+
 TEST_F(WireClientTest, TheListIsLentFromTheCache) {
   get_ext_handlers();
   EXPECT_EQ(list_.handlers, kelvane::ext_config()->handlers.handlers);
