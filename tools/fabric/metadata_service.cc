@@ -70,30 +70,12 @@ Answer serve_agent_versions(const Call &call) {
                    "\"versions-" + call.state().incarnation + "\"");
 }
 
-// What a report is kept as, and in which list.
-Answer report(const Call &call, std::vector<Upload> MetadataReports::*list) {
+// A report is judged, and kept once it has arrived.
+template <auto Judge, auto List>
+Answer serve_report(const Call &call) {
+  Judge(call.request.body, call.judgement);
   Upload upload{.key = call.resource, .type = "application/json", .content = call.request.body, .writes = 1};
-  return taken_answer([&world = call.world, list, upload] { (world.metadata.*list).push_back(upload); });
-}
-
-Answer serve_provisioning_status(const Call &call) {
-  judge_provisioning_status(call.request.body, call.judgement);
-  return report(call, &MetadataReports::provisioning);
-}
-
-Answer serve_vm_status(const Call &call) {
-  judge_vm_status(call.request.body, call.judgement);
-  return report(call, &MetadataReports::vm_status);
-}
-
-Answer serve_extension_status(const Call &call) {
-  judge_extension_status(call.request.body, call.judgement);
-  return report(call, &MetadataReports::extension_status);
-}
-
-Answer serve_events(const Call &call) {
-  judge_metadata_events(call.request.body, call.judgement);
-  return report(call, &MetadataReports::telemetry);
+  return taken_answer([&world = call.world, upload] { (world.metadata.*List).push_back(upload); });
 }
 
 // What the service answers to.
@@ -111,10 +93,12 @@ constexpr std::array kRows{
     Row{"certificates/", true, "GET", true, serve_certificate},
     Row{"extensionHandlers", false, "GET", true, serve_extension_handlers},
     Row{"vmAgentVersions", false, "GET", false, serve_agent_versions},
-    Row{"provisioningStatus", false, "PUT", false, serve_provisioning_status},
-    Row{"status/vmagent", false, "PUT", false, serve_vm_status},
-    Row{"status/extensions/", true, "PUT", false, serve_extension_status},
-    Row{"status/telemetry", false, "PUT", false, serve_events},
+    Row{"provisioningStatus", false, "PUT", false,
+        serve_report<judge_provisioning_status, &MetadataReports::provisioning>},
+    Row{"status/vmagent", false, "PUT", false, serve_report<judge_vm_status, &MetadataReports::vm_status>},
+    Row{"status/extensions/", true, "PUT", false,
+        serve_report<judge_extension_status, &MetadataReports::extension_status>},
+    Row{"status/telemetry", false, "PUT", false, serve_report<judge_metadata_events, &MetadataReports::telemetry>},
 };
 
 const Row *find_row(const std::string &resource) {
