@@ -78,7 +78,10 @@ bool is_of_extensions(const std::string &line) {
 }
 
 bool is_of(const std::string &line, const Json &of) {
-  return of.is_string() ? of == "extensions" && is_of_extensions(line) : begins_with_any(line, of);
+  if (!of.is_string()) {
+    return begins_with_any(line, of);
+  }
+  return of == "extensions" ? is_of_extensions(line) : throw std::runtime_error("no lines are \"of\": " + of.dump());
 }
 
 // The lines of the trace in a stretch of the agent's seconds.
