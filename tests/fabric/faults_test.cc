@@ -72,6 +72,14 @@ TEST(Faults, CloseReadsAndSaysNothing) {
   EXPECT_EQ(last_line(fabric)["answer"], nullptr);
 }
 
+TEST(Faults, CloseMayComeLater) {
+  FabricProgram fabric(with_fault(R"("kind":"close","ms":300)"));
+  Reply reply;
+  EXPECT_GE(seconds_of([&] { reply = versions(fabric); }), 0.3);
+  EXPECT_EQ(reply.raw, "");
+  EXPECT_FALSE(reply.timed_out);
+}
+
 TEST(Faults, ResetIsAReset) {
   FabricProgram fabric(with_fault(R"("kind":"reset")"));
   Reply reply = versions(fabric);

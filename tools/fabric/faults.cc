@@ -79,6 +79,7 @@ std::string garbage(int64_t bytes) {
 
 void close_connection(Plan &plan) {
   no_answer(plan, Ending::kClose);
+  plan.delivery.delay_ms = plan.fault->milliseconds;
 }
 
 void silent(Plan &plan) {
