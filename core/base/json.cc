@@ -45,4 +45,12 @@ const char *json_member_text(json_object *value, const char *name) {
   return member != nullptr ? json_object_get_string(member) : nullptr;
 }
 
+const char *json_member_as_text(json_object *value, const char *name) {
+  json_object *member = nullptr;
+  if (!json_object_is_type(value, json_type_object) || !json_object_object_get_ex(value, name, &member)) {
+    return nullptr;
+  }
+  return json_object_get_string(member);
+}
+
 }  // namespace kelvane

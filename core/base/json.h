@@ -27,6 +27,10 @@ json_object *json_member(json_object *value, const char *name, json_type type);
 // The text of the string member of that name; null when there is none or it is of another type. Lent as above.
 const char *json_member_text(json_object *value, const char *name);
 
+// The member of that name as text: a string as it is, another value as its JSON text; null when it is missing or
+// JSON's null. Lent as above.
+const char *json_member_as_text(json_object *value, const char *name);
+
 }  // namespace kelvane
 
 #endif

@@ -58,6 +58,13 @@ int32_t text_copy_span(Text *out, const char *source, size_t length) {
   return 0;
 }
 
+void text_replace(char **slot, const char *source) {
+  Text copy;
+  text_copy(&copy, source);
+  free(*slot);
+  *slot = copy.release();
+}
+
 int32_t text_format(Text *out, const char *format, ...) {
   va_list arguments;
   va_start(arguments, format);

@@ -22,14 +22,6 @@ int32_t decimal(const char *text) {
   return static_cast<int32_t>(value > INT32_MAX ? INT32_MAX : value < INT32_MIN ? INT32_MIN : value);
 }
 
-// Replaces an owned text of a record by a copy, absent for a null source or when memory ran out.
-void set_text(char **slot, const char *source) {
-  Text copy;
-  text_copy(&copy, source);
-  free(*slot);
-  *slot = copy.release();
-}
-
 bool is_element(mxml_node_t *node, const char *name) {
   const char *element = mxmlGetElement(node);
   return element != nullptr && strcmp(element, name) == 0;
@@ -84,15 +76,15 @@ void parse_status_blob(mxml_node_t *element, ExtConfig *config) {
 
 void add_uri(ExtHandler *handler, const char *uri) {
   if (uri != nullptr) {
-    set_text(&handler->uris[handler->uri_count++], uri);
+    text_replace(&handler->uris[handler->uri_count++], uri);
   }
 }
 
 void parse_plugin(mxml_node_t *plugin, ExtHandler *handler) {
-  set_text(&handler->name, mxmlElementGetAttr(plugin, "name"));
+  text_replace(&handler->name, mxmlElementGetAttr(plugin, "name"));
   text_copy_field(handler->version, mxmlElementGetAttr(plugin, "version"));
-  set_text(&handler->state, mxmlElementGetAttr(plugin, "state"));
-  set_text(&handler->upgrade_guid, mxmlElementGetAttr(plugin, "upgradeGuid"));
+  text_replace(&handler->state, mxmlElementGetAttr(plugin, "state"));
+  text_replace(&handler->upgrade_guid, mxmlElementGetAttr(plugin, "upgradeGuid"));
   const char *auto_upgrade = mxmlElementGetAttr(plugin, "autoUpgrade");
   handler->auto_upgrade = auto_upgrade != nullptr && strcasecmp(auto_upgrade, "true") == 0 ? 1 : 0;
   add_uri(handler, mxmlElementGetAttr(plugin, "location"));
@@ -139,7 +131,7 @@ void extract_settings(ExtHandler *handler) {
       {"publicSettings", &handler->public_settings},
   };
   for (const auto &member : members) {
-    set_text(member.text, json_object_get_string(json_object_object_get(settings, member.name)));
+    text_replace(member.text, json_member_as_text(settings, member.name));
   }
 }
 
@@ -154,7 +146,7 @@ void parse_runtime_settings(mxml_node_t *element, const char *entry_name, ExtHan
   if (handler->runtime_settings != nullptr) {
     extract_settings(handler);
   }
-  set_text(&handler->settings_name, entry_name);
+  text_replace(&handler->settings_name, entry_name);
 }
 
 // The first handler of that name and version; null when there is none.

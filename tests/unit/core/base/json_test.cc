@@ -10,6 +10,7 @@ namespace {
 
 using kelvane::json_load;
 using kelvane::json_member;
+using kelvane::json_member_as_text;
 using kelvane::json_member_text;
 using kelvane::JsonOwner;
 
@@ -91,6 +92,19 @@ TEST(Json, AMembersTextIsThatOfAStringOnly) {
   EXPECT_EQ(json_member_text(object.get(), "none"), nullptr);
   EXPECT_EQ(json_member_text(object.get(), "missing"), nullptr);
   EXPECT_EQ(json_member_text(nullptr, "text"), nullptr);
+}
+
+TEST(Json, AMemberOfAnyTypeHasATextButNullHasNone) {
+  const JsonOwner object = json_load(R"({"text":"a\"b","number":7,"flag":true,"object":{"x":[1]},"none":null})");
+  EXPECT_STREQ(json_member_as_text(object.get(), "text"), "a\"b");
+  EXPECT_STREQ(json_member_as_text(object.get(), "number"), "7");
+  EXPECT_STREQ(json_member_as_text(object.get(), "flag"), "true");
+  EXPECT_STREQ(json_member_as_text(object.get(), "object"), "{ \"x\": [ 1 ] }");
+  EXPECT_EQ(json_member_as_text(object.get(), "none"), nullptr);
+  EXPECT_EQ(json_member_as_text(object.get(), "missing"), nullptr);
+  EXPECT_EQ(json_member_as_text(nullptr, "text"), nullptr);
+  const JsonOwner list = json_load("[1]");
+  EXPECT_EQ(json_member_as_text(list.get(), "text"), nullptr);
 }
 
 TEST(Json, ASecretValuesTextsAreWipedWhenItEnds) {

@@ -91,6 +91,16 @@ TEST(Text, WipedMemoryIsZero) {
   EXPECT_EQ(std::string(secret, sizeof secret), std::string(7, '\0'));
 }
 
+TEST(TextReplace, FreesWhatTheSlotHeldAndCopies) {
+  char *slot = nullptr;
+  kelvane::text_replace(&slot, "one");
+  EXPECT_STREQ(slot, "one");
+  kelvane::text_replace(&slot, "another");
+  EXPECT_STREQ(slot, "another");
+  kelvane::text_replace(&slot, nullptr);
+  EXPECT_EQ(slot, nullptr);
+}
+
 TEST(TextField, IsTerminatedAndZeroBehind) {
   char field[8];
   memset(field, 'x', sizeof field);
