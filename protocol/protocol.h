@@ -25,7 +25,9 @@ struct Protocol {
   int64_t (*get_vminfo)(const Protocol *self, VmInfo *info);
   // 2: fetches the certificates into the certificate store.
   int64_t (*get_certs)(const Protocol *self);
-  // 3: the agent versions on offer. previous_tag may be null; *tag receives an owned text.
+  // 3: the agent versions on offer. previous_tag may be null; *tag holds an owned text or null, is freed and replaced
+  // by the new change marker when there is one. The result is a document, a json_object reference of the caller's own,
+  // or 0 for none; the wire protocol has none.
   int64_t (*get_vmagent_manifests)(const Protocol *self, const char *previous_tag, char **tag);
   // 4
   int64_t (*get_vmagent_pkgs)(const Protocol *self);

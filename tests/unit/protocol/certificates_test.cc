@@ -2,7 +2,6 @@
 #include "protocol/wire/certificates.h"
 
 #include <openssl/err.h>
-#include <openssl/pem.h>
 
 #include <string>
 
@@ -13,37 +12,13 @@
 #include "credentials/transport_cert.h"
 #include "protocol/wire/wire_client.h"
 #include "tests/unit/protocol/spies.h"
+#include "tests/unit/protocol/tenant.h"
 
 using kelvane::BufferOwner;
 using support::openssl;
+using tenant::stored;
 
 namespace {
-
-// A tenant's certificate and its container, the same for all tests of the program.
-struct Tenant {
-  support::TempDir folder;
-  std::string container;   // DER
-  std::string thumbprint;  // 40 uppercase hexadecimal characters
-
-  Tenant() {
-    const std::string key = folder.file("tenant.key");
-    const std::string certificate = folder.file("tenant.crt");
-    openssl({"req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout", key, "-out", certificate, "-days", "2",
-             "-subj", "/CN=tenant"});
-    openssl({"pkcs12", "-export", "-inkey", key, "-in", certificate, "-out", folder.file("tenant.pfx"), "-passout",
-             "pass:"});
-    container = support::read_file(folder.file("tenant.pfx"));
-    for (const char character : openssl({"x509", "-in", certificate, "-noout", "-fingerprint", "-sha1"})) {
-      thumbprint += character == ':' ? "" : std::string(1, character);
-    }
-    thumbprint = thumbprint.substr(thumbprint.find('=') + 1, 40);
-  }
-};
-
-Tenant &tenant() {
-  static Tenant one;
-  return one;
-}
 
 class CertificatesTest : public WireTest {
  protected:
@@ -52,7 +27,7 @@ class CertificatesTest : public WireTest {
       GTEST_SKIP() << "SKIP: no openssl command line tool";
     }
     static const bool made = kelvane::TransportCertMake() == 0;
-    if (!made || transport().certificate == nullptr) {
+    if (!made || tenant::transport().certificate == nullptr) {
       ASSERT_EQ(kelvane::TransportCertMake(), 0);
     }
     kelvane::CertStoreClear();
@@ -63,27 +38,11 @@ class CertificatesTest : public WireTest {
     kelvane::SSHPubKeySet("nobody");
   }
 
-  static kelvane::TransportCert transport() {
-    kelvane::TransportCert lent = {};
-    kelvane::TransportCertGet(&lent);
-    return lent;
-  }
-
-  // The agent's own certificate as a PEM file.
-  std::string recipient() const {
-    const kelvane::BioOwner bio(BIO_new(BIO_s_mem()));
-    PEM_write_bio_X509(bio.get(), transport().certificate);
-    char *bytes = nullptr;
-    const long size = BIO_get_mem_data(bio.get(), &bytes);
-    return folder_.write("recipient.pem", std::string(bytes, static_cast<size_t>(size)));
-  }
+  std::string recipient() const { return tenant::recipient(folder_); }
 
   // Encrypts to a certificate; the base64 lines between the PEM marks, each with its line feed.
   std::string wrapped(const std::string &bytes, const std::string &certificate) const {
-    const std::string plain = folder_.write("plain", bytes);
-    openssl({"cms", "-encrypt", "-binary", "-in", plain, "-outform", "DER", "-des3", "-out", folder_.file("cms.der"),
-             certificate});
-    return openssl({"base64", "-in", folder_.file("cms.der")});
+    return openssl({"base64", "-in", tenant::wrap(folder_, bytes, certificate)});
   }
 
   static std::string document(const std::string &data) {
@@ -98,30 +57,23 @@ class CertificatesTest : public WireTest {
     kelvane::certificates_process(buffer.get());
     EXPECT_EQ(ERR_peek_error(), 0u) << "no error is left in OpenSSL's queue";
   }
-
-  static bool stored() {
-    X509 *certificate = nullptr;
-    EVP_PKEY *key = nullptr;
-    return kelvane::CertStoreFind(tenant().thumbprint.c_str(), &certificate, &key) == 1 && certificate != nullptr &&
-           key != nullptr;
-  }
 };
 
 TEST_F(CertificatesTest, TheContainerGoesIntoTheCertificateStore) {
   EXPECT_FALSE(stored());
-  process(document("\n" + wrapped(tenant().container, recipient())));
+  process(document("\n" + wrapped(tenant::container(), recipient())));
   EXPECT_TRUE(stored());
 }
 
 TEST_F(CertificatesTest, ItsPublicKeysBecomeCandidatesOfTheSshKeyStore) {
-  process(document("\n" + wrapped(tenant().container, recipient())));
-  kelvane::SSHPubKeyFlag(tenant().thumbprint.c_str());
+  process(document("\n" + wrapped(tenant::container(), recipient())));
+  kelvane::SSHPubKeyFlag(tenant::thumbprint().c_str());
   kelvane::SSHPubKeySet("user");
   EXPECT_EQ(recording::ssh_key("user", 1).substr(0, 8), "ssh-rsa ");
 }
 
 TEST_F(CertificatesTest, WhiteSpaceOfAnyKindBecomesLineFeeds) {
-  std::string data = wrapped(tenant().container, recipient());
+  std::string data = wrapped(tenant::container(), recipient());
   std::string indented;
   for (const char character : data) {
     indented += character == '\n' ? "\r\n\t    " : std::string(1, character);
@@ -131,14 +83,14 @@ TEST_F(CertificatesTest, WhiteSpaceOfAnyKindBecomesLineFeeds) {
 }
 
 TEST_F(CertificatesTest, NoWhiteSpaceIsNeededInFrontOfTheText) {
-  process(document(wrapped(tenant().container, recipient())));
+  process(document(wrapped(tenant::container(), recipient())));
   EXPECT_TRUE(stored());
 }
 
 // The white space in front of the first line makes an empty line, as any other makes a line feed; behind an empty line
 // the library takes lines of 64 characters only.
 TEST_F(CertificatesTest, WhiteSpaceInFrontOfLongLinesIsAnEmptyLineThatMakesThemUnreadable) {
-  wrapped(tenant().container, recipient());
+  wrapped(tenant::container(), recipient());
   const std::string whole = openssl({"base64", "-A", "-in", folder_.file("cms.der")});
   std::string lines;
   for (size_t at = 0; at < whole.size(); at += 76) {
@@ -151,7 +103,7 @@ TEST_F(CertificatesTest, WhiteSpaceInFrontOfLongLinesIsAnEmptyLineThatMakesThemU
 }
 
 TEST_F(CertificatesTest, SingleSpacesBetweenTheLinesAreEnough) {
-  std::string data = wrapped(tenant().container, recipient());
+  std::string data = wrapped(tenant::container(), recipient());
   for (char &character : data) {
     character = character == '\n' ? ' ' : character;
   }
@@ -160,21 +112,21 @@ TEST_F(CertificatesTest, SingleSpacesBetweenTheLinesAreEnough) {
 }
 
 TEST_F(CertificatesTest, TextChildrenAroundAnElementAreJoined) {
-  std::string data = wrapped(tenant().container, recipient());
+  std::string data = wrapped(tenant::container(), recipient());
   data.insert(65, "<note>not a part of it</note>");
   process(document("\n" + data));
   EXPECT_TRUE(stored());
 }
 
 TEST_F(CertificatesTest, WithoutWhiteSpaceAtTheEndThereIsNoReadableText) {
-  std::string data = wrapped(tenant().container, recipient());
+  std::string data = wrapped(tenant::container(), recipient());
   data.pop_back();
   process(document("\n" + data));
   EXPECT_FALSE(stored());
 }
 
 TEST_F(CertificatesTest, TheFirstDataElementCounts) {
-  const std::string good = wrapped(tenant().container, recipient());
+  const std::string good = wrapped(tenant::container(), recipient());
   process("<C><Data>\nAAAA\n</Data><Data>\n" + good + "</Data></C>");
   EXPECT_FALSE(stored());
   process("<C><Data>\n" + good + "</Data><Data>\nAAAA\n</Data></C>");
@@ -182,12 +134,11 @@ TEST_F(CertificatesTest, TheFirstDataElementCounts) {
 }
 
 TEST_F(CertificatesTest, EveryFailureIsSilentAndKeepsTheStore) {
-  const std::string good = wrapped(tenant().container, recipient());
+  const std::string good = wrapped(tenant::container(), recipient());
   process(document("\n" + good));
   ASSERT_TRUE(stored());
   recording::set_debug_level(10);
-  openssl({"req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout", folder_.file("other.key"), "-out",
-           folder_.file("other.crt"), "-subj", "/CN=other"});
+  const std::string other = tenant::other_recipient(folder_);
   testing::internal::CaptureStdout();
   testing::internal::CaptureStderr();
   for (const std::string &bad : {
@@ -199,7 +150,7 @@ TEST_F(CertificatesTest, EveryFailureIsSilentAndKeepsTheStore) {
            document("\nnot base64 !!\n"),
            document("\nAAAA\n"),
            document("\n" + good.substr(0, good.size() / 2) + "\n"),
-           document("\n" + wrapped(tenant().container, folder_.file("other.crt"))),
+           document("\n" + wrapped(tenant::container(), other)),
            document("\n" + wrapped("no container at all", recipient())),
            document("\n" + wrapped("", recipient())),
        }) {
@@ -212,14 +163,14 @@ TEST_F(CertificatesTest, EveryFailureIsSilentAndKeepsTheStore) {
 }
 
 TEST_F(CertificatesTest, WithoutATransportCertificateNothingHappens) {
-  const std::string good = document("\n" + wrapped(tenant().container, recipient()));
+  const std::string good = document("\n" + wrapped(tenant::container(), recipient()));
   kelvane::TransportCertCleanup();
   process(good);
   EXPECT_FALSE(stored());
 }
 
 TEST_F(CertificatesTest, TheFetchSendsTheTransportCertificateAndProcessesTheBody) {
-  const std::string body = document("\n" + wrapped(tenant().container, recipient()));
+  const std::string body = document("\n" + wrapped(tenant::container(), recipient()));
   peer_->script({support::answer(200,
                                  "<G><Incarnation>1</Incarnation><Certificates>http://168.63.129.16/c</Certificates>"
                                  "</G>"),
@@ -227,7 +178,7 @@ TEST_F(CertificatesTest, TheFetchSendsTheTransportCertificateAndProcessesTheBody
   kelvane::__WireClient_update_goal_state(1);
   EXPECT_EQ(peer_->requests()[1].own_headers(),
             (Lines{"x-ms-agent-name: TorvikGuest", "x-ms-version: 2012-11-30", "x-ms-cipher-name: DES_EDE3_CBC",
-                   std::string("x-ms-guest-agent-public-x509-cert: ") + transport().encoded_certificate}));
+                   std::string("x-ms-guest-agent-public-x509-cert: ") + tenant::transport().encoded_certificate}));
   EXPECT_TRUE(stored());
   EXPECT_EQ(copy("kelvane_certificates.xml"), body);
 }
@@ -242,7 +193,7 @@ TEST_F(CertificatesTest, TheCertificateHeaderThatCannotBeAppendedIsLeftOut) {
 }
 
 TEST_F(CertificatesTest, OnlyTheBodyOfTheRequestCountsNotItsResult) {
-  const std::string body = document("\n" + wrapped(tenant().container, recipient()));
+  const std::string body = document("\n" + wrapped(tenant::container(), recipient()));
   std::vector<support::PeerAnswer> answers(9, support::answer_with_length(200, "", 1));
   answers[8] = support::answer_with_length(200, body, body.size() + 1);
   answers.insert(answers.begin(), support::answer(200, "<G><Certificates>http://168.63.129.16/c</Certificates></G>"));

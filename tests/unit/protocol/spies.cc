@@ -10,6 +10,7 @@
 #include "core/base/buffer.h"
 #include "core/base/json_owners.h"
 #include "protocol/http_request.h"
+#include "protocol/metadata/metadata_http.h"
 #include "protocol/wire/endpoint.h"
 #include "protocol/wire/ext_config.h"
 #include "protocol/wire/http_client.h"
@@ -81,6 +82,7 @@ std::string function_text(const void *function) {
       {reinterpret_cast<const void *>(kelvane::event_curl_recv_cb), "event_curl_recv_cb"},
       {reinterpret_cast<const void *>(kelvane::http_upload_read_cb), "http_upload_read_cb"},
       {reinterpret_cast<const void *>(kelvane::__curl_header_recv_cb), "__curl_header_recv_cb"},
+      {reinterpret_cast<const void *>(kelvane::metadata_header_recv_cb), "metadata_header_recv_cb"},
   };
   for (const auto &one : known) {
     if (one.function == function) {
@@ -103,6 +105,9 @@ std::string pointer_text(CURLoption option, const void *pointer) {
   }
   if (pointer == nullptr) {
     return "none";
+  }
+  if (option == CURLOPT_HEADERDATA) {
+    return "given";
   }
   return pointer == spies().expected_response ? "response" : "own buffer";
 }
@@ -137,6 +142,7 @@ json_object *__real_json_object_new_object();
 json_object *__real_json_object_new_array();
 json_object *__real_json_object_new_string(const char *text);
 json_object *__real_json_object_new_int(int32_t number);
+const char *__real_json_object_to_json_string(json_object *value);
 
 CURL *__wrap_curl_easy_init();
 void __wrap_curl_easy_cleanup(CURL *handle);
@@ -156,6 +162,7 @@ json_object *__wrap_json_object_new_object();
 json_object *__wrap_json_object_new_array();
 json_object *__wrap_json_object_new_string(const char *text);
 json_object *__wrap_json_object_new_int(int32_t number);
+const char *__wrap_json_object_to_json_string(json_object *value);
 void __wrap__ZN7kelvane23TelemetrySetContainerIdEPKc(const char *text);
 int32_t __wrap__ZN7kelvane20EventHandler_ProcessEv();
 
@@ -293,6 +300,10 @@ json_object *__wrap_json_object_new_string(const char *text) {
 
 json_object *__wrap_json_object_new_int(int32_t number) {
   return spies::json_refused() ? nullptr : __real_json_object_new_int(number);
+}
+
+const char *__wrap_json_object_to_json_string(json_object *value) {
+  return spies::spies().refuse_json_text ? nullptr : __real_json_object_to_json_string(value);
 }
 
 int __wrap_open(const char *path, int flags, ...) {

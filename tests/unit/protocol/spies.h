@@ -2,7 +2,7 @@
 //   - libcurl's easy interface: calls are counted and passed on; the options are written down in order; an attempt can
 //     be given a result without being made.
 //   - sleep: seconds are written down, nobody waits. time: a moment that a test sets.
-//   - json-c: the making of values can be refused.
+//   - json-c: the making and the writing of values can be refused.
 //   - open: the copies of fetched documents under /tmp go to a folder of the test.
 //   - explicit_bzero: what is overwritten is written down.
 //   - telemetry: the container id and the passes are written down.
@@ -46,6 +46,7 @@ struct Spies {
   std::vector<std::string> container_ids;
   int64_t now = 0;                 // what time returns; 0: the real clock
   int refuse_json = 0;             // the n-th JSON value from now on cannot be made
+  bool refuse_json_text = false;   // no JSON value can be written
   std::vector<std::string> wiped;  // what was overwritten as a secret
   int event_passes = 0;
   int event_result = 0;

@@ -1,0 +1,20 @@
+// The conversion of the metadata service's extension document into the handler list that extension handling knows. Used
+// by the metadata protocol only; never blocks. Members of a wrong type count as missing, or are taken as their JSON
+// text where a text of any form is wanted. Above level 6 the settings go to the log as they came, encrypted ones
+// included.
+#ifndef KELVANE_PROTOCOL_METADATA_METADATA_HANDLERS_H
+#define KELVANE_PROTOCOL_METADATA_METADATA_HANDLERS_H
+
+#include "core/base/json_owners.h"
+#include "include/ext_handler.h"
+
+namespace kelvane {
+
+// Replaces the list, which must be zeroed or converted, by a document's: one record an element of the top-level array,
+// zeroed for an element that is no object. Empty for a document that is no array, for an empty one, and when the
+// records cannot be allocated.
+void metadata_handlers_convert(json_object *document, ExtHandlerList *list);
+
+}  // namespace kelvane
+
+#endif
