@@ -13,10 +13,10 @@
 namespace demo {
 namespace {
 
-constexpr int kPortTries = 400;
+constexpr int kPortTries = 2400;
 constexpr long kPollMilliseconds = 50;
 // How often the agent looks for the endpoint in vain before the demo's DHCP client has it.
-constexpr int kEmptyLooks = 2;
+constexpr int kEmptyLooks = 1;
 constexpr const char *kCertificatesCommand = "2";
 constexpr int kReportTries = 20;
 
@@ -183,14 +183,14 @@ void Demo::agent_is_gone() {
                            std::to_string(second_) + " of its seconds:\n" + tail_of(options_.out / "sandbox.log"));
 }
 
-bool Demo::watch(const std::function<bool()> &done, int64_t until) {
+void Demo::watch(const std::function<bool()> &done) {
   for (;;) {
     check_interrupted();
     const bool running = agent_->running();
     const bool enough = done();
     tell_new_lines();
-    if (enough || second_ >= until) {
-      return enough;
+    if (enough) {
+      return;
     }
     if (!running) {
       agent_is_gone();

@@ -22,7 +22,7 @@ struct Options {
   std::filesystem::path scenario;  // what the fabric plays
   std::filesystem::path out;       // the artefacts; emptied first
   bool keep = false;
-  int speed = 16;        // agent seconds in a second
+  int speed = 12;        // agent seconds in a second
   int64_t seconds = 95;  // agent seconds to watch a scenario without steps
   int debug_level = 6;   // of the agent's log
 };
@@ -33,8 +33,8 @@ class Demo {
 
   // The fabric, the factory state, the agent.
   void start();
-  // Tells what happens until `done` says so, and returns true; false when the agent's clock reaches `until` before.
-  bool watch(const std::function<bool()> &done, int64_t until);
+  // Tells what happens until `done` says so.
+  void watch(const std::function<bool()> &done);
   // Ends the agent by the signal and starts it again, as its supervisor would.
   void restart_agent(int signal);
   // Makes the agent log its certificate store. An agent that is busy with a request does not answer in time.

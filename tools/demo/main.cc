@@ -24,7 +24,7 @@ demo::Checks play(demo::Demo &demo, const demo::Json &scenario) {
   const std::vector<demo::Step> steps = demo::steps_of(scenario);
   demo.start();
   if (steps.empty()) {
-    demo.watch([] { return false; }, demo.options().seconds);
+    demo.watch([&] { return demo.second() >= demo.options().seconds; });
     return after_first_boot(demo, scenario);
   }
   demo::Checks checks;
