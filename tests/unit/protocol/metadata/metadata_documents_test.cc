@@ -83,6 +83,10 @@ TEST_F(MetadataDocumentsTest, TheVmStatusHoldsNoMoreHandlersThanTheRecord) {
   }
   status.handler_count = 4;
   const std::string four = written(kelvane::VMStatusToJSON(&status));
+  const std::string one =
+      R"({ "name": "A", "version": "1.2.3.4", "status": "Ready", "message": "m", "extensions": [ "A-ext" ] })";
+  EXPECT_EQ(four, R"({ "vmAgent": { "version": "", "status": "", "message": "" }, "extensionHandlers": [ )" + one +
+                      ", " + one + ", " + one + ", " + one + " ] }");
   status.handler_count = INT_MAX;
   EXPECT_EQ(written(kelvane::VMStatusToJSON(&status)), four);
   status.handler_count = -1;

@@ -235,7 +235,7 @@ TEST_F(MetadataHttpTest, ABrokenOffAnswerIsNoDocumentEvenWhenItParses) {
 TEST_F(MetadataHttpTest, WhatIsNoJsonIsNoDocumentAndIsNotAskedForAgain) {
   for (const std::string &body :
        {std::string(), std::string(" "), std::string("null"), std::string("{"), std::string("\xff\xfe"),
-        std::string("\0{}", 3), std::string(100, '['), std::string(9000000, ' ') + "{}", std::string(200000, ',')}) {
+        std::string("\0{}", 3), std::string(100, '['), std::string(200000, ',')}) {
     peer_->script({answer(200, body)});
     EXPECT_EQ(written(metadata_get("http://169.254.169.254/g", nullptr, nullptr)), "(absent)") << body.substr(0, 20);
     EXPECT_EQ(performed(), 1);
