@@ -204,6 +204,15 @@ TEST_F(MetadataCertificatesTest, EarlierErrorsOfTheLibraryDoNotStayInItsQueue) {
   EXPECT_TRUE(stored());
 }
 
+TEST_F(MetadataCertificatesTest, AContainerThatCannotBeReadWholeIsTakenAsFarAsItGoesWithoutAWord) {
+  recording::set_debug_level(1);
+  const std::string certificate = tenant::other_recipient(folder_);
+  openssl({"pkcs12", "-export", "-inkey", folder_.file("other.key"), "-in", certificate, "-out",
+           folder_.file("locked.pfx"), "-passout", "pass:not the empty one"});
+  EXPECT_EQ(processed(wrapped(support::read_file(folder_.file("locked.pfx")), tenant::recipient(folder_))), "");
+  EXPECT_EQ(recording::messages(), Lines{});
+}
+
 TEST_F(MetadataCertificatesTest, BlanksAndLineEndsInTheTextDoNoHarm) {
   std::string document = good();
   document.insert(40, "\\n");
