@@ -158,11 +158,24 @@ std::string make_envelope(std::string_view content, X509 *recipient) {
   return bio_bytes(out.get());
 }
 
+namespace {
+
+// Changes the padding of the content, which stands at the end, so that whoever has the key finds it broken, always:
+// a bit of one block of the cipher text is the same bit of the next block's text.
+std::string tampered(std::string envelope) {
+  constexpr size_t kBlock = 8;
+  envelope.at(envelope.size() - kBlock - 1) ^= '\x80';
+  return envelope;
+}
+
+}  // namespace
+
 std::string make_certificates_data(const std::vector<const Identity *> &identities, const ContainerSpec &spec,
                                    X509 *recipient) {
   if (spec.content == "empty") return "";
   if (spec.content == "not-cms") return base64_encode("This text is no CMS message, and it is meant to be none.");
   std::string content = spec.content == "not-pkcs12" ? "This text is no container." : make_container(identities, spec);
+  if (spec.content == "tampered") return base64_encode(tampered(make_envelope(content, recipient)));
   if (spec.wrap == "request") return base64_encode(make_envelope(content, recipient));
   CertificateSpec stranger;
   stranger.name = stranger.common_name = "stranger";

@@ -196,7 +196,7 @@ ContainerSpec read_container(const Json &value, const std::string &path, const C
   out.certificate_cipher = fields.choice("certificateCipher", base.certificate_cipher, {"rc2-40", "3des", "none"});
   out.key_cipher = fields.choice("keyCipher", base.key_cipher, {"3des", "none"});
   out.wrap = fields.choice("wrap", base.wrap, {"request", "other-key"});
-  out.content = fields.choice("content", base.content, {"pkcs12", "not-pkcs12", "not-cms", "empty"});
+  out.content = fields.choice("content", base.content, {"pkcs12", "not-pkcs12", "tampered", "not-cms", "empty"});
   fields.finish();
   return out;
 }

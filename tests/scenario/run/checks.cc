@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <regex>
 #include <stdexcept>
 
 #include "tests/scenario/run/record_bytes.h"
@@ -160,7 +161,24 @@ std::string check_sleeps(const Json &value, const RunResult &run) {
   return compare("the sequence of sleeps", written_lines(value, run), got);
 }
 
+// How many errors OpenSSL tells for the same thing depends on its version.
+Lines openssl_errors_as_one(const Lines &lines) {
+  static const std::regex kError("[0-9A-F]+:error:[0-9A-F]+:.*");
+  Lines out;
+  for (const std::string &line : lines) {
+    const std::string kept = std::regex_match(line, kError) ? "OpenSSL's errors" : line;
+    if (kept == line || out.empty() || out.back() != kept) {
+      out.push_back(kept);
+    }
+  }
+  return out;
+}
+
 std::string check_output(const Json &value, const RunResult &run) {
+  if (value.is_array()) {
+    return compare("standard output", written_lines(value, run),
+                   openssl_errors_as_one(split_lines(run.standard_output)));
+  }
   const auto expected = value.get<std::string>();
   return expected == run.standard_output ? ""
                                          : compare("standard output", split_lines(sandbox::escaped(expected)),
