@@ -27,7 +27,7 @@ void operation_identifier(const char *text, const char *last_blank, char (&ident
     end--;
   }
   const auto *before = static_cast<const char *>(memrchr(text, ' ', static_cast<size_t>(end - text)));
-  if (end == text || before == nullptr) {
+  if (before == nullptr) {
     return;
   }
   const auto length = static_cast<size_t>(end - before);

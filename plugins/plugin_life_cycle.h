@@ -1,6 +1,6 @@
 // The life cycle of a plugin: what each command of the platform does to the plugin's state, written once; a plugin
 // names only the steps that are its own. Called by the plugins' command operations, each after its own first line.
-// Never blocks; logs one line, for an enable that comes again.
+// Blocks for as long as a plugin's own step does; logs one line, for an enable that comes again.
 #ifndef KELVANE_PLUGINS_PLUGIN_LIFE_CYCLE_H
 #define KELVANE_PLUGINS_PLUGIN_LIFE_CYCLE_H
 
