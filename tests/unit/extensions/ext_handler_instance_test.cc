@@ -157,6 +157,16 @@ TEST_F(ExtHandlerInstanceTest, TheInstalledHandlerHasThePluginManagersVersion) {
   EXPECT_STREQ(instance.handler.version, "1.2.0.0");
 }
 
+// How much of it there is, the plugin manager decides.
+TEST_F(ExtHandlerInstanceTest, ThereIsRoomForAsLongAVersionAsARecordHolds) {
+  const std::string longest(63, '1');
+  plugin_manager::state().installed["Ext.A"] = longest;
+  const ExtHandlerInstance instance = made();
+  ExtHandlerInstance installed;
+  kelvane::ExtHandlerInstance_GetInstalledExtHandler(&instance, &installed);
+  EXPECT_EQ(installed.handler.version, longest);
+}
+
 TEST_F(ExtHandlerInstanceTest, NoInstalledHandlerHasNoVersion) {
   ExtHandlerInstance instance = made();
   instance.installed = 1;

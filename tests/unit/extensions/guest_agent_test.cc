@@ -184,6 +184,15 @@ TEST_F(GuestAgent, HandlersAreServedInTheListsOrderBeforeAnyStatusIsReported) {
 
 // ---- what is asked for, against what is ----
 
+TEST_F(GuestAgent, ThePluginManagerIsAskedInThisOrder) {
+  plugin_manager::state().note_questions = true;
+  EXPECT_EQ(commands("enabled", nullptr, "1.1.9.9", "installed"),
+            (Lines{"CheckNewerVersion(\"A\", \"1.2.0.0\")", "FindCurrentVersion(\"A\", \"\")",
+                   "GetState(\"A\", \"1.1.9.9\")", "GetState(\"A\", \"1.2.0.0\")",
+                   "disable \"A\" 1.1.9.9 \"sets\" seq 5", kUpdate, "uninstall \"A\" 1.1.9.9 \"sets\" seq 5", kInstall,
+                   kEnable, "GetHandlerStatus(\"A\", \"1.2.0.0\")", "GetState(\"A\", \"1.2.0.0\")"}));
+}
+
 TEST_F(GuestAgent, EnabledWithNothingInstalledInstallsThenEnables) {
   EXPECT_EQ(commands("enabled", nullptr), (Lines{kInstall, kEnable}));
 }

@@ -69,7 +69,9 @@ class Acknowledging : public EachPluginTest<Row> {
 INSTANTIATE_TEST_SUITE_P(All, Acknowledging, testing::ValuesIn(kRows),
                          [](const auto &each) { return std::string(each.param.name); });
 
-TEST(AcknowledgingRecords, AreTheirOwn) {
+using AcknowledgingPair = PluginTest;
+
+TEST_F(AcknowledgingPair, RecordsAreTheirOwn) {
   Plugin *const asm_record = kelvane::pluginManager_RegisterLinuxAsm();
   Plugin *const diagnostic = kelvane::pluginManager_RegisterLinuxDiagnostic();
   EXPECT_EQ(asm_record, kelvane::pluginManager_RegisterLinuxAsm());
@@ -82,6 +84,20 @@ TEST(AcknowledgingRecords, AreTheirOwn) {
   EXPECT_EQ(asm_record->load, &kelvane::LinuxAsmLoad);
   EXPECT_EQ(diagnostic->save, &kelvane::LinuxDiagnosticSave);
   EXPECT_EQ(diagnostic->load, &kelvane::LinuxDiagnosticLoad);
+}
+
+// A time stamp stays as it was handed out while the other plugin's is made.
+TEST_F(AcknowledgingPair, TimeStampsAreTheirOwn) {
+  Plugin *const asm_record = kelvane::pluginManager_RegisterLinuxAsm();
+  Plugin *const diagnostic = kelvane::pluginManager_RegisterLinuxDiagnostic();
+  load(asm_record, R"({"installed":1,"cmdtime":1})");
+  load(diagnostic, R"({"installed":1,"cmdtime":2})");
+  kelvane::ExtStatus first = {};
+  kelvane::ExtStatus second = {};
+  asm_record->status(asm_record, &first);
+  diagnostic->status(diagnostic, &second);
+  EXPECT_STREQ(first.configuration_applied_time, "1970-01-01T00:00:01Z");
+  EXPECT_STREQ(second.configuration_applied_time, "1970-01-01T00:00:02Z");
 }
 
 TEST_P(Acknowledging, EnableStoresNumberTimeAndMessage) {

@@ -3,11 +3,14 @@
 #include "plugins/acknowledging.h"
 #include "plugins/custom_script.h"
 #include "plugins/vm_access.h"
+#include "tests/support/recording_state.h"
 #include "tests/unit/plugins/plugin_world.h"
 
 namespace {
 
 using kelvane::Plugin;
+using kelvane::PluginCall;
+using kelvane::PluginLifeCycle;
 
 // What differs from plugin to plugin; everything else of the life cycle is the same for all.
 struct Row {
@@ -143,6 +146,12 @@ TEST_P(LifeCycle, AnUpdateLeavesWhatTheLastEnableLeft) {
   EXPECT_STREQ(data_->message, said.c_str());
 }
 
+TEST_P(LifeCycle, AnEmptyVersionIsAdoptedToo) {
+  command(plugin_, 1);
+  command(plugin_, 3, 0, nullptr, "");
+  EXPECT_STREQ(plugin_->version, "");
+}
+
 TEST_P(LifeCycle, AVersionIsCutTo31Characters) {
   command(plugin_, 1, 0, nullptr, "1234567.1234567.1234567.12345678");
   EXPECT_STREQ(plugin_->version, "1234567.1234567.1234567.1234567");
@@ -256,6 +265,53 @@ TEST_P(LifeCycle, LoadsTheLargestNumbers) {
   EXPECT_EQ(data_->sequence_number, INT32_MIN);
   EXPECT_EQ(data_->command_time, INT32_MAX);
   EXPECT_THAT(status_of(plugin_), testing::StartsWith("2038-01-19T03:14:07Z|"));
+}
+
+TEST_P(LifeCycle, ACommandTimeIsReadThroughSixtyFourBits) {
+  load(plugin_, R"({"installed":1,"cmdtime":2147483648})");
+  EXPECT_THAT(status_of(plugin_), testing::StartsWith("2038-01-19T03:14:08Z|"));
+}
+
+// Only 0 means that no command set it.
+TEST_P(LifeCycle, ACommandTimeBeforeTheEpochIsATimeToo) {
+  load(plugin_, R"({"installed":1,"cmdtime":-1})");
+  EXPECT_THAT(status_of(plugin_), testing::StartsWith("1969-12-31T23:59:59Z|"));
+}
+
+// ---- the way from a command to its step ----
+
+class LifeCycleSteps : public PluginTest {
+ protected:
+  // The step that the command takes, "none" or several of them.
+  std::string taken(uint32_t number) {
+    recording::clear_trace();
+    const PluginCall call = {"1.2.3.4", "instance", 7, nullptr};
+    kelvane::plugin_command(plugin_, &kSteps, number, &call);
+    return testing::PrintToString(recording::trace());
+  }
+
+  static constexpr PluginLifeCycle kSteps = {
+      .install = [](Plugin *, const PluginCall *) { recording::note("install"); },
+      .uninstall = [](Plugin *, const PluginCall *) { recording::note("uninstall"); },
+      .update = [](Plugin *, const PluginCall *) { recording::note("update"); },
+      .enable = [](Plugin *, const PluginCall *) { recording::note("enable"); },
+      .disable = [](Plugin *, const PluginCall *) { recording::note("disable"); },
+  };
+  Plugin *plugin_ = kelvane::pluginManager_RegisterLinuxAsm();
+};
+
+TEST_F(LifeCycleSteps, EachCommandTakesItsOwnAlone) {
+  EXPECT_EQ(taken(1), "{ \"install\" }");
+  EXPECT_EQ(taken(2), "{ \"uninstall\" }");
+  EXPECT_EQ(taken(3), "{ \"update\" }");
+  EXPECT_EQ(taken(4), "{ \"enable\" }");
+  EXPECT_EQ(taken(5), "{ \"disable\" }");
+}
+
+TEST_F(LifeCycleSteps, OtherNumbersTakeNone) {
+  for (const uint32_t number : {0u, 6u, 7u, 9u, 12u, 260u, 0x10004u, 0x80000004u, 0xFFFFFFFFu}) {
+    EXPECT_EQ(taken(number), "{}") << number;
+  }
 }
 
 }  // namespace

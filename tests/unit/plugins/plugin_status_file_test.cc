@@ -164,8 +164,10 @@ TEST_F(PluginStatusFile, APipeInItsPlaceIsNotWaitedForAndThenReplaced) {
 
 TEST_F(PluginStatusFile, WhatAPipeHoldsIsNotRead) {
   ASSERT_EQ(mkfifo(os_.real(kStatusFile).c_str(), 0600), 0);
-  kelvane::DescriptorOwner writer(open(os_.real(kStatusFile).c_str(), O_RDWR));
+  kelvane::DescriptorOwner reader(kelvane::file_open_to_read(os_.real(kStatusFile).c_str()));
+  kelvane::DescriptorOwner writer(open(os_.real(kStatusFile).c_str(), O_WRONLY));
   ASSERT_EQ(kelvane::file_write_full(writer.get(), kFull, strlen(kFull)), 0);
+  writer.close_now();  // so that it holds the whole file, and its end
   plugin_status_load();
   EXPECT_EQ(plugin_registry_count(), 0);
 }
@@ -251,6 +253,10 @@ TEST_F(PluginStatusFile, AnotherStateIsKeptAsItIs) {
 
 TEST_F(PluginStatusFile, AnEmptyStateIsAStateToo) {
   EXPECT_EQ(loaded(R"([{"name":"B","handlerstate":""}])"), "B|||0|-1|0||");
+}
+
+TEST_F(PluginStatusFile, AnEmptyVersionIsAVersionToo) {
+  EXPECT_EQ(loaded(R"([{"name":"B","version":"1.0.0.0"},{"name":"B","version":""}])"), "B||absent|0|-1|0||");
 }
 
 TEST_F(PluginStatusFile, TheTwoUsualStatesAreTheSharedConstants) {
