@@ -2,6 +2,8 @@
 
 #include <string.h>
 
+#include "core/base/utf8.h"
+
 namespace kelvane {
 
 namespace {
@@ -25,7 +27,8 @@ uint64_t count_values(const char *text) {
 }  // namespace
 
 JsonOwner json_load(const char *text) {
-  if (text == nullptr || strlen(text) > kJsonMaxBytes || count_values(text) > kJsonMaxValues) {
+  const size_t length = text != nullptr ? strlen(text) : 0;
+  if (length == 0 || length > kJsonMaxBytes || !utf8_valid(text, length) || count_values(text) > kJsonMaxValues) {
     return JsonOwner();
   }
   return JsonOwner(json_tokener_parse(text));

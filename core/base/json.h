@@ -1,6 +1,7 @@
 // Loading of JSON texts that come from outside. One gate in front of json-c, as there is one in front of Mini-XML: what
 // is too long or holds too many values counts as a text that does not parse (one megabyte of "[{},{},..." becomes
-// 270 MB of objects). Nesting is bounded by json-c itself (32 levels). Never blocks, never logs.
+// 270 MB of objects), and so does what is not strict UTF-8: json-c would take it, and whatever the agent made of such
+// texts would be JSON for nobody. Nesting is bounded by json-c itself (32 levels). Never blocks, never logs.
 #ifndef KELVANE_CORE_BASE_JSON_H
 #define KELVANE_CORE_BASE_JSON_H
 
@@ -17,7 +18,8 @@ inline constexpr uint64_t kJsonMaxBytes = uint64_t{8} * 1024 * 1024;
 // about ten for each plugin.
 inline constexpr uint64_t kJsonMaxValues = 100000;
 
-// Parses a text. Absent for a null text, one over the caps, one that json-c refuses, and for the JSON value null.
+// Parses a text. Absent for a null text, one over the caps or not UTF-8, one that json-c refuses, and for the JSON
+// value null.
 JsonOwner json_load(const char *text);
 
 // The member of that name when value is an object and the member is of that type; else null. Lent, not a reference of

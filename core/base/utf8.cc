@@ -46,4 +46,14 @@ size_t utf8_decode(const char *at, const char *end, uint32_t *code_point) {
   return 0;
 }
 
+bool utf8_valid(const char *text, size_t length) {
+  const char *end = text + length;
+  size_t step = 1;
+  for (const char *at = text; at < end && step != 0; at += step) {
+    uint32_t code_point = 0;
+    step = utf8_decode(at, end, &code_point);
+  }
+  return step != 0;
+}
+
 }  // namespace kelvane

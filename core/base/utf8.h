@@ -12,6 +12,9 @@ namespace kelvane {
 // form, a surrogate, or anything above U+10FFFF.
 size_t utf8_decode(const char *at, const char *end, uint32_t *code_point);
 
+// Whether length bytes are characters from first to last. An empty text is.
+bool utf8_valid(const char *text, size_t length);
+
 }  // namespace kelvane
 
 #endif

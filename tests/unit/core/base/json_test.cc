@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "tests/unit/core/base/watched_memory.h"
+#include "tests/support/watched_memory.h"
 
 namespace {
 
@@ -27,6 +27,14 @@ TEST(Json, LoadsEveryKindOfValue) {
 TEST(Json, WhatIsNoValueIsAbsent) {
   EXPECT_FALSE(json_load(nullptr).present());
   for (const char *text : {"", " ", "no JSON", "{", "[1", "\"text", "null", "{\"a\":}", "\xff"}) {
+    EXPECT_FALSE(loads(text)) << text;
+  }
+}
+
+TEST(Json, WhatIsNotUtf8IsAbsent) {
+  EXPECT_TRUE(loads("{\"a\":\"\xc3\xa9\"}"));
+  for (const char *text :
+       {"{\"a\":\"\xe9\"}", "{\"\xe9\":1}", "\"\xc3\"", "\"\xc0\x80\"", "\"\xed\xa0\x80\"", "7\xff"}) {
     EXPECT_FALSE(loads(text)) << text;
   }
 }

@@ -36,4 +36,12 @@ TEST(Utf8, RefusesEverythingElseAndLeavesTheOutput) {
   }
 }
 
+TEST(Utf8, ATextIsValidWhenAllItsCharactersAre) {
+  EXPECT_TRUE(kelvane::utf8_valid("", 0));
+  EXPECT_TRUE(kelvane::utf8_valid("a\xc3\xa9z", 4));
+  EXPECT_FALSE(kelvane::utf8_valid("a\xc3\xa9z", 2));
+  EXPECT_FALSE(kelvane::utf8_valid("\xe9z", 2));
+  EXPECT_FALSE(kelvane::utf8_valid("z\xe9", 2));
+}
+
 }  // namespace
