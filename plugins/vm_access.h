@@ -1,6 +1,6 @@
 // The VM-access plugin: creates administrator accounts, changes passwords, installs SSH keys, removes accounts and
 // restarts the SSH daemon, as the protected settings of an enable ask. Called by the plugin manager; blocks in the
-// platform only. A failure ends in one log line and the status "Enable failed."; partial work is not undone.
+// platform only. A failure is named in the log and ends in the status "Enable failed."; partial work is not undone.
 #ifndef KELVANE_PLUGINS_VM_ACCESS_H
 #define KELVANE_PLUGINS_VM_ACCESS_H
 

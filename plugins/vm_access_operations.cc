@@ -134,7 +134,7 @@ int32_t install_key(const char *user_name, const char *ssh_key) {
     result = SSHPubKeySetFromCert(user_name, ssh_key);
   }
   LOG_ABOVE(6, "[kelvane]: VMAccess: Set ssh-key to user '%s' -> res %d.\n", user_name, result);
-  return result != 0 ? -1 : 0;
+  return result;
 }
 
 int32_t VMAccess_SetAccount(const VMAccessOperations *operations) {
@@ -181,7 +181,7 @@ int32_t reset_or_remove(const VMAccessOperations *operations) {
 
 int32_t vm_access_apply(json_object *public_object, json_object *protected_object) {
   const VMAccessOperations operations = read_operations(public_object, protected_object);
-  if ((public_object != nullptr || protected_object != nullptr) && reset_or_remove(&operations) != 0) {
+  if (reset_or_remove(&operations) != 0) {
     return -1;
   }
   if (operations.user_name != nullptr && VMAccess_SetAccount(&operations) != 0) {

@@ -1,5 +1,6 @@
 // What the VM-access plugin does to the appliance: the operations that its settings ask for, one after the other.
-// Called by the plugin's enable; blocks in the platform only. Failures are logged here, one line each.
+// Called by the plugin's enable; blocks in the platform only. Failures are logged here, a line for each step that
+// fails.
 #ifndef KELVANE_PLUGINS_VM_ACCESS_OPERATIONS_H
 #define KELVANE_PLUGINS_VM_ACCESS_OPERATIONS_H
 
