@@ -7,12 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "tests/unit/core/base/watched_memory.h"
+#include "tests/support/watched_memory.h"
 
 extern "C" {
-void __real_explicit_bzero(void *memory, size_t size);
-void __wrap_explicit_bzero(void *memory, size_t size);
-void __wrap___explicit_bzero_chk(void *memory, size_t size, size_t room);
 void *__real_calloc(size_t count, size_t size);
 void *__wrap_calloc(size_t count, size_t size);
 }
@@ -25,14 +22,6 @@ bool no_memory = false;
 
 }  // namespace
 
-void __wrap_explicit_bzero(void *memory, size_t size) {
-  wiped.emplace_back(static_cast<const char *>(memory), size);
-  __real_explicit_bzero(memory, size);
-}
-// What the call becomes in a hardened build.
-void __wrap___explicit_bzero_chk(void *memory, size_t size, size_t) {
-  __wrap_explicit_bzero(memory, size);
-}
 void *__wrap_calloc(size_t count, size_t size) {
   return no_memory ? nullptr : __real_calloc(count, size);
 }
