@@ -9,18 +9,16 @@
 #include "credentials/transport_cert.h"
 #include "tests/support/files.h"
 #include "tests/support/recording_fixture.h"
+#include "tests/support/watched_memory.h"
 #include "tests/unit/plugins/sealed.h"
 
 extern "C" {
 void *__real_calloc(size_t count, size_t size);
-void __real_explicit_bzero(void *memory, size_t size);
 void *__wrap_calloc(size_t count, size_t size);
-void __wrap_explicit_bzero(void *memory, size_t size);
 }
 
 namespace {
 
-std::vector<std::string> wiped;
 int refuse_calloc = 0;
 
 }  // namespace
@@ -28,10 +26,6 @@ int refuse_calloc = 0;
 void *__wrap_calloc(size_t count, size_t size) {
   const bool refused = refuse_calloc > 0 && --refuse_calloc == 0;
   return refused ? nullptr : __real_calloc(count, size);
-}
-void __wrap_explicit_bzero(void *memory, size_t size) {
-  wiped.emplace_back(static_cast<const char *>(memory), size);
-  __real_explicit_bzero(memory, size);
 }
 
 namespace {
@@ -41,6 +35,7 @@ using kelvane::HandlerUtilParseConfig;
 using kelvane::HandlerUtilParseProtectedSettings;
 using kelvane::JsonSecretOwner;
 using sealed::seal;
+using watched_memory::wiped;
 
 const char kSecret[] = R"({"commandToExecute":"the secret command","list":["first secret",{"a":"second secret"}]})";
 

@@ -15,11 +15,9 @@ extern "C" {
 void *__real_calloc(size_t count, size_t size);
 void *__real_malloc(size_t size);
 void *__real_realloc(void *memory, size_t size);
-void __real_explicit_bzero(void *memory, size_t size);
 void *__wrap_calloc(size_t count, size_t size);
 void *__wrap_malloc(size_t size);
 void *__wrap_realloc(void *memory, size_t size);
-void __wrap_explicit_bzero(void *memory, size_t size);
 int __wrap_kill(pid_t process, int number);
 int32_t __wrap__ZN7kelvane15__hasSSHPubKeysEv();
 void __wrap__ZN7kelvane17AddExtensionEventEPKciimS1_S1_(const char *name, int32_t operation, int32_t success,
@@ -37,10 +35,6 @@ void *__wrap_realloc(void *memory, size_t size) {
   plugin_world::realloc_sizes.push_back(size);
   const bool refused = plugin_world::refuse_realloc > 0 && --plugin_world::refuse_realloc == 0;
   return refused ? nullptr : __real_realloc(memory, size);
-}
-void __wrap_explicit_bzero(void *memory, size_t size) {
-  plugin_world::wiped.emplace_back(static_cast<const char *>(memory), size);
-  __real_explicit_bzero(memory, size);
 }
 int __wrap_kill(pid_t process, int number) {
   recording::note("kill(" + std::to_string(process) + ", " + std::to_string(number) + ")");

@@ -14,6 +14,7 @@
 #include "plugins/plugin_manager.h"
 #include "tests/support/fake_os.h"
 #include "tests/support/recording_fixture.h"
+#include "tests/support/watched_memory.h"
 
 namespace plugin_world {
 
@@ -21,8 +22,7 @@ namespace plugin_world {
 inline int refuse_malloc = 0;
 inline int refuse_calloc = 0;
 inline int refuse_realloc = 0;
-// What was wiped, in order.
-inline std::vector<std::string> wiped;
+using watched_memory::wiped;
 bool was_wiped(const std::string &part);
 // What __hasSSHPubKeys says.
 inline int has_ssh_pub_keys = 0;

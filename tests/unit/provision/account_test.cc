@@ -5,7 +5,7 @@
 #include "tests/support/account_calls.h"
 #include "tests/support/fake_os.h"
 #include "tests/support/recording_fixture.h"
-#include "tests/unit/provision/wiped.h"
+#include "tests/support/watched_memory.h"
 
 namespace {
 
@@ -279,11 +279,12 @@ TEST_F(Account, AFailedWriteIsNotExamined) {
 }
 
 TEST_F(Account, TheRecordAndTheRandomTextAreWiped) {
-  wiped().clear();
+  watched_memory::wiped.clear();
   EXPECT_EQ(create("operator", nullptr), 0);
-  EXPECT_THAT(wiped(), testing::Contains(
-                           testing::StartsWith("0123456789012345678901234567890123456789012345678901234567890123")));
-  EXPECT_THAT(wiped(), testing::Contains(testing::SizeIs(2464)));
+  EXPECT_THAT(
+      watched_memory::wiped,
+      testing::Contains(testing::StartsWith("0123456789012345678901234567890123456789012345678901234567890123")));
+  EXPECT_THAT(watched_memory::wiped, testing::Contains(testing::SizeIs(2464)));
 }
 
 }  // namespace

@@ -9,7 +9,8 @@
 #include "core/base/xml_caps.h"
 #include "tests/support/fake_os.h"
 #include "tests/support/recording_fixture.h"
-#include "tests/unit/provision/wiped.h"
+#include "tests/support/watched_memory.h"
+#include "tests/unit/provision/xml_deletes.h"
 
 namespace {
 
@@ -171,7 +172,7 @@ TEST_F(OvfDocument, LeavesNothingInTheReadBuffer) {
   const std::string document = "<E><UserPassword>secret-1</UserPassword></E>";
   os_.write("/cdrom/ovf-env.xml", document);
   load();
-  EXPECT_THAT(wiped(), testing::Contains(document));
+  EXPECT_THAT(watched_memory::wiped, testing::Contains(document));
 }
 
 TEST_F(OvfDocument, PasswordsAreOverwrittenBeforeItIsFreed) {

@@ -11,7 +11,7 @@
 #include "tests/support/fake_os.h"
 #include "tests/support/recording_fixture.h"
 #include "tests/support/recording_state.h"
-#include "tests/unit/provision/wiped.h"
+#include "tests/support/watched_memory.h"
 
 namespace {
 
@@ -255,15 +255,15 @@ TEST_F(ProvisionAgent, AnUnreadableMarkerIsReplaced) {
 
 TEST_F(ProvisionAgent, ThePasswordIsWipedInEveryCase) {
   for (const int32_t refused : {0, 1}) {
-    wiped().clear();
+    watched_memory::wiped.clear();
     recording::set_policy_answer(refused, "");
     run("<E><UserName>operator</UserName><UserPassword>Secret-1</UserPassword></E>");
-    EXPECT_THAT(wiped(), testing::Contains("Secret-1")) << refused;
+    EXPECT_THAT(watched_memory::wiped, testing::Contains("Secret-1")) << refused;
     unlink(os_.real("/data/etc/.provisioned").c_str());
   }
-  wiped().clear();
+  watched_memory::wiped.clear();
   run("<E><UserPassword>Secret-1</UserPassword></E>");
-  EXPECT_THAT(wiped(), testing::Contains("Secret-1"));
+  EXPECT_THAT(watched_memory::wiped, testing::Contains("Secret-1"));
 }
 
 TEST_F(ProvisionAgent, ThePasswordIsNeverLogged) {
