@@ -105,7 +105,7 @@ std::string policy_fault(const ncfg_account *account, const char *password) {
     return "The password is too long";
   }
   const std::string user = account == nullptr ? "" : bounded(account->name);
-  const std::string fault = quality_fault(password, user);
+  std::string fault = quality_fault(password, user);
   if (fault.empty() && is_reused(password, user)) {
     return "The password has been used already";
   }

@@ -53,7 +53,7 @@ std::string unused_aside_name(const Descriptor &folder) {
   char stamp[32] = "";
   const time_t now = time(nullptr);
   tm parts = {};
-  strftime(stamp, sizeof stamp, "%Y%m%dT%H%M%SZ", gmtime_r(&now, &parts));
+  (void)strftime(stamp, sizeof stamp, "%Y%m%dT%H%M%SZ", gmtime_r(&now, &parts));
   const std::string base = std::string(kDatabaseName) + ".damaged-" + stamp;
   std::string name = base;
   for (int number = 2; exists_in(folder, name); ++number) {

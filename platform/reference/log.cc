@@ -65,7 +65,7 @@ void write_to_stderr(const std::string &text) {
   if (!settings.to_stderr && isatty(STDERR_FILENO) == 0) {
     return;
   }
-  fwrite(text.data(), 1, text.size(), stderr);
+  (void)fwrite(text.data(), 1, text.size(), stderr);
   if (!text.empty() && text.back() != '\n') {
     fputc('\n', stderr);
   }
