@@ -31,11 +31,7 @@ if(KELVANE_SANITIZE)
     add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-Wno-maybe-uninitialized>)
   endif()
 else()
-  add_compile_options(-fstack-protector-strong)
-  add_link_options(-pie -Wl,-z,relro,-z,now)
-  if(CMAKE_BUILD_TYPE MATCHES "Release|RelWithDebInfo")
-    add_compile_options(-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
-  endif()
+  include(hardening)
 endif()
 
 # The agent itself: nothing throws, nothing asks for types at run time. Names that begin with two underscores are this
