@@ -7,6 +7,7 @@
 
 #include "tools/demo/fabric_client.h"
 #include "tools/demo/output.h"
+#include "tools/demo/questions.h"
 #include "tools/demo/status.h"
 
 namespace demo {
@@ -18,14 +19,6 @@ constexpr std::chrono::seconds kLongestStep(120);
 std::string contents(const std::filesystem::path &file) {
   std::ifstream stream(file);
   return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
-}
-
-std::string joined(const std::vector<std::string> &words) {
-  std::string text;
-  for (const std::string &word : words) {
-    text += " " + word;
-  }
-  return text;
 }
 
 class Player {
@@ -46,7 +39,9 @@ class Player {
     }
     show(*document, step);
     check_log(step, contents(demo_.log()).substr(begin));
-    ask_appliance(step);
+    for (const Check &check : ask_appliance(demo_, step.appliance)) {
+      add(step, check.name, check.explanation);
+    }
     return true;
   }
 
@@ -103,18 +98,6 @@ class Player {
   void check_log(const Step &step, const std::string &log) {
     for (const std::string &text : step.log) {
       add(step, "the agent logs \"" + text + "\"", log.find(text) != std::string::npos ? "" : "it did not");
-    }
-  }
-
-  void ask_appliance(const Step &step) {
-    for (const Question &question : step.appliance) {
-      const std::string command = "kelvanectl" + joined(question.kelvanectl);
-      say("  " + command + ":");
-      const std::string answer = demo_.kelvanectl(question.kelvanectl);
-      indented(answer.empty() ? "none" : answer);
-      std::vector<std::string> for_scripts = question.kelvanectl;
-      for_scripts.insert(for_scripts.begin(), "--json");
-      add(step, command, question.answer.mismatch(demo_.kelvanectl(for_scripts)));
     }
   }
 

@@ -123,8 +123,13 @@ std::vector<std::filesystem::path> Demo::logs_and_traces() const {
   return all;
 }
 
+// Without a wire server there is nothing to store, and the agent looks on in vain.
 void Demo::store_endpoint() {
   const std::string endpoint = endpoint_of(options_.scenario);
+  if (endpoint.empty()) {
+    print({second_, Look::kMachine, "(the DHCP client's part, played by the demo) the lease holds no endpoint"});
+    return;
+  }
   kelvanectl({"endpoint", "set", endpoint});
   print({second_, Look::kMachine, "(the DHCP client's part, played by the demo) endpoint " + endpoint + " into port1"});
 }

@@ -8,7 +8,7 @@
 namespace demo {
 namespace {
 
-using Json = nlohmann::json;
+using Json = nlohmann::ordered_json;
 
 std::vector<Json> exchanges(const std::filesystem::path &journal) {
   std::vector<Json> all;
@@ -41,6 +41,56 @@ bool has(const Json &request, const char *text) {
   return request.at("target").get_ref<const std::string &>().find(text) != std::string::npos;
 }
 
+std::string member(const Json &object, const char *key) {
+  return object.is_object() && object.contains(key) && object[key].is_string() ? object[key].get<std::string>() : "";
+}
+
+Json json_of(const Json &request) {
+  return Json::parse(request.value("body", ""), nullptr, false);
+}
+
+std::string provisioning_fingerprint(const Json &request) {
+  const Json report = json_of(request);
+  return report.is_object() && report.contains("properties") ? member(report["properties"], "certificateThumbprint")
+                                                             : "";
+}
+
+std::string provisioning(const Json &request) {
+  const Json report = json_of(request);
+  const std::string more = member(report, "subStatus"), thumbprint = provisioning_fingerprint(request);
+  return "provisioning \"" + member(report, "status") + "\"" +
+         (more.empty() ? "" : ", " + more + ", " + member(report, "description")) +
+         (thumbprint.empty() ? "" : ", the SSH host key's fingerprint: " + thumbprint);
+}
+
+std::string appliance_status(const Json &request) {
+  const Json report = json_of(request);
+  const Json agent = report.is_object() ? report.value("vmAgent", Json()) : Json();
+  std::string line = "appliance " + member(agent, "version") + ": " + member(agent, "status");
+  for (const Json &handler : report.is_object() ? report.value("extensionHandlers", Json::array()) : Json::array()) {
+    line += "; " + member(handler, "name") + " " + member(handler, "version") + " " + member(handler, "status");
+  }
+  return line;
+}
+
+std::string extension_status(const Json &request) {
+  const Json report = json_of(request);
+  const std::string name = first_match(request.at("target"), "/status/extensions/(.*)\\?");
+  return "extension " + name + ": " + member(report, "operation") + " " + member(report, "status") + ", " +
+         Json(member(report, "message")).dump();
+}
+
+struct MetadataReport {
+  const char *resource;  // found in the target
+  std::string (*line)(const Json &request);
+};
+
+constexpr MetadataReport kMetadataReports[] = {
+    {"/Microsoft.Compute/provisioningStatus?", provisioning},
+    {"/Microsoft.Compute/status/vmagent?", appliance_status},
+    {"/Microsoft.Compute/status/extensions/", extension_status},
+};
+
 // "" for a request that reports nothing.
 std::string report_line(const Json &request) {
   const std::string method = request.at("method"), body = request.value("body", "");
@@ -52,6 +102,11 @@ std::string report_line(const Json &request) {
   }
   if (has(request, "comp=roleProperties")) {
     return "role property, the SSH host key's fingerprint: " + fingerprint(body);
+  }
+  for (const MetadataReport &report : kMetadataReports) {
+    if (has(request, report.resource)) {
+      return report.line(request);
+    }
   }
   const char *what = has(request, "comp=telemetrydata") ? "telemetry" : method == "PUT" ? "status blob" : "other";
   return std::string(what) + ", " + std::to_string(body.size()) + " bytes";
@@ -91,6 +146,8 @@ std::string reported_fingerprint(const std::filesystem::path &journal) {
   for (const Json &exchange : exchanges(journal)) {
     if (has(exchange.at("request"), "comp=roleProperties")) {
       found = fingerprint(exchange.at("request").value("body", ""));
+    } else if (has(exchange.at("request"), kMetadataReports[0].resource)) {
+      found = provisioning_fingerprint(exchange.at("request"));
     }
   }
   return found;

@@ -37,8 +37,16 @@ int signal_of(const std::string &name, const std::string &where) {
 }
 
 Question question_of(const Json &entry, const std::string &where) {
-  refuse_unknown(entry, {"kelvanectl", "json", "includes"}, where + ", appliance");
+  refuse_unknown(entry, {"kelvanectl", "json", "includes"}, where);
   return {entry.at("kelvanectl").get<std::vector<std::string>>(), expected_of(entry)};
+}
+
+std::vector<Question> questions_in(const Json &list, const std::string &where) {
+  std::vector<Question> questions;
+  for (const Json &one : list) {
+    questions.push_back(question_of(one, where));
+  }
+  return questions;
 }
 
 Step step_of(const Json &entry) {
@@ -54,9 +62,7 @@ Step step_of(const Json &entry) {
   step.type = status.value("type", "");
   step.blob = status.value("blob", "");
   step.log = entry.value("log", std::vector<std::string>());
-  for (const Json &one : entry.value("appliance", Json::array())) {
-    step.appliance.push_back(question_of(one, where));
-  }
+  step.appliance = questions_in(entry.value("appliance", Json::array()), where + ", appliance");
   return step;
 }
 
@@ -83,6 +89,10 @@ std::vector<Step> steps_of(const Json &scenario) {
     throw std::runtime_error("step " + steps.front().name + ": the first step cannot be a restart");
   }
   return steps;
+}
+
+std::vector<Question> questions_of(const Json &scenario) {
+  return questions_in(scenario.value("questions", Json::array()), "questions");
 }
 
 }  // namespace demo

@@ -43,6 +43,9 @@ Json read_scenario(const std::filesystem::path &file);
 // Empty for a scenario without steps.
 std::vector<Step> steps_of(const Json &scenario);
 
+// What is asked at the end of a scenario without steps.
+std::vector<Question> questions_of(const Json &scenario);
+
 }  // namespace demo
 
 #endif

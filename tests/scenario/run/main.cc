@@ -97,9 +97,10 @@ const Json &runs_of(const Json &scenario) {
 }
 
 void check_keys(const Json &scenario) {
-  refuse_unknown(scenario,
-                 {"name", "description", "fabric", "appliance", "agent", "expect", "steps", "secrets", "restarts"},
-                 "the scenario");
+  refuse_unknown(
+      scenario,
+      {"name", "description", "fabric", "appliance", "agent", "expect", "steps", "questions", "secrets", "restarts"},
+      "the scenario");
   refuse_unknown(scenario::part(scenario, "appliance"),
                  {"debug_level", "endpoint", "os_version", "accounts", "tables", "files", "media", "media_files"},
                  "appliance");
