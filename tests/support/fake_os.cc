@@ -44,7 +44,7 @@ std::string error_name(int error) {
 
 bool outside(const char *path) {
   return current == nullptr || path == nullptr || path[0] != '/' || std::strncmp(path, "/tmp/", 5) == 0 ||
-         std::strncmp(path, "/proc/", 6) == 0;
+         std::strncmp(path, "/proc/", 6) == 0 || std::string(path).rfind(current->real("/"), 0) == 0;
 }
 
 // Writes the call down and makes it, unless it is to fail; a call that fails by itself is written down so, too.
@@ -213,7 +213,7 @@ int __wrap_sethostname(const char *name, size_t length) {
 }
 
 unsigned __wrap_sleep(unsigned seconds) {
-  if (current == nullptr) {
+  if (current == nullptr || !current->on_own_thread()) {
     return __real_sleep(seconds);
   }
   current->enter("sleep", std::to_string(seconds));

@@ -7,7 +7,8 @@
 //   - mount, umount and sethostname do nothing and succeed;
 //   - every call is added to the recording platform's trace, so that one trace holds the order of everything; each of
 //     them can be made to fail.
-// Otherwise the real calls are made. One thread.
+// Otherwise the real calls are made, and by other threads than the one that made the FakeOs, libFuzzer's for instance,
+// sleep always is.
 //
 // The trace: `open("/etc/x", read)` or `open("/etc/x", create, 0600)`, `close("/etc/x")`, a second close of the same
 // descriptor `close("/etc/x") again`, `access("/etc/x", F_OK)` or R_OK, `mount("/dev/sr0", "/cdrom", "udf", 1, null)`,
@@ -22,6 +23,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <thread>
 
 #include "tests/support/files.h"
 
@@ -51,6 +53,7 @@ class FakeOs {
   std::optional<int> enter(const std::string &name, const std::string &arguments);
   // Adds the ending of a call that failed by itself.
   void failed(const std::string &name, int error);
+  bool on_own_thread() const { return std::this_thread::get_id() == thread_; }
   std::map<int, std::string> opened;
   std::set<int> closed;
 
@@ -60,6 +63,7 @@ class FakeOs {
     int times;
   };
 
+  const std::thread::id thread_ = std::this_thread::get_id();
   support::TempDir root_;
   std::map<std::string, Failure> failures_;
   std::set<std::string> hidden_;

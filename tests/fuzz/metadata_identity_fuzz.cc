@@ -1,0 +1,34 @@
+// The metadata service's identity and agent-versions documents: what the record holds stands in the document's text as
+// it is kept, which is JSON, and a document that is none leaves the record as it was.
+#include <json-c/json.h>
+
+#include <cstring>
+
+#include "protocol/metadata/metadata_state.h"
+#include "tests/fuzz/metadata_world.h"
+#include "tests/fuzz/world.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+  fuzz::start();
+  fuzz::answer_with(fuzz::text_of(data, size));
+  const kelvane::Protocol *protocol = kelvane::ProtocolGetMetaData();
+  protocol->release(protocol);
+  kelvane::VmInfo info;
+  std::memset(static_cast<void *>(&info), 'x', sizeof info);
+  fuzz::require(protocol->get_vminfo(protocol, &info) == 0, "the operation succeeds always");
+  const kelvane::Text &kept = kelvane::metadata_state()->identity;
+  const bool filled = info.vm_name[0] != 'x' || info.subscription_id[0] != 'x';
+  fuzz::require(kept.present() || !filled, "no document leaves the record as it was");
+  fuzz::require(!kept.present() || fuzz::is_loose_json(kept.get()), "the document that is kept is JSON");
+  for (const auto *field : {&info.vm_name, &info.subscription_id}) {
+    fuzz::require(fuzz::is_utf8(std::string(*field, strnlen(*field, sizeof *field - 4))) || !kept.present() ||
+                      strnlen(*field, sizeof *field) == sizeof *field,
+                  "a field that was not cut is UTF-8");
+  }
+  char *tag = nullptr;
+  auto *versions = reinterpret_cast<json_object *>(protocol->get_vmagent_manifests(protocol, nullptr, &tag));
+  fuzz::require((versions != nullptr) == kept.present() && tag != nullptr, "both documents are the same one");
+  json_object_put(versions);
+  free(tag);
+  return 0;
+}

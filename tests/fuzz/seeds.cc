@@ -1,0 +1,124 @@
+// Writes what the fabric sends in some scenarios as the first inputs of the fuzz targets: every goal state's documents
+// and containers, with what is secret in them encrypted to the keys that the targets use.
+#include <cstdio>
+#include <exception>
+#include <filesystem>
+
+#include "credentials/transport_cert.h"
+#include "tests/fuzz/fixed_key.h"
+#include "tests/fuzz/world.h"
+#include "tests/fuzz/worst_seeds.h"
+#include "tests/support/files.h"
+#include "tools/fabric/bytes.h"
+#include "tools/fabric/container.h"
+#include "tools/fabric/documents.h"
+#include "tools/fabric/metadata_documents.h"
+#include "tools/fabric/ovf.h"
+#include "tools/fabric/scenario.h"
+
+namespace {
+
+using namespace kelvane::fabric;
+
+class Seeds {
+ public:
+  Seeds(std::string folder, X509 *transport) : folder_(std::move(folder)), transport_(transport) {}
+
+  void write(const std::string &target, const std::string &name, const std::string &bytes) {
+    std::filesystem::create_directories(folder_ + "/" + target);
+    support::write_file(folder_ + "/" + target + "/" + name, bytes);
+    written_++;
+  }
+  void write_scenario(const std::string &path);
+  void write_fixed();
+  size_t written() const { return written_; }
+
+ private:
+  void write_goal_state(const std::string &name, const Scenario &scenario, const Tenant &tenant,
+                        const GoalStateSpec &state);
+  void write_metadata(const std::string &name, const Tenant &tenant, const GoalStateSpec &state);
+
+  std::string folder_;
+  X509 *transport_;
+  size_t written_ = 0;
+};
+
+void Seeds::write_metadata(const std::string &name, const Tenant &tenant, const GoalStateSpec &state) {
+  GoalStateSpec with = state;
+  if (!with.metadata) with.metadata.emplace();
+  write("metadata_identity", name + ".identity", identity_document(*with.metadata));
+  write("metadata_identity", name + ".versions", agent_versions_document(*with.metadata));
+  write("metadata_handlers", name, extension_handlers_document(with, tenant, transport_));
+  write("metadata_certificates", name + ".list", certificate_list_document(with, tenant));
+  for (size_t number = 1; number <= certificate_document_count(with, tenant); number++)
+    write("metadata_certificates", name + "." + std::to_string(number),
+          certificate_document(with, tenant, number, transport_));
+}
+
+void Seeds::write_goal_state(const std::string &name, const Scenario &scenario, const Tenant &tenant,
+                             const GoalStateSpec &state) {
+  const auto identities = tenant.chosen(state.certificates);
+  const std::string container = make_container(identities, scenario.tenant.container);
+  write("pkcs12", name, container);
+  write("cms", name, make_envelope(container, transport_));
+  write("goal_state", name, goal_state_document(state, scenario.endpoint));
+  write("certificates", name,
+        certificates_document(state, scenario.tenant.document,
+                              make_certificates_data(identities, scenario.tenant.container, transport_)));
+  write("ext_config", name, extensions_document(state, tenant, transport_));
+  write("xml_gate", name, extensions_document(state, tenant, transport_));
+  write_metadata(name, tenant, state);
+}
+
+void Seeds::write_scenario(const std::string &path) {
+  const std::string name = std::filesystem::path(path).stem();
+  const Scenario scenario = read_scenario(path);
+  const Tenant tenant(scenario.tenant);
+  write("ovf", name, ovf_document(scenario.ovf, tenant));
+  for (size_t i = 0; i < scenario.goal_states.size(); i++) {
+    try {
+      write_goal_state(name + "." + std::to_string(i), scenario, tenant, scenario.goal_states[i]);
+    } catch (const std::exception &error) {
+      std::printf("%s, goal state %zu: %s\n", name.c_str(), i, error.what());
+    }
+  }
+  for (const Identity *identity : tenant.chosen(std::nullopt))
+    write("platform_texts", name + "." + identity->spec.name, ssh_rsa_line(*identity));
+}
+
+void Seeds::write_fixed() {
+  const std::string plain = R"({"commandToExecute":"sh config-eventhub.sh op e30=","password":"secret"})";
+  const std::string sealed = protect_settings(plain, transport_);
+  write("protected_settings", "text", "t" + sealed);
+  write("protected_settings", "message", "b" + base64_decode(sealed).value_or(""));
+  write("runtime_settings", "sealed",
+        R"({"runtimeSettings":[{"handlerSettings":{"protectedSettings":")" +
+            protect_settings(plain, fuzz::fixed_certificate()) + R"(","protectedSettingsCertThumbprint":")" +
+            thumbprint_of(fuzz::fixed_certificate()) + R"(","publicSettings":{"a":1}}}]})");
+  for (const auto &[name, bytes] : fuzz::worst_seeds()) {
+    const size_t slash = name.find('/');
+    write("worst/" + name.substr(0, slash), name.substr(slash + 1), bytes);
+  }
+}
+
+}  // namespace
+
+int main(int count, char **arguments) {
+  if (count < 2) {
+    std::fprintf(stderr, "usage: %s FOLDER SCENARIO...\n", arguments[0]);
+    return 2;
+  }
+  try {
+    fuzz::start();
+    kelvane::TransportCert transport = {};
+    kelvane::TransportCertGet(&transport);
+    Seeds seeds(arguments[1], transport.certificate);
+    seeds.write_fixed();
+    for (int i = 2; i < count; i++) seeds.write_scenario(arguments[i]);
+    std::printf("%zu seeds\n", seeds.written());
+    return 0;
+  } catch (const std::exception &error) {
+    std::fprintf(stderr, "%s\n", error.what());
+    return 1;
+  }
+}
