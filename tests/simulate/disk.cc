@@ -1,0 +1,264 @@
+#include "tests/simulate/disk.h"
+
+#include <fcntl.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include "tests/simulate/events.h"
+#include "tests/simulate/expectation.h"
+
+namespace simulate {
+
+namespace {
+
+constexpr int kFirstDescriptor = 1000;
+constexpr int kDescriptors = 16;
+
+enum class Open : uint8_t { kNot, kFile, kRandom, kOther };
+
+struct Descriptor {
+  Open open;
+  bool writing;
+  File *file;
+  size_t at;
+};
+
+Descriptor gsDescriptors[kDescriptors];
+int gsStatusWrites = 0;
+
+int fail(int error) {
+  errno = error;
+  return -1;
+}
+
+File *find(const char *path) {
+  World &w = world();
+  const auto found = std::find_if(
+      w.files, w.files + kFiles, [path](const File &each) { return each.exists && std::strcmp(each.path, path) == 0; });
+  return found != w.files + kFiles ? found : nullptr;
+}
+
+File *make(const char *path) {
+  for (File &file : world().files) {
+    if (!file.exists) {
+      file.exists = true;
+      file.length = 0;
+      std::snprintf(file.path, sizeof file.path, "%s", path);
+      return &file;
+    }
+  }
+  return nullptr;
+}
+
+int new_descriptor(const Descriptor &made) {
+  for (int i = 0; i < kDescriptors; i++) {
+    if (gsDescriptors[i].open == Open::kNot) {
+      gsDescriptors[i] = made;
+      return kFirstDescriptor + i;
+    }
+  }
+  return fail(EMFILE);
+}
+
+Descriptor *descriptor_of(int number) {
+  const int index = number - kFirstDescriptor;
+  return index >= 0 && index < kDescriptors && gsDescriptors[index].open != Open::kNot ? &gsDescriptors[index]
+                                                                                       : nullptr;
+}
+
+bool is_status(const File *file) {
+  return file != nullptr && std::strcmp(file->path, kStatusFile) == 0;
+}
+
+// What was written and not yet forced to the disk may be lost, whole or in part.
+void spoil(File *file) {
+  Dice &dice = world().dice;
+  switch (dice.below(3)) {
+    case 0:
+      file->exists = false;
+      happened("the status file is lost");
+      break;
+    case 1:
+      file->length = 0;
+      happened("the status file is empty");
+      break;
+    default:
+      file->length = dice.below(static_cast<uint32_t>(file->length));
+      happened("the status file is cut to %zu bytes", file->length);
+      break;
+  }
+}
+
+}  // namespace
+
+int disk_open(const char *path, int flags) {
+  const bool writing = (flags & O_ACCMODE) != O_RDONLY;
+  if (writing) {
+    file_call("open");
+  }
+  if (std::strcmp(path, "/dev/urandom") == 0) {
+    return new_descriptor({Open::kRandom, false, nullptr, 0});
+  }
+  File *file = find(path);
+  if (file != nullptr && (flags & O_EXCL) != 0) {
+    return fail(EEXIST);
+  }
+  if (file == nullptr) {
+    file = (flags & O_CREAT) != 0 ? make(path) : nullptr;
+    if (file == nullptr) {
+      return fail((flags & O_CREAT) != 0 ? ENOSPC : ENOENT);
+    }
+  }
+  if ((flags & O_TRUNC) != 0) {
+    file->length = 0;
+  }
+  return new_descriptor({Open::kFile, writing, file, 0});
+}
+
+int disk_close(int number) {
+  Descriptor *descriptor = descriptor_of(number);
+  if (descriptor == nullptr) {
+    return fail(EBADF);
+  }
+  if (descriptor->writing && is_status(descriptor->file)) {
+    gsStatusWrites++;
+    expectation_saved();
+  }
+  *descriptor = {};
+  return 0;
+}
+
+ssize_t disk_read(int number, void *bytes, size_t size) {
+  Descriptor *descriptor = descriptor_of(number);
+  if (descriptor == nullptr) {
+    return fail(EBADF);
+  }
+  if (descriptor->open == Open::kRandom) {
+    auto *to = static_cast<unsigned char *>(bytes);
+    std::generate(to, to + size, [] { return static_cast<unsigned char>(world().dice.next()); });
+    return static_cast<ssize_t>(size);
+  }
+  if (descriptor->file == nullptr) {
+    return 0;
+  }
+  const size_t got = std::min(size, descriptor->file->length - std::min(descriptor->at, descriptor->file->length));
+  std::memcpy(bytes, descriptor->file->bytes + descriptor->at, got);
+  descriptor->at += got;
+  return static_cast<ssize_t>(got);
+}
+
+ssize_t disk_write(int number, const void *bytes, size_t size) {
+  file_call("write");
+  Descriptor *descriptor = descriptor_of(number);
+  if (descriptor == nullptr || !descriptor->writing) {
+    return fail(EBADF);
+  }
+  if (descriptor->at + size > kFileSize) {
+    return fail(ENOSPC);
+  }
+  std::memcpy(descriptor->file->bytes + descriptor->at, bytes, size);
+  descriptor->at += size;
+  descriptor->file->length = std::max(descriptor->file->length, descriptor->at);
+  return static_cast<ssize_t>(size);
+}
+
+int disk_exists(const char *path) {
+  return find(path) != nullptr ? 0 : fail(ENOENT);
+}
+
+int disk_unlink(const char *path) {
+  file_call("unlink");
+  File *file = find(path);
+  if (file == nullptr) {
+    return fail(ENOENT);
+  }
+  if (is_status(file)) {
+    expectation_unsaved();
+  }
+  file->exists = false;
+  return 0;
+}
+
+int disk_rename(const char *from, const char *to) {
+  file_call("rename");
+  File *file = find(from);
+  if (file == nullptr) {
+    return fail(ENOENT);
+  }
+  File *old = find(to);
+  if (old != nullptr) {
+    old->exists = false;
+  }
+  std::snprintf(file->path, sizeof file->path, "%s", to);
+  return 0;
+}
+
+int disk_put(const char *path, std::string_view text) {
+  File *file = find(path);
+  file = file != nullptr ? file : make(path);
+  if (file == nullptr || text.size() > kFileSize) {
+    return fail(ENOSPC);
+  }
+  std::memcpy(file->bytes, text.data(), text.size());
+  file->length = text.size();
+  return 0;
+}
+
+int disk_reopen(int number) {
+  const int index = number - kFirstDescriptor;
+  if (index < 0 || index >= kDescriptors) {
+    return fail(EBADF);
+  }
+  gsDescriptors[index] = {Open::kOther, false, nullptr, 0};
+  return number;
+}
+
+bool disk_owns(int number) {
+  return number >= kFirstDescriptor && number < kFirstDescriptor + kDescriptors;
+}
+
+off_t disk_length(int number) {
+  const Descriptor *descriptor = descriptor_of(number);
+  if (descriptor == nullptr) {
+    return fail(EBADF);
+  }
+  return descriptor->file != nullptr ? static_cast<off_t>(descriptor->file->length) : 0;
+}
+
+std::string_view disk_bytes(const char *path) {
+  const File *file = find(path);
+  return file != nullptr ? std::string_view(file->bytes, file->length) : std::string_view();
+}
+
+int disk_open_count() {
+  return static_cast<int>(std::count_if(std::begin(gsDescriptors), std::end(gsDescriptors),
+                                        [](const Descriptor &each) { return each.open != Open::kNot; }));
+}
+
+int disk_status_writes() {
+  return gsStatusWrites;
+}
+
+void disk_power_cut() {
+  for (File &file : world().files) {
+    if (file.exists && std::strncmp(file.path, "/tmp/", 5) == 0) {
+      file.exists = false;
+    }
+  }
+  File *status = find(kStatusFile);
+  if (status == nullptr) {
+    expectation_lost();
+  } else if (world().dice.percent(15)) {
+    spoil(status);
+    expectation_lost();
+  } else if (std::any_of(std::begin(gsDescriptors), std::end(gsDescriptors),
+                         [](const Descriptor &each) { return each.writing && is_status(each.file); })) {
+    // Made and not written whole.
+    expectation_lost();
+  }
+}
+
+}  // namespace simulate

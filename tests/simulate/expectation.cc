@@ -1,0 +1,290 @@
+#include "tests/simulate/expectation.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstring>
+#include <vector>
+
+#include "tests/simulate/cloud.h"
+#include "tests/simulate/view.h"
+
+namespace simulate {
+
+namespace {
+
+constexpr int kBuiltIn = 4;
+enum Row { kCustomScript = 0, kVMAccess = 3 };
+
+enum class Command { kInstall, kUninstall, kUpdate, kEnable, kDisable };
+
+Expectation gsNow;
+std::vector<Expectation> gsSteps;  // what is saved after each command of this pass
+int gsSeen = 0;
+bool gsForetold = false;
+int32_t gsMarker = 0;  // of the last pass; 0 for none
+
+// Nothing changed since a pass without commands: there is nothing to foretell.
+bool gsQuiet = false;
+int32_t gsQuietEffective = 0;
+
+template <size_t N>
+void put(char (&field)[N], const char *text) {
+  std::snprintf(field, N, "%s", text);
+}
+
+bool numbers(const char *text, std::array<unsigned, 4> *out) {
+  return std::sscanf(text, "%u.%u.%u.%u", &(*out)[0], &(*out)[1], &(*out)[2], &(*out)[3]) == 4;
+}
+
+bool newer_than_plugin(const Expected &plugin, const char *version) {
+  std::array<unsigned, 4> asked;
+  std::array<unsigned, 4> provided;
+  return numbers(version, &asked) && (!numbers(plugin.version, &provided) || asked > provided);
+}
+
+bool greater(const char *left, const char *right) {
+  std::array<unsigned, 4> a;
+  std::array<unsigned, 4> b;
+  return numbers(left, &a) && numbers(right, &b) && a > b;
+}
+
+State state_for(const Expected &plugin, const char *version) {
+  return version[0] != '\0' && std::strcmp(plugin.version, version) == 0 ? plugin.state : State::kAbsent;
+}
+
+void forget(Expected *plugin) {
+  plugin->command_time = 0;
+  plugin->installed = 0;
+  plugin->sequence_number = -1;
+  put(plugin->message, "");
+  put(plugin->version, "0.0.0.0");
+  plugin->state = State::kAbsent;
+}
+
+// ---- the plugins -----------------------------------------------------------------------------------------------
+
+bool has_both(const Wanted *entry) {
+  return entry != nullptr && entry->settings >= Settings::kNoCommand;
+}
+
+void enable_custom_script(Expected *plugin, const Wanted *entry, int32_t sequence_number) {
+  plugin->command_time = wall_clock();
+  if (plugin->sequence_number == sequence_number) {
+    return;
+  }
+  plugin->sequence_number = sequence_number;
+  if (!has_both(entry) || entry->settings == Settings::kNoCommand) {
+    return;
+  }
+  if (entry->settings == Settings::kInvalid) {
+    put(plugin->message, "Command is finished.\n---stdout---\n\n---errout---\nERROR: Invalid Command!!\n");
+  } else if (entry->settings == Settings::kEventHub) {
+    std::snprintf(plugin->message, sizeof plugin->message,
+                  "Command is finished.\n---stdout---\nAzure Security configuration script.\nOperation ID: op-%d\n\n"
+                  "---errout---\n\n",
+                  entry->sequence_number);
+    put(gsNow.appliance_id, appliance_of(*entry).c_str());
+  }
+  plugin->state = State::kEnabled;
+}
+
+void enable_vm_access(Expected *plugin, const Wanted *entry, int32_t sequence_number) {
+  if (plugin->sequence_number == sequence_number) {
+    return;
+  }
+  plugin->state = State::kEnabled;
+  plugin->sequence_number = sequence_number;
+  plugin->command_time = wall_clock();
+  put(plugin->message, has_both(entry) ? "Enable succeeded." : "failed");
+}
+
+void acknowledge(Expected *plugin, int32_t sequence_number) {
+  if (plugin->sequence_number != sequence_number) {
+    plugin->sequence_number = sequence_number;
+    plugin->command_time = wall_clock();
+    put(plugin->message, "Plugin enabled");
+  }
+  plugin->state = State::kEnabled;
+}
+
+void enable(int row, Expected *plugin, const Wanted *entry) {
+  const int32_t sequence_number = entry != nullptr ? entry->sequence_number : 0;
+  if (row == kCustomScript) {
+    enable_custom_script(plugin, entry, sequence_number);
+  } else if (row == kVMAccess) {
+    enable_vm_access(plugin, entry, sequence_number);
+  } else {
+    acknowledge(plugin, sequence_number);
+  }
+}
+
+void adopt(int row, Expected *plugin, Command command, const char *version) {
+  plugin->installed = 1;
+  put(plugin->version, version);
+  plugin->state = row == kCustomScript && command == Command::kUpdate ? State::kEnabled : State::kInstalled;
+  if (row == kCustomScript) {
+    plugin->command_time = wall_clock();
+  }
+}
+
+void launch(int row, Command command, const char *version, const Wanted *entry) {
+  Expected *plugin = &gsNow.plugins[row];
+  const bool bound = plugin->version[0] != '\0' && std::strcmp(plugin->version, "0.0.0.0") != 0;
+  if (bound && std::strcmp(plugin->version, version) != 0) {
+    return;
+  }
+  if (entry != nullptr) {
+    put(plugin->extension_name, kNameTexts[row]);
+  }
+  switch (command) {
+    case Command::kInstall:
+    case Command::kUpdate:
+      adopt(row, plugin, command, version);
+      break;
+    case Command::kEnable:
+      enable(row, plugin, entry);
+      break;
+    default:
+      forget(plugin);
+      break;
+  }
+  gsSteps.push_back(gsNow);
+}
+
+// ---- the pass --------------------------------------------------------------------------------------------------
+
+void handle_enabled(const Wanted &wanted, const Wanted *entry) {
+  const Expected &plugin = gsNow.plugins[wanted.name];
+  char installed[32];
+  put(installed, plugin.version);
+  const State installed_state = state_for(plugin, installed);
+  if (state_for(plugin, wanted.version) == State::kAbsent) {
+    if (installed_state == State::kAbsent) {
+      launch(wanted.name, Command::kInstall, wanted.version, entry);
+    } else if (greater(wanted.version, installed)) {
+      launch(wanted.name, Command::kDisable, installed, entry);
+      launch(wanted.name, Command::kUpdate, wanted.version, entry);
+      launch(wanted.name, Command::kUninstall, installed, entry);
+      launch(wanted.name, Command::kInstall, wanted.version, entry);
+    }
+  }
+  launch(wanted.name, Command::kEnable, wanted.version, entry);
+}
+
+void handle(const Wanted &wanted, const Wanted *entry, bool unchanged) {
+  Expected *plugin = &gsNow.plugins[wanted.name];
+  plugin->known = true;
+  if (unchanged && !newer_than_plugin(*plugin, wanted.version)) {
+    return;
+  }
+  const State state = state_for(*plugin, wanted.version);
+  if (wanted.asked == Asked::kEnabled) {
+    handle_enabled(wanted, entry);
+  } else if (wanted.asked == Asked::kDisabled && state == State::kEnabled) {
+    launch(wanted.name, Command::kDisable, wanted.version, entry);
+  } else if (wanted.asked == Asked::kUninstall && state != State::kAbsent) {
+    if (state == State::kEnabled) {
+      launch(wanted.name, Command::kDisable, wanted.version, entry);
+    }
+    launch(wanted.name, Command::kUninstall, wanted.version, entry);
+  }
+}
+
+}  // namespace
+
+const Wanted *settings_entry(const Revision &revision, int index) {
+  const auto same = [&](int other) {
+    return revision.wanted[other].name == revision.wanted[index].name &&
+           std::strcmp(revision.wanted[other].version, revision.wanted[index].version) == 0;
+  };
+  for (int i = 0; i < index; i++) {
+    if (same(i)) {
+      return nullptr;
+    }
+  }
+  const Wanted *entry = nullptr;
+  for (int i = index; i < revision.count; i++) {
+    if (same(i) && revision.wanted[i].settings != Settings::kNoEntry) {
+      entry = &revision.wanted[i];
+    }
+  }
+  return entry;
+}
+
+void expectation_begin() {
+  gsNow = world().durable;
+  std::memcpy(gsNow.appliance_id, world().written.event_hub.appliance_id, sizeof gsNow.appliance_id);
+  for (int row = 0; row < kNames; row++) {
+    Expected *plugin = &gsNow.plugins[row];
+    if (plugin->installed == 0) {
+      plugin->sequence_number = -1;
+      plugin->command_time = 0;
+      put(plugin->extension_name, "");
+      put(plugin->message, "");
+    }
+  }
+}
+
+void expectation_begin_pass() {
+  gsSteps.clear();
+  gsSeen = 0;
+  gsForetold = false;
+}
+
+void expectation_foretell() {
+  if (gsForetold) {
+    return;
+  }
+  gsForetold = true;
+  const View &told = view();
+  const bool unchanged = gsMarker != 0 && told.incarnation != 0 && gsMarker == told.incarnation;
+  if (unchanged && gsQuiet && gsQuietEffective == told.effective.incarnation) {
+    return;
+  }
+  for (int i = 0; i < told.effective.count; i++) {
+    handle(told.effective.wanted[i], settings_entry(told.effective, i), unchanged);
+  }
+  gsMarker = told.incarnation;
+  gsQuiet = unchanged && gsSteps.empty();
+  gsQuietEffective = told.effective.incarnation;
+}
+
+void expectation_saved() {
+  expectation_foretell();
+  if (gsSeen >= expectation_commands()) {
+    broken("the status file is written %d times, after %d commands", gsSeen + 1, expectation_commands());
+  }
+  world().durable = gsSteps[static_cast<size_t>(gsSeen++)];
+  world().counts.commands++;
+}
+
+void expectation_unsaved() {
+  expectation_foretell();
+}
+
+void expectation_lost() {
+  Expectation *durable = &world().durable;
+  *durable = {};
+  for (int row = 0; row < kNames; row++) {
+    durable->plugins[row].sequence_number = -1;
+    if (row < kBuiltIn) {
+      durable->plugins[row].known = true;
+      put(durable->plugins[row].version, "0.0.0.0");
+    }
+  }
+}
+
+const Expectation &expectation() {
+  return gsNow;
+}
+
+int expectation_commands() {
+  return static_cast<int>(gsSteps.size());
+}
+
+int expectation_seen() {
+  return gsSeen;
+}
+
+}  // namespace simulate

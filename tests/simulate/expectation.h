@@ -1,0 +1,36 @@
+// What the plugins should be: the rules of the extension pass, of the plugin manager and of each plugin, told a second
+// time and without a line of the agent's. Fed with what the agent was told (view.h), it says after which commands the
+// status file is written, with what in it, and what the registry holds when the pass is over. What it says survives in
+// the world as the disk would have it: a restart begins from the last whole status file, a lost one from nothing.
+#ifndef KELVANE_TESTS_SIMULATE_EXPECTATION_H
+#define KELVANE_TESTS_SIMULATE_EXPECTATION_H
+
+#include "tests/simulate/world.h"
+
+namespace simulate {
+
+// A life begins: what the status file brings back.
+void expectation_begin();
+
+// A pass begins; and the last request of its first half is answered, or the first command runs: the agent knows what it
+// goes by, and its commands are foretold. The second may come several times.
+void expectation_begin_pass();
+void expectation_foretell();
+
+// The status file was written whole, was deleted to be written, and did not survive a power cut.
+void expectation_saved();
+void expectation_unsaved();
+void expectation_lost();
+
+// What should be now, the commands of this pass, and those that were seen.
+const Expectation &expectation();
+int expectation_commands();
+int expectation_seen();
+
+// The settings entry that goes with the wanted extension at index, null for none: the last one of its name and version,
+// and only for the first extension of these.
+const Wanted *settings_entry(const Revision &revision, int index);
+
+}  // namespace simulate
+
+#endif

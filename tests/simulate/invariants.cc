@@ -1,0 +1,305 @@
+#include "tests/simulate/invariants.h"
+
+#include <fcntl.h>
+#include <malloc.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+
+#include "plugins/plugin.h"
+#include "plugins/plugin_registry.h"
+#include "protocol/wire/ext_config.h"
+#include "protocol/wire/goal_state.h"
+#include "protocol/wire/status_blob.h"
+#include "tests/simulate/disk.h"
+#include "tests/simulate/expectation.h"
+#include "tests/simulate/requests.h"
+#include "tests/simulate/stored.h"
+#include "tests/simulate/view.h"
+
+extern "C" size_t __sanitizer_get_current_allocated_bytes() __attribute__((weak));
+extern "C" int __real_close(int descriptor);
+
+namespace simulate {
+
+namespace {
+
+// Forty commands of a whole new list, a few lists behind each other, a health check a pass: while no upload goes
+// through for half an hour.
+constexpr uint64_t kLongestQueue = 600;
+
+// How far the memory in use may rise above what the first passes of a life reached: the largest list of extensions, a
+// full queue of events and the documents on their way are far below.
+constexpr size_t kMemorySlack = size_t{3} * 1024 * 1024;
+
+// The lowest use of memory in each window of passes; a leak raises every one of them. The first few are for the
+// allocator, which counts what it keeps for itself as used, and for what the libraries load when it is first needed.
+constexpr int kWindow = 2000;
+constexpr int kLearningWindows = 4;
+constexpr size_t kFloorSlack = size_t{24} * 1024;
+
+struct Life {
+  uint64_t passes;
+  uint64_t events;
+  int clean;  // passes in a row that found everything told, of the same incarnation
+  int32_t clean_incarnation;
+  size_t first_floor, floor, ceiling;
+  int lowest_descriptor;
+};
+
+Life gsLife;
+
+// ---- the plugins -----------------------------------------------------------------------------------------------
+
+State state_of(const kelvane::Plugin &plugin) {
+  if (plugin.state == nullptr) {
+    return State::kAbsent;
+  }
+  return std::strcmp(plugin.state, "enabled") == 0 ? State::kEnabled : State::kInstalled;
+}
+
+int row_of(const char *name) {
+  const auto found = std::find_if(std::begin(kNameTexts), std::end(kNameTexts),
+                                  [name](const char *each) { return std::strcmp(each, name) == 0; });
+  return found != std::end(kNameTexts) ? static_cast<int>(found - std::begin(kNameTexts)) : -1;
+}
+
+void same_text(const char *plugin, const char *what, const char *is, const char *should) {
+  if (std::strcmp(is, should) != 0) {
+    broken("%s: %s is '%s' and should be '%s'", plugin, what, is, should);
+  }
+}
+
+void same_number(const char *plugin, const char *what, int64_t is, int64_t should) {
+  if (is != should) {
+    broken("%s: %s is %lld and should be %lld", plugin, what, static_cast<long long>(is),
+           static_cast<long long>(should));
+  }
+}
+
+void check_plugin(const kelvane::Plugin &plugin, const Expected &should) {
+  same_text(plugin.name, "version", plugin.version, should.version);
+  same_number(plugin.name, "state", static_cast<int64_t>(state_of(plugin)), static_cast<int64_t>(should.state));
+  same_number(plugin.name, "installed", plugin.data->installed, should.installed);
+  same_number(plugin.name, "sequence number", plugin.data->sequence_number, should.sequence_number);
+  same_number(plugin.name, "command time", plugin.data->command_time, should.command_time);
+  same_text(plugin.name, "extension name", plugin.data->extension_name, should.extension_name);
+  same_text(plugin.name, "message", plugin.data->message, should.message);
+}
+
+void check_plugins() {
+  const Expectation &should = expectation();
+  const auto known = std::count_if(std::begin(should.plugins), std::end(should.plugins),
+                                   [](const Expected &each) { return each.known; });
+  same_number("registry", "count", kelvane::plugin_registry_count(), known);
+  for (int32_t i = 0; i < kelvane::plugin_registry_count(); i++) {
+    const kelvane::Plugin *plugin = kelvane::plugin_registry_at(i);
+    const int row = row_of(plugin->name);
+    if (row < 0 || !should.plugins[row].known) {
+      broken("a plugin that nobody asked for: %s", plugin->name);
+    }
+    check_plugin(*plugin, should.plugins[row]);
+  }
+  same_text("event hub", "appliance", world().written.event_hub.appliance_id, should.appliance_id);
+}
+
+void check_commands() {
+  same_number("pass", "number of commands", expectation_seen(), expectation_commands());
+}
+
+// ---- what the platform asks for ---------------------------------------------------------------------------------
+
+// Whether the rules let this request come true at all: a version of four numbers that a plugin can keep, not older than
+// what is installed, settings that the plugin can use, and no other request for the same name.
+bool can_be_enabled(const Revision &revision, const Wanted &wanted, const Expected &plugin, const Wanted *entry) {
+  const auto same_name = [&](const Wanted &each) { return each.name == wanted.name; };
+  if (std::count_if(revision.wanted, revision.wanted + revision.count, same_name) > 1 ||
+      std::strlen(wanted.version) >= sizeof plugin.version || wanted.version[0] == '\0') {
+    return false;
+  }
+  const bool picky = wanted.name == 0;
+  const bool usable = !picky || (entry != nullptr && entry->settings >= Settings::kInvalid);
+  const int32_t sequence_number = entry != nullptr ? entry->sequence_number : 0;
+  return usable && sequence_number >= 0 && std::strcmp(plugin.version, wanted.version) == 0;
+}
+
+bool version_of(const kelvane::Plugin &plugin, const Wanted &wanted) {
+  return wanted.version[0] != '\0' && std::strcmp(plugin.version, wanted.version) == 0;
+}
+
+unsigned long long version_value(const char *text) {
+  unsigned a = 0, b = 0, c = 0, d = 0;
+  return std::sscanf(text, "%u.%u.%u.%u", &a, &b, &c, &d) == 4 ? (a * 1000ull + b) * 1000000ull + c * 1000ull + d + 1
+                                                               : 0;
+}
+
+void check_enabled(const Revision &revision, int index, const kelvane::Plugin &plugin) {
+  const Wanted &wanted = revision.wanted[index];
+  const Wanted *entry = settings_entry(revision, index);
+  const unsigned long long asked = version_value(wanted.version);
+  if (can_be_enabled(revision, wanted, expectation().plugins[wanted.name], entry)) {
+    // With the sequence number that a plugin enabled before its settings became usable, it stays as it was.
+    const bool consumed = wanted.name == 0 && plugin.data->message[0] == '\0';
+    if (state_of(plugin) != State::kEnabled && !consumed) {
+      broken("%s %s was asked to be enabled and is not", plugin.name, wanted.version);
+    }
+  } else if (asked != 0 && std::strlen(wanted.version) < sizeof plugin.version &&
+             std::count_if(revision.wanted, revision.wanted + revision.count,
+                           [&](const Wanted &each) { return each.name == wanted.name; }) == 1 &&
+             version_value(plugin.version) < asked && version_value(plugin.version) != 0) {
+    broken("%s %s was asked for and %s is what there is", plugin.name, wanted.version, plugin.version);
+  }
+}
+
+// Told from the rules about states alone, not from the foretold commands.
+void check_settled(const Revision &revision) {
+  world().counts.settled_checks++;
+  for (int i = 0; i < revision.count; i++) {
+    const Wanted &wanted = revision.wanted[i];
+    const kelvane::Plugin *plugin = kelvane::pluginManager_Find(kNameTexts[wanted.name]);
+    if (wanted.asked == Asked::kEnabled) {
+      check_enabled(revision, i, *plugin);
+      continue;
+    }
+    const bool alone = std::count_if(revision.wanted, revision.wanted + revision.count,
+                                     [&](const Wanted &each) { return each.name == wanted.name; }) == 1;
+    if (!alone || wanted.asked == Asked::kUnknown || !version_of(*plugin, wanted)) {
+      continue;
+    }
+    const State state = state_of(*plugin);
+    if (state == State::kEnabled || (wanted.asked == Asked::kUninstall && state != State::kAbsent)) {
+      broken("%s %s was asked to go and is still there", plugin->name, wanted.version);
+    }
+  }
+}
+
+void check_asked() {
+  const int32_t incarnation = world().current.incarnation;
+  if (!view_is_current()) {
+    gsLife.clean = 0;
+    return;
+  }
+  gsLife.clean = gsLife.clean_incarnation == incarnation ? gsLife.clean + 1 : 1;
+  gsLife.clean_incarnation = incarnation;
+  world().counts.clean_passes++;
+  if (gsLife.clean >= 2) {
+    check_settled(world().current);
+  }
+}
+
+// ---- what the agent knows --------------------------------------------------------------------------------------
+
+void check_followed() {
+  const View &told = view();
+  const char *incarnation = kelvane::goal_state()->incarnation.get();
+  const std::string should = told.incarnation != 0 ? std::to_string(told.incarnation) : "";
+  same_text("goal state", "incarnation", incarnation != nullptr ? incarnation : "", should.c_str());
+  same_number("extensions", "incarnation", kelvane::ext_config()->incarnation, told.effective.incarnation);
+  same_number("extensions", "count", kelvane::ext_config()->handlers.count, told.effective.count);
+}
+
+// ---- capacities, memory, descriptors ---------------------------------------------------------------------------
+
+size_t memory_in_use() {
+  if (__sanitizer_get_current_allocated_bytes != nullptr) {
+    return __sanitizer_get_current_allocated_bytes();
+  }
+#if __GLIBC_PREREQ(2, 33)
+  return mallinfo2().uordblks;
+#else
+  return static_cast<unsigned>(mallinfo().uordblks);
+#endif
+}
+
+void check_memory() {
+  const size_t used = memory_in_use();
+  Life &life = gsLife;
+  if (life.passes == 20) {
+    life.ceiling = used + kMemorySlack;
+  } else if (life.passes > 20 && used > life.ceiling) {
+    broken("%zu bytes of memory are in use, %zu at the most were expected", used, life.ceiling);
+  }
+  life.floor = life.passes % kWindow == 1 ? used : std::min(life.floor, used);
+  if (life.passes % kWindow != 0) {
+    return;
+  }
+  if (life.passes <= kWindow * kLearningWindows) {
+    life.first_floor = std::max(life.first_floor, life.floor);
+  } else if (life.floor > life.first_floor + kFloorSlack) {
+    broken("memory grows: never below %zu bytes in %d passes, after %zu in the first of the life", life.floor, kWindow,
+           life.first_floor);
+  }
+}
+
+void check_descriptors() {
+  same_number("descriptors", "number of open ones", disk_open_count(), 0);
+  same_number("requests", "number of open handles", requests_open(), 0);
+  if (gsLife.passes % 64 != 0) {
+    return;
+  }
+  const int lowest = dup(STDOUT_FILENO);
+  __real_close(lowest);
+  gsLife.lowest_descriptor = gsLife.passes == 64 ? lowest : gsLife.lowest_descriptor;
+  same_number("descriptors", "lowest free one", lowest, gsLife.lowest_descriptor);
+}
+
+void check_capacities() {
+  const kelvane::StatusBlob *blob = kelvane::status_blob();
+  if (blob->extension_count > kelvane::kStatusBlobExtensions || blob->vm.handler_count > 3) {
+    broken("the status blob holds %d extensions and %d handlers", blob->extension_count, blob->vm.handler_count);
+  }
+  const uint64_t queued = gsLife.events - std::min(gsLife.events, events_posted());
+  world().counts.longest_queue = std::max(world().counts.longest_queue, queued);
+  if (queued > kLongestQueue) {
+    broken("%llu events wait", static_cast<unsigned long long>(queued));
+  }
+}
+
+// Documents are parsed when something changed, and now and then.
+void check_documents() {
+  if (expectation_commands() > 0) {
+    check_status_file(disk_bytes(kStatusFile));
+  }
+  if (!last_status_document().empty() && (expectation_commands() > 0 || gsLife.passes % 100 == 0)) {
+    world().counts.documents++;
+    check_status_document(last_status_document());
+  }
+  forget_status_document();
+}
+
+}  // namespace
+
+void invariants_begin_life() {
+  gsLife = {};
+  expectation_begin();
+}
+
+void invariants_begin_pass() {
+  World &w = world();
+  w.last_pass = w.now;
+  w.back_since_pass = 0;
+  w.counts.passes++;
+  gsLife.passes++;
+  happened("pass");
+  expectation_begin_pass();
+}
+
+void invariants_end_pass() {
+  expectation_foretell();
+  check_followed();
+  check_commands();
+  check_plugins();
+  check_asked();
+  check_capacities();
+  check_descriptors();
+  check_memory();
+  check_documents();
+}
+
+void invariants_event_queued() {
+  gsLife.events++;
+}
+
+}  // namespace simulate

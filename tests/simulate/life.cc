@@ -1,0 +1,90 @@
+#include "tests/simulate/life.h"
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+
+#include "tests/simulate/cloud.h"
+#include "tests/simulate/events.h"
+#include "tests/simulate/invariants.h"
+#include "tests/simulate/world.h"
+
+namespace simulate {
+
+namespace {
+
+// Real seconds that a life may take: an agent that loops without the clock moving never ends by itself.
+constexpr unsigned kLongestLife = 900;
+
+[[noreturn]] void live() {
+  alarm(kLongestLife);
+  invariants_begin_life();
+  agent_main();
+  broken("the agent's main returned");
+}
+
+// The status of the agent's process, as wait tells it.
+int play_life() {
+  std::fflush(nullptr);
+  world().end = End::kNone;
+  world().last_pass = world().now;
+  world().back_since_pass = 0;
+  const pid_t child = fork();
+  if (child == 0) {
+    live();
+  }
+  int status = 0;
+  if (child < 0 || waitpid(child, &status, 0) != child) {
+    std::perror("fork");
+    std::exit(2);
+  }
+  return status;
+}
+
+// A status of 0 without an end of ours is the agent's exit for a restart.
+bool survived(int status) {
+  World &w = world();
+  if (w.end == End::kBroken) {
+    return false;
+  }
+  if (status == 0) {
+    return true;
+  }
+  if (WIFSIGNALED(status)) {
+    std::snprintf(w.failure, sizeof w.failure, "the process ended by signal %d%s", WTERMSIG(status),
+                  WTERMSIG(status) == SIGALRM ? ": it hung" : "");
+  } else {
+    std::snprintf(w.failure, sizeof w.failure, "the process ended with status %d", WEXITSTATUS(status));
+  }
+  return false;
+}
+
+void start_again(World &w) {
+  const bool restart = w.end == End::kNone;
+  w.counts.restarts += restart ? 1 : 0;
+  // The supervisor is quick; a machine takes a while.
+  w.now += restart ? w.dice.between(1, 5) : w.dice.between(20, 300);
+  happened("%s", restart ? "the agent starts again" : "the appliance starts again");
+}
+
+}  // namespace
+
+bool play(uint64_t seed, int64_t seconds) {
+  world_begin(seed, seconds);
+  cloud_begin();
+  events_begin();
+  World &w = world();
+  for (;;) {
+    if (!survived(play_life())) {
+      return false;
+    }
+    if (w.end == End::kOver) {
+      return true;
+    }
+    start_again(w);
+  }
+}
+
+}  // namespace simulate

@@ -1,0 +1,151 @@
+#include "tests/simulate/stored.h"
+
+#include <algorithm>
+#include <cstring>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <vector>
+
+#include "tests/simulate/expectation.h"
+#include "tests/simulate/view.h"
+
+namespace simulate {
+
+namespace {
+
+using Json = nlohmann::json;
+
+void same(const std::string &what, const Json &is, const Json &should) {
+  if (is != should) {
+    broken("%s is %s and should be %s", what.c_str(), is.dump().c_str(), should.dump().c_str());
+  }
+}
+
+Json parse(const char *what, std::string_view bytes) {
+  Json parsed = Json::parse(bytes, nullptr, false);
+  if (parsed.is_discarded()) {
+    broken("the %s is no JSON: %.200s", what, std::string(bytes).c_str());
+  }
+  return parsed;
+}
+
+Json config_of(const Expected &plugin) {
+  Json config = {{"installed", plugin.installed}};
+  if (plugin.installed != 0) {
+    config["seqno"] = plugin.sequence_number;
+    config["cmdtime"] = plugin.command_time;
+    config["extname"] = plugin.extension_name;
+    config["message"] = plugin.message;
+  }
+  return config;
+}
+
+Json element_of(int row, const Expected &plugin) {
+  Json element = {{"name", kNameTexts[row]}, {"version", plugin.version}, {"config", config_of(plugin)}};
+  if (plugin.state != State::kAbsent) {
+    element["handlerstate"] = plugin.state == State::kEnabled ? "enabled" : "installed";
+  }
+  return element;
+}
+
+// ---- the status document ---------------------------------------------------------------------------------------
+
+std::string cut(const char *text, size_t length) {
+  return std::string(text).substr(0, length);
+}
+
+Json formatted(const std::string &text) {
+  return {{"lang", "en-US"}, {"message", text.empty() ? Json() : Json(text)}};
+}
+
+bool has_status(const Wanted &wanted, const Expected &plugin) {
+  return wanted.version[0] != '\0' && std::strcmp(plugin.version, wanted.version) == 0;
+}
+
+// By the name under which the extension's status is recorded: the latest status of six names at most.
+std::map<std::string, const Expected *> recorded(const Revision &revision) {
+  std::map<std::string, const Expected *> names;
+  for (int i = 0; i < revision.count; i++) {
+    const Wanted &wanted = revision.wanted[i];
+    const Expected &plugin = expectation().plugins[wanted.name];
+    if (has_status(wanted, plugin) && plugin.state != State::kAbsent && settings_entry(revision, i) != nullptr &&
+        (names.size() < 6 || names.count(kNameTexts[wanted.name]) != 0)) {
+      names[kNameTexts[wanted.name]] = &plugin;
+    }
+  }
+  return names;
+}
+
+void check_handler(const Json &is, int row, const Expected &plugin,
+                   const std::map<std::string, const Expected *> &names) {
+  const std::string what = std::string("the status of ") + kNameTexts[row];
+  same(what + ", name", is.at("handlerName"), cut(kNameTexts[row], 127));
+  same(what + ", version", is.at("handlerVersion"), plugin.version);
+  same(what + ", status", is.at("status"), plugin.installed != 0 ? "Ready" : "NotReady");
+  same(what + ", message", is.value("formattedMessage", Json()),
+       plugin.message[0] != '\0' ? formatted(cut(plugin.message, 127)) : Json());
+  if (names.empty()) {
+    same(what + ", settings status", is.contains("runtimeSettingsStatus"), false);
+    return;
+  }
+  const Json settings = is.at("runtimeSettingsStatus");
+  const auto found = names.find(cut(plugin.extension_name, 127));
+  if (found == names.end()) {
+    same(what + ", settings status", settings, Json::object());
+    return;
+  }
+  // What a plugin says of itself when it is not installed is nothing, and its number is then 0.
+  const Expected &told = *found->second;
+  same(what + ", sequence number", settings.at("sequenceNumber"), told.installed != 0 ? told.sequence_number : 0);
+}
+
+// The text of what was put. In pages it is filled up with zeroes, and a document that fills its pages to the last byte
+// deliberately loses that byte to the terminator.
+std::string text_of(const std::string &put) {
+  constexpr size_t kPage = 512;
+  const size_t length = std::min(put.find('\0'), put.size());
+  std::string text = put.substr(0, length);
+  if (length < put.size() && length % kPage == kPage - 1 && put.size() == length + 1) {
+    text += '}';
+  }
+  return text;
+}
+
+}  // namespace
+
+void check_status_file(std::string_view bytes) {
+  const Json file = parse("status file", bytes);
+  Json should = Json::object();
+  for (int row = 0; row < kNames; row++) {
+    const Expected &plugin = world().durable.plugins[row];
+    if (plugin.known) {
+      should[kNameTexts[row]] = element_of(row, plugin);
+    }
+  }
+  same("number of plugins in the status file", file.size(), should.size());
+  for (const Json &element : file) {
+    const std::string name = element.at("name").get<std::string>();
+    same("status file: " + name, element, should.value(name, Json()));
+  }
+}
+
+void check_status_document(const std::string &document) {
+  const Json status = parse("status document", text_of(document));
+  const Json &handlers = status.at("aggregateStatus").at("handlerAggregateStatus");
+  const Revision &revision = view().effective;
+  const auto names = recorded(revision);
+  size_t reported = 0;
+  for (int i = 0; i < revision.count && reported < 3; i++) {
+    const int row = revision.wanted[i].name;
+    const Expected &plugin = expectation().plugins[row];
+    if (has_status(revision.wanted[i], plugin)) {
+      if (reported == handlers.size()) {
+        broken("the status document lacks %s", kNameTexts[row]);
+      }
+      check_handler(handlers[reported++], row, plugin, names);
+    }
+  }
+  same("number of handlers in the status document", handlers.size(), reported);
+}
+
+}  // namespace simulate

@@ -1,0 +1,186 @@
+// The world of one simulated appliance: the clock, the dice, the disk, the configuration, what the cloud wants, and
+// what the plugins should be by now. All of it is plain data in shared memory, because it outlives the agent's process.
+//
+// A life of the agent, from a start to a restart or a power cut, is one child forked from a parent that never runs a
+// line of the agent: the child begins with the agent's, libcurl's and OpenSSL's statics as the linker and the loader
+// made them, ends as the real process does (exit, or nothing more at all), and needs nothing put back. Putting .data
+// and .bss back in place would have to reach into the libraries and their heaps as well, and would hide what it missed.
+#ifndef KELVANE_TESTS_SIMULATE_WORLD_H
+#define KELVANE_TESTS_SIMULATE_WORLD_H
+
+#include <cstddef>
+#include <cstdint>
+
+#include "platform/records.h"
+#include "tests/simulate/dice.h"
+
+namespace simulate {
+
+inline constexpr int64_t kMinute = 60;
+inline constexpr int64_t kHour = 3600;
+inline constexpr int64_t kDay = 86400;
+
+// ---- what the cloud wants --------------------------------------------------------------------------------------
+
+inline constexpr int kNames = 11;
+inline constexpr int kMostWanted = 8;
+
+enum class Settings : uint8_t {
+  kNoEntry,     // the configuration has no settings for it
+  kNoJson,      // settings that are no JSON
+  kPublicOnly,  // no protected settings
+  kNoCommand,   // both, without a command
+  kInvalid,     // both, and a command that is refused
+  kPartial,     // an event hub command that lacks a part
+  kEventHub,    // a whole one
+  kCount,
+};
+
+enum class Asked : uint8_t { kEnabled, kDisabled, kUninstall, kUnknown };
+
+struct Wanted {
+  int name;  // row of kNameTexts
+  char version[48];
+  Asked asked;
+  bool other_case;  // the state's text is written in capitals
+  int32_t sequence_number;
+  Settings settings;
+};
+
+struct Revision {
+  int32_t incarnation;
+  int32_t count;
+  bool page_blob;
+  Wanted wanted[kMostWanted];
+};
+
+// ---- what the plugins should be --------------------------------------------------------------------------------
+
+enum class State : uint8_t { kAbsent, kInstalled, kEnabled };
+
+struct Expected {
+  bool known;  // registered; written to the status file
+  State state;
+  uint32_t installed;
+  int32_t sequence_number;
+  int64_t command_time;
+  char version[32];
+  char extension_name[256];
+  char message[256];
+};
+
+struct Expectation {
+  Expected plugins[kNames];
+  char appliance_id[NCFG_EVENT_HUB_TEXT_SIZE];  // of the event hub, as last configured
+};
+
+// ---- the disk --------------------------------------------------------------------------------------------------
+
+inline constexpr int kFiles = 16;
+inline constexpr size_t kFileSize = size_t{64} * 1024;
+
+struct File {
+  bool exists;
+  char path[64];
+  size_t length;
+  char bytes[kFileSize];
+};
+
+// ---- the appliance's configuration -----------------------------------------------------------------------------
+
+inline constexpr int kAccounts = 4;
+
+struct Configuration {
+  ncfg_system_settings settings;
+  ncfg_interface port;
+  ncfg_event_hub event_hub;
+  int accounts;
+  ncfg_account account[kAccounts];
+};
+
+// ---- what happened ---------------------------------------------------------------------------------------------
+
+inline constexpr int kRing = 30;
+
+struct Happening {
+  int64_t at;    // seconds since the first start
+  int64_t last;  // of the last of several alike
+  uint32_t times;
+  char text[120];
+};
+
+struct Counts {
+  uint64_t turns, passes, clean_passes, settled_checks, commands, requests, faults, events, revisions, restarts, cuts,
+      jumps, documents;
+  uint64_t longest_queue;
+};
+
+enum class End : uint8_t { kNone, kRestart, kPowerCut, kOver, kBroken };
+
+struct World {
+  uint64_t seed;
+  Dice dice;
+  bool log;     // a replay: the agent's lines are printed
+  bool steady;  // no restarts and no power cuts: one life long enough to see a slow leak
+
+  int64_t now;     // seconds since the first start
+  int64_t offset;  // of the wall clock
+  int64_t until;
+  int64_t next_event;  // nothing happens before
+  int64_t change_at, restart_at, cut_at, jump_at, command_at;
+  int64_t mean_change, mean_restart, mean_cut, mean_jump;
+  uint32_t fault_percent;
+  int64_t last_pass;         // start of the last pass
+  int64_t back_since_pass;   // seconds that the wall clock was set back since
+  int32_t cut_at_file_call;  // counts down file calls to a power cut; 0 for none
+
+  Revision current, previous;
+  Expectation durable;  // what the status file holds, as it should be
+  Configuration configuration, written;
+  ncfg_debug_zone zone;
+  File files[kFiles];
+
+  Happening ring[kRing];
+  uint64_t happenings;
+  Counts counts;
+  uint64_t digest;
+  End end;
+  char failure[512];
+};
+
+// The one world; made by world_make, shared with the children.
+extern World *gsWorld;
+inline World &world() {
+  return *gsWorld;
+}
+
+extern const char *const kNameTexts[kNames];
+
+// Maps the world, empty.
+void world_make();
+
+// A new appliance for a seed: clock at zero, empty disk, factory configuration, its own habits.
+void world_begin(uint64_t seed, int64_t seconds);
+
+// The wall clock.
+int64_t wall_clock();
+
+// Notes what happened; the same text again only counts.
+void happened(const char *format, ...) __attribute__((format(printf, 1, 2)));
+
+// The last thirty happenings, oldest first, to standard output.
+void print_happenings();
+
+// Folds bytes into the digest of the run, by which two plays of a seed are compared.
+void digest_add(const void *bytes, size_t size);
+
+// An invariant does not hold: keeps the first text and ends the life.
+[[noreturn]] void broken(const char *format, ...) __attribute__((format(printf, 1, 2)));
+
+// Ends the life as it is said. A restart or the end of time goes through exit, so that what looks for leaks at the end
+// of a process sees this one; a power cut does not.
+[[noreturn]] void end_life(End end);
+
+}  // namespace simulate
+
+#endif

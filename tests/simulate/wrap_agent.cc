@@ -1,0 +1,47 @@
+// The agent's own calls that the simulation looks at, replaced at link time by ones that look and then do the same; and
+// the entry of the program, which is the simulation's.
+#include <cstdint>
+
+#include "extensions/guest_agent.h"
+#include "telemetry/event_queue.h"
+#include "tests/simulate/invariants.h"
+#include "tests/simulate/life.h"
+
+// By the names that the linker knows: kelvane::GuestAgent_HandlerExtension and kelvane::AddExtensionEvent.
+extern "C" {
+void __real__ZN7kelvane27GuestAgent_HandlerExtensionEPKNS_8ProtocolE(const kelvane::Protocol *protocol);
+void __wrap__ZN7kelvane27GuestAgent_HandlerExtensionEPKNS_8ProtocolE(const kelvane::Protocol *protocol);
+void __real__ZN7kelvane17AddExtensionEventEPKciimS1_S1_(const char *name, int32_t operation, int32_t success,
+                                                        uint64_t duration, const char *version, const char *text);
+void __wrap__ZN7kelvane17AddExtensionEventEPKciimS1_S1_(const char *name, int32_t operation, int32_t success,
+                                                        uint64_t duration, const char *version, const char *text);
+int __real_main(int argc, char **argv);
+int __wrap_main(int argc, char **argv);
+
+void __wrap__ZN7kelvane27GuestAgent_HandlerExtensionEPKNS_8ProtocolE(const kelvane::Protocol *protocol) {
+  simulate::invariants_begin_pass();
+  __real__ZN7kelvane27GuestAgent_HandlerExtensionEPKNS_8ProtocolE(protocol);
+  simulate::invariants_end_pass();
+}
+
+void __wrap__ZN7kelvane17AddExtensionEventEPKciimS1_S1_(const char *name, int32_t operation, int32_t success,
+                                                        uint64_t duration, const char *version, const char *text) {
+  simulate::invariants_event_queued();
+  __real__ZN7kelvane17AddExtensionEventEPKciimS1_S1_(name, operation, success, duration, version, text);
+}
+
+int __wrap_main(int argc, char **argv) {
+  return simulate::simulate_main(argc, argv);
+}
+
+}  // extern "C"
+
+namespace simulate {
+
+int agent_main() {
+  char name[] = "kelvane";
+  char *arguments[] = {name, nullptr};
+  return __real_main(1, arguments);
+}
+
+}  // namespace simulate

@@ -1,0 +1,256 @@
+// libcurl's easy interface, replaced at link time: a handle is a record, and performing it asks the model of the cloud
+// and drives the agent's own write, read and header callbacks, as libcurl would. Header lists stay libcurl's.
+#include <curl/curl.h>
+
+#include <cstdarg>
+#include <cstring>
+#include <string>
+
+#include "include/buffer.h"
+#include "tests/simulate/cloud.h"
+#include "tests/simulate/requests.h"
+#include "tests/simulate/view.h"
+
+#undef curl_easy_setopt
+#undef curl_easy_getinfo
+
+namespace {
+
+using Callback = size_t (*)(char *, size_t, size_t, void *);
+
+struct Handle {
+  std::string url;
+  bool no_body, post, upload, fail_on_error;
+  long size;
+  const char *fields;
+  Callback write, read, header;
+  void *write_data, *read_data, *header_data;
+  long code;
+};
+
+int gsHandles = 0;
+std::string gsStatusDocument;
+uint64_t gsEventsPosted = 0;
+
+Handle *of(CURL *handle) {
+  return static_cast<Handle *>(handle);
+}
+
+void set_number(Handle *handle, CURLoption option, long value) {
+  switch (option) {
+    case CURLOPT_NOBODY:
+      handle->no_body = value != 0;
+      break;
+    case CURLOPT_HTTPGET:
+      handle->post = false;
+      break;
+    case CURLOPT_POST:
+      handle->post = value != 0;
+      break;
+    case CURLOPT_UPLOAD:
+      handle->upload = value != 0;
+      break;
+    case CURLOPT_FAILONERROR:
+      handle->fail_on_error = value != 0;
+      break;
+    case CURLOPT_INFILESIZE:
+    case CURLOPT_POSTFIELDSIZE:
+      handle->size = value;
+      break;
+    default:
+      break;
+  }
+}
+
+void set_object(Handle *handle, CURLoption option, void *value) {
+  switch (option) {
+    case CURLOPT_URL:
+      handle->url = static_cast<const char *>(value);
+      break;
+    case CURLOPT_POSTFIELDS:
+      handle->fields = static_cast<const char *>(value);
+      break;
+    case CURLOPT_WRITEDATA:
+      handle->write_data = value;
+      break;
+    case CURLOPT_READDATA:
+      handle->read_data = value;
+      break;
+    case CURLOPT_HEADERDATA:
+      handle->header_data = value;
+      break;
+    default:
+      break;
+  }
+}
+
+void set_function(Handle *handle, CURLoption option, Callback value) {
+  if (option == CURLOPT_WRITEFUNCTION) {
+    handle->write = value;
+  } else if (option == CURLOPT_READFUNCTION) {
+    handle->read = value;
+  } else if (option == CURLOPT_HEADERFUNCTION) {
+    handle->header = value;
+  }
+}
+
+simulate::Method method_of(const Handle &handle) {
+  if (handle.upload) {
+    return simulate::Method::kPut;
+  }
+  if (handle.post) {
+    return simulate::Method::kPost;
+  }
+  return handle.no_body ? simulate::Method::kHead : simulate::Method::kGet;
+}
+
+std::string read_upload(const Handle &handle) {
+  std::string body;
+  char block[16384];
+  for (;;) {
+    const size_t got = handle.read(block, 1, sizeof block, handle.read_data);
+    if (got == 0) {
+      break;
+    }
+    body.append(block, got);
+  }
+  if (static_cast<long>(body.size()) != handle.size) {
+    simulate::broken("an upload announces %ld bytes and has %zu", handle.size, body.size());
+  }
+  return body;
+}
+
+std::string body_of(const Handle &handle) {
+  if (handle.upload) {
+    return read_upload(handle);
+  }
+  return handle.post && handle.fields != nullptr ? std::string(handle.fields, static_cast<size_t>(handle.size)) : "";
+}
+
+// In two pieces, as a network would.
+CURLcode deliver(const Handle &handle, std::string_view body) {
+  const size_t half = body.size() / 2;
+  for (const std::string_view piece : {body.substr(0, half), body.substr(half)}) {
+    std::string bytes(piece);
+    if (!bytes.empty() && handle.write != nullptr &&
+        handle.write(bytes.data(), 1, bytes.size(), handle.write_data) != bytes.size()) {
+      return CURLE_WRITE_ERROR;
+    }
+  }
+  return CURLE_OK;
+}
+
+void deliver_header(const Handle &handle, std::string_view line) {
+  if (handle.header != nullptr && !line.empty()) {
+    std::string bytes(line);
+    handle.header(bytes.data(), 1, bytes.size(), handle.header_data);
+  }
+}
+
+uint64_t count(std::string_view text, std::string_view part) {
+  uint64_t found = 0;
+  for (size_t at = text.find(part); at != std::string_view::npos; at = text.find(part, at + part.size())) {
+    found++;
+  }
+  return found;
+}
+
+void keep_what_was_sent(const simulate::Request &request) {
+  if (request.url.find("storage.example.net") != std::string_view::npos && request.body.size() > 1) {
+    gsStatusDocument = request.body;
+  } else if (request.url.find("comp=telemetrydata") != std::string_view::npos) {
+    gsEventsPosted += count(request.body, "<Event ");
+  }
+}
+
+CURLcode perform(Handle *handle) {
+  const std::string body = body_of(*handle);
+  const simulate::Request request = {handle->url, method_of(*handle), handle->fail_on_error, body};
+  keep_what_was_sent(request);
+  const simulate::Reply reply = simulate::cloud_answer(request);
+  handle->code = reply.code;
+  deliver_header(*handle, reply.header);
+  const CURLcode delivered = deliver(*handle, reply.body);
+  const CURLcode result = delivered != CURLE_OK ? delivered : reply.result;
+  if (request.method == simulate::Method::kGet) {
+    const auto *buffer = static_cast<const kelvane::Buffer *>(handle->write_data);
+    simulate::view_given(request.url, result,
+                         std::string_view(buffer->data != nullptr ? buffer->data : "", buffer->length));
+  }
+  return result;
+}
+
+}  // namespace
+
+namespace simulate {
+
+int requests_open() {
+  return gsHandles;
+}
+
+const std::string &last_status_document() {
+  return gsStatusDocument;
+}
+
+void forget_status_document() {
+  gsStatusDocument.clear();
+}
+
+uint64_t events_posted() {
+  return gsEventsPosted;
+}
+
+}  // namespace simulate
+
+extern "C" {
+
+CURLcode __wrap_curl_global_init(long);
+CURL *__wrap_curl_easy_init(void);
+void __wrap_curl_easy_cleanup(CURL *handle);
+CURLcode __wrap_curl_easy_setopt(CURL *handle, CURLoption option, ...);
+CURLcode __wrap_curl_easy_getinfo(CURL *handle, CURLINFO info, ...);
+CURLcode __wrap_curl_easy_perform(CURL *handle);
+
+CURLcode __wrap_curl_global_init(long) {
+  return CURLE_OK;
+}
+
+CURL *__wrap_curl_easy_init(void) {
+  gsHandles++;
+  return new Handle();
+}
+
+void __wrap_curl_easy_cleanup(CURL *handle) {
+  gsHandles--;
+  delete of(handle);
+}
+
+CURLcode __wrap_curl_easy_setopt(CURL *handle, CURLoption option, ...) {
+  va_list arguments;
+  va_start(arguments, option);
+  if (option < CURLOPTTYPE_OBJECTPOINT) {
+    set_number(of(handle), option, va_arg(arguments, long));
+  } else if (option < CURLOPTTYPE_FUNCTIONPOINT) {
+    set_object(of(handle), option, va_arg(arguments, void *));
+  } else if (option < CURLOPTTYPE_OFF_T) {
+    set_function(of(handle), option, va_arg(arguments, Callback));
+  }
+  va_end(arguments);
+  return CURLE_OK;
+}
+
+CURLcode __wrap_curl_easy_getinfo(CURL *handle, CURLINFO info, ...) {
+  va_list arguments;
+  va_start(arguments, info);
+  if (info == CURLINFO_RESPONSE_CODE) {
+    *va_arg(arguments, long *) = of(handle)->code;
+  }
+  va_end(arguments);
+  return CURLE_OK;
+}
+
+CURLcode __wrap_curl_easy_perform(CURL *handle) {
+  return perform(of(handle));
+}
+
+}  // extern "C"
