@@ -26,7 +26,9 @@ void World::goal_state_delivered(const std::string &missing) {
     known_[value.element] = value.value;
     if (value.element == "ContainerId") container_ids_.push_back(value.value);
   }
-  storage.goal_state_told(known_["Incarnation"]);
+  // Never by operator[]: what was not told must not come to be known as an empty text.
+  const auto incarnation = known_.find("Incarnation");
+  if (incarnation != known_.end()) storage.goal_state_told(incarnation->second);
   delivered_++;
   delivered_of_current_++;
   if (state.advance_after != 0 && delivered_of_current_ >= state.advance_after) advance();
