@@ -325,6 +325,8 @@ TEST_F(PluginManager, WithoutTheOperationsThereIsNoStatus) {
 }
 
 TEST_F(PluginManager, TheDumpListsThePluginsThatHaveAState) {
+  launch(kCustomScript, 1);
+  plugin_world::empty_slot(0);
   launch(kLinuxAsm, 1);
   launch("B", 4);
   launch("C", 0);

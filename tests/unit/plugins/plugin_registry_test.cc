@@ -49,6 +49,19 @@ TEST_F(PluginRegistry, OfTwoWithOneNameTheFirstIsFound) {
   EXPECT_EQ(pluginManager_Find("same"), &first);
 }
 
+TEST_F(PluginRegistry, AnEmptySlotIsSkipped) {
+  plugin_world::OwnPlugin first;
+  first.name = "first";
+  plugin_world::OwnPlugin second;
+  second.name = "second";
+  pluginManager_Add(&first);
+  pluginManager_Add(&second);
+  plugin_world::empty_slot(0);
+  EXPECT_EQ(pluginManager_Find("second"), &second);
+  EXPECT_NE(pluginManager_Find("first"), &first);
+  EXPECT_EQ(plugin_registry_count(), 3);
+}
+
 TEST_F(PluginRegistry, NamesAreComparedByteForByte) {
   plugin_world::OwnPlugin plugin;
   plugin.name = "A.B.Name";

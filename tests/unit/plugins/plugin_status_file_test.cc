@@ -104,6 +104,14 @@ TEST_F(PluginStatusFile, WithoutPluginsIsAnEmptyArray) {
   EXPECT_THAT(saved(), kEmptyArray);
 }
 
+TEST_F(PluginStatusFile, AnEmptySlotIsLeftOut) {
+  plugin_world::OwnPlugin gone;
+  gone.name = "gone";
+  kelvane::pluginManager_Add(&gone);
+  plugin_world::empty_slot(0);
+  EXPECT_THAT(saved(), kEmptyArray);
+}
+
 TEST_F(PluginStatusFile, WhatWasLoadedIsSavedAgainToTheByte) {
   EXPECT_EQ(loaded(kFull), kFullShown);
   EXPECT_EQ(saved(), kFull);

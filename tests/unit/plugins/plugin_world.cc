@@ -84,6 +84,10 @@ void fresh_registry() {
   kelvane::gsUnregistered = nullptr;
 }
 
+void empty_slot(int32_t index) {
+  kelvane::gsPlugins[index] = nullptr;
+}
+
 kelvane::Plugin *make_unsupported() {
   return kelvane::pluginManager_RegisterUnSupported("Some.Maker.Thing", nullptr);
 }

@@ -30,6 +30,8 @@ inline int has_ssh_pub_keys = 0;
 inline std::vector<size_t> realloc_sizes;
 // Empties the registry, its array given back.
 void fresh_registry();
+// Takes the record out of its slot, which stays.
+void empty_slot(int32_t index);
 
 // A record of a test's own: the registry is made anew before the record goes, as it only refers to what it holds.
 struct OwnPlugin : kelvane::Plugin {
