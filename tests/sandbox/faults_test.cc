@@ -54,5 +54,35 @@ TEST(Faults, NonsenseIsRefused) {
   }
 }
 
+TEST(Faults, AClassMeansEveryCallOfIt) {
+  Faults faults;
+  faults.add("file::EIO:2");
+  EXPECT_EQ(faults.due("open", "/a", "file"), 0);
+  EXPECT_EQ(faults.due("malloc", "8", "memory"), 0);
+  EXPECT_EQ(faults.due("unlink", "/b", "file"), EIO);
+}
+
+// What stands in no trace would otherwise move the numbers of the calls that do.
+TEST(Faults, AStarMeansNothingThatIsNotInTheTrace) {
+  Faults faults;
+  faults.add("*:*:EIO:1");
+  EXPECT_EQ(faults.due("malloc", "8", "memory"), 0);
+  EXPECT_EQ(faults.due("read", "/a", "bytes"), 0);
+  EXPECT_EQ(faults.due("write", "kelvane-config.db-wal", "database"), 0);
+  EXPECT_EQ(faults.due("open", "/a", "file"), EIO);
+}
+
+TEST(Faults, ShortKillsAndLossesOfPowerAreNoErrno) {
+  Faults faults;
+  faults.add("bytes::SHORT:1");
+  faults.add("file::KILL:1");
+  faults.add("system::POWER:1");
+  faults.add("platform::POWER3:1");
+  EXPECT_EQ(faults.due("read", "/a", "bytes"), kShort);
+  EXPECT_EQ(faults.due("open", "/a", "file"), kKill);
+  EXPECT_EQ(faults.due("mount", "udf", "system"), kPower);
+  EXPECT_EQ(faults.due("conf_init", "", "platform"), kPower - 3);
+}
+
 }  // namespace
 }  // namespace sandbox

@@ -35,7 +35,7 @@ class Layer : public testing::Test {
     const int status = system(command.c_str());
     out_ = read(folder_ / "out");
     trace_ = read(folder_ / "trace");
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
   }
   std::string script(const std::string &text) {
     std::ofstream(folder_ / "script") << text;
@@ -174,6 +174,52 @@ TEST_F(Layer, TheMachineIsTheSameEverywhere) {
 
 TEST_F(Layer, BadOptionsEndWithStatus2) {
   EXPECT_EQ(run("", "--clock never"), 2);
+}
+
+TEST_F(Layer, EverySiteIsToldWithItsClassAndNumber) {
+  run("files", "--sites " + (folder_ / "sites").string());
+  const std::string sites = read(folder_ / "sites");
+  const size_t begin = sites.find("file 1 ");
+  ASSERT_NE(begin, std::string::npos) << sites;
+  EXPECT_EQ(sites.substr(0, sites.find('\n')), "platform 1 conf_init()");
+  EXPECT_EQ(sites.substr(begin),
+            "file 1 open(/data/etc/x)\n"
+            "bytes 1 write(/data/etc/x)\n"
+            "file 2 access(/data/etc/x)\n"
+            "file 3 stat(/data/etc/x)\n"
+            "file 4 rename(/data/etc/x)\n"
+            "file 5 symlink(/etc/zoneinfo/UTC)\n"
+            "file 6 mkdir(/cdrom)\n"
+            "file 7 open(/data/etc/y)\n"
+            "file 8 unlink(/data/etc/y)\n"
+            "file 9 open(/data/etc/y)\n"
+            "platform 2 conf_end()\n"
+            "open /data/etc/y\n"
+            "end 3\n");
+}
+
+TEST_F(Layer, AWriteCanBeShort) {
+  run("files", "--fault bytes::SHORT:1");
+  EXPECT_EQ(out_.substr(0, out_.find('\n')), "write 3");
+}
+
+TEST_F(Layer, AKillIsInFrontOfTheCall) {
+  EXPECT_EQ(run("files", "--fault file::KILL:4"), 137);
+  EXPECT_EQ(read(folder_ / "root/data/etc/x"), "hello");
+  EXPECT_FALSE(files::exists(folder_ / "root/data/etc/y"));
+}
+
+TEST_F(Layer, ALossOfPowerTakesWhatWasNotSynced) {
+  EXPECT_EQ(run("files", "--fault file::POWER:4"), 137);
+  EXPECT_FALSE(files::exists(folder_ / "root/data/etc/x"));
+}
+
+TEST_F(Layer, ALossOfPowerLeavesWhatWasThereBefore) {
+  files::create_directories(folder_ / "root/data/etc");
+  std::ofstream(folder_ / "root/data/etc/x") << "from before";
+  EXPECT_EQ(run("files", "--fault file::POWER:5"), 137);
+  EXPECT_EQ(read(folder_ / "root/data/etc/x"), "from before");
+  EXPECT_FALSE(files::exists(folder_ / "root/data/etc/y")) << "a rename is undone on both sides";
 }
 
 }  // namespace

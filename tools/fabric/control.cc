@@ -36,6 +36,11 @@ ControlResult quit(const ControlCall &) {
   return {text_answer(200, "ending\n"), ControlAction::kQuit};
 }
 
+ControlResult reset(const ControlCall &call) {
+  call.fabric.reset();
+  return {text_answer(200, "as at the start\n")};
+}
+
 ControlResult advance(const ControlCall &call) {
   std::string incarnation = call.fabric.advance();
   if (incarnation.empty()) return {text_answer(409, "there is no next goal state\n")};
@@ -85,6 +90,7 @@ constexpr std::array kRows{
     Row{"/_fabric/status", "GET", get_status_documents},
     Row{"/_fabric/verdict", "GET", get_verdict},
     Row{"/_fabric/advance", "POST", advance},
+    Row{"/_fabric/reset", "POST", reset},
     Row{"/_fabric/fault", "POST", change_fault},
     Row{"/_fabric/listen", "POST", change_listening},
     Row{"/_fabric/quit", "POST", quit},

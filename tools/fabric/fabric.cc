@@ -129,6 +129,15 @@ bool Fabric::enable_fault(const std::string &name, bool enabled) {
   return faults_.enable(name, enabled);
 }
 
+void Fabric::reset() {
+  std::lock_guard<std::mutex> guard(lock_);
+  Scenario scenario = world_.scenario();
+  World fresh(std::move(scenario), std::move(world_));
+  world_ = std::move(fresh);
+  faults_ = Faults(world_.scenario().faults);
+  journal_.clear();
+}
+
 bool Fabric::remove_fault(const std::string &name) {
   std::lock_guard<std::mutex> guard(lock_);
   return faults_.remove(name);

@@ -35,6 +35,8 @@ class Fabric {
   void add_fault(FaultSpec spec);
   bool enable_fault(const std::string &name, bool enabled);
   bool remove_fault(const std::string &name);
+  // Everything as at the start, but for the tenant's keys and certificates.
+  void reset();
 
   // For the artifacts, before the server runs.
   const World &world() const { return world_; }

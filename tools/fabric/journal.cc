@@ -90,6 +90,12 @@ void Journal::add(Exchange exchange) {
   write_failed_ = write_failed_ || !written;
 }
 
+void Journal::clear() {
+  exchanges_.clear();
+  if (file_ != nullptr && (fflush(file_.get()) != 0 || ftruncate(fileno(file_.get()), 0) != 0)) write_failed_ = true;
+  if (file_ != nullptr) rewind(file_.get());
+}
+
 std::string Journal::as_array() const {
   std::string out;
   for (const Exchange &exchange : exchanges_) out += (out.empty() ? "[" : ",\n") + journal_line(exchange);

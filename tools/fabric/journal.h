@@ -36,6 +36,8 @@ class Journal {
 
   // Numbers the exchange, keeps it and writes its line.
   void add(Exchange exchange);
+  // Forgets what was added, and empties the file.
+  void clear();
   const std::deque<Exchange> &exchanges() const { return exchanges_; }
   // The whole journal as one JSON array.
   std::string as_array() const;

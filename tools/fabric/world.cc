@@ -9,6 +9,9 @@ namespace kelvane::fabric {
 
 World::World(Scenario scenario) : storage(scenario), scenario_(std::move(scenario)), tenant_(scenario_.tenant) {}
 
+World::World(Scenario scenario, World &&other)
+    : storage(scenario), scenario_(std::move(scenario)), tenant_(std::move(other.tenant_)) {}
+
 bool World::advance() {
   if (current_ + 1 >= scenario_.goal_states.size()) return false;
   current_++;

@@ -21,6 +21,8 @@ struct MetadataReports {
 class World {
  public:
   explicit World(Scenario scenario);
+  // With the keys and certificates of another one, which has none any more.
+  World(Scenario scenario, World &&other);
 
   const Scenario &scenario() const { return scenario_; }
   const Tenant &tenant() const { return tenant_; }

@@ -2,7 +2,10 @@
 
 #include <fnmatch.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
+#include <cstdlib>
 
 #include "tools/sandbox/errno_names.h"
 
@@ -24,6 +27,25 @@ std::string take_last(std::string &text, const std::string &whole) {
   return last;
 }
 
+// The classes whose calls stand in no trace, and are not meant by "*".
+constexpr std::array kUntraced = {"memory", "bytes", "database"};
+
+constexpr char kPowerName[] = "POWER";
+
+int error_of(const std::string &name) {
+  if (name == "SHORT" || name == "KILL") {
+    return name == "SHORT" ? kShort : kKill;
+  }
+  if (name.rfind(kPowerName, 0) == 0) {
+    return kPower - std::atoi(name.c_str() + sizeof kPowerName - 1);
+  }
+  return errno_value(name);
+}
+
+bool is_any_call(const std::string &call, const std::string &call_class) {
+  return call == "*" && std::find(kUntraced.begin(), kUntraced.end(), call_class) == kUntraced.end();
+}
+
 }  // namespace
 
 void Faults::add(const std::string &text) {
@@ -37,7 +59,7 @@ void Faults::add(const std::string &text) {
   Row row;
   row.call = rest.substr(0, colon);
   row.subject = rest.substr(colon + 1);
-  row.error = errno_value(error);
+  row.error = error_of(error);
   if (row.error == 0) {
     refuse(text, "unknown error");
   }
@@ -55,10 +77,10 @@ void Faults::add(const std::string &text) {
   rows_.push_back(row);
 }
 
-int Faults::due(const std::string &call, const std::string &subject) {
+int Faults::due(const std::string &call, const std::string &subject, const std::string &call_class) {
   int error = 0;
   for (Row &row : rows_) {
-    const bool this_call = row.call == "*" || row.call == call;
+    const bool this_call = is_any_call(row.call, call_class) || row.call == call || row.call == call_class;
     const bool this_subject = row.subject.empty() || fnmatch(row.subject.c_str(), subject.c_str(), 0) == 0;
     if (!this_call || !this_subject) {
       continue;

@@ -83,6 +83,8 @@ const std::vector<Row> &rows() {
        [](Options &o, const std::string &v) { o.script = v; }},
       {"--fault", "CALL:SUBJECT:ERROR:WHICH", "let a call fail; may be given more than once",
        [](Options &o, const std::string &v) { o.faults.push_back(v); }},
+      {"--sites", "FILE", "write one line for each call that can fail, with its class and number",
+       [](Options &o, const std::string &v) { o.sites = v; }},
       {"--memory", "MIB", "the memory that sysinfo tells of; default 2048",
        [](Options &o, const std::string &v) { o.memory_mib = number("--memory", v); }},
       {"--processors", "N", "the processors that sysconf tells of; default 2",

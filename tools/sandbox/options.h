@@ -30,6 +30,7 @@ struct Options {
   std::string log;
   std::string script;
   std::vector<std::string> faults;
+  std::string sites;
   int64_t memory_mib = 2048;
   int64_t processors = 2;
   bool help = false;

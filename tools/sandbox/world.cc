@@ -1,12 +1,20 @@
 #include "tools/sandbox/world.h"
 
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <stdexcept>
 
 #include "platform/reference/reference.h"
+#include "tools/sandbox/database_layer.h"
+#include "tools/sandbox/durability.h"
 #include "tools/sandbox/errno_names.h"
+#include "tools/sandbox/open_files.h"
 
 #if defined(__SANITIZE_ADDRESS__)
 #define SANDBOX_CHECKS_LEAKS 1
@@ -19,7 +27,10 @@
 #include <sanitizer/lsan_interface.h>
 #endif
 
-extern "C" [[noreturn]] void __real_exit(int status);
+extern "C" {
+[[noreturn]] void __real_exit(int status);
+int __real_kill(pid_t pid, int signal);
+}
 
 namespace sandbox {
 namespace {
@@ -56,6 +67,25 @@ void check_leaks() {
 #endif
 }
 
+constexpr std::array kSystemCalls = {"mount",  "umount",   "sethostname", "kill",    "sigaction",
+                                     "setenv", "unsetenv", "tzset",       "sysinfo", "sysconf"};
+
+std::string class_of_system_call(const std::string &name) {
+  return std::find(kSystemCalls.begin(), kSystemCalls.end(), name) != kSystemCalls.end() ? "system" : "file";
+}
+
+[[noreturn]] void die() {
+  __real_kill(getpid(), SIGKILL);
+  for (;;) {
+    pause();
+  }
+}
+
+// Only a read or write can be cut short.
+int errno_of(int fault) {
+  return fault == kShort ? 0 : fault;
+}
+
 std::string seconds_prefix() {
   return "[" + std::to_string(world().clock.elapsed() / kSecond) + "]";
 }
@@ -66,6 +96,19 @@ World &world() {
   // Never destroyed: wrapped calls still come while the process ends.
   static World *const kWorld = new World;
   return *kWorld;
+}
+
+int World::strike(const std::string &call_class, const std::string &call, const std::string &subject) {
+  sites.note(call_class, call, subject);
+  const int fault = faults.due(call, subject, call_class);
+  if (fault == kKill) {
+    die();
+  }
+  if (fault <= kPower) {
+    lose_power(static_cast<unsigned>(kPower - fault));
+    die();
+  }
+  return fault;
 }
 
 void set_up(const Options &options) {
@@ -84,6 +127,12 @@ void set_up(const Options &options) {
   }
   if (!w.trace.open(options.trace)) {
     throw std::runtime_error("cannot write the trace " + options.trace);
+  }
+  if (!options.sites.empty() || !options.faults.empty()) {
+    use_database_layer();
+  }
+  if (!w.sites.open(options.sites)) {
+    throw std::runtime_error("cannot write the sites " + options.sites);
   }
   if (options.trace_times) {
     w.trace.set_prefix(seconds_prefix);
@@ -121,6 +170,10 @@ bool sleep_for(int64_t nanoseconds) {
 
 void end_process(int status, const std::string &last_line) {
   world().trace.line(last_line);
+  for (const std::string &path : open_agent_files()) {
+    world().sites.remark("open", path);
+  }
+  world().sites.remark("end", std::to_string(status));
   world().active = false;
   check_leaks();
   __real_exit(status);
@@ -130,7 +183,7 @@ SystemCall::SystemCall(std::string name_of_call, const std::string &subject, std
     : name(std::move(name_of_call)),
       shown(std::move(shown_arguments)),
       agent(world().agent_calls()),
-      fault(agent ? world().faults.due(name, subject) : 0) {}
+      fault(agent ? errno_of(world().strike(class_of_system_call(name), name, subject)) : 0) {}
 
 int SystemCall::done(int result) const {
   const int error = errno;

@@ -13,6 +13,7 @@
 #include "tools/sandbox/options.h"
 #include "tools/sandbox/paths.h"
 #include "tools/sandbox/script.h"
+#include "tools/sandbox/sites.h"
 #include "tools/sandbox/trace.h"
 
 namespace sandbox {
@@ -24,11 +25,16 @@ struct World {
   Clock clock;
   Media media;
   Faults faults;
+  Sites sites;
   Script script;
   Trace trace;
 
   // Whether a call that comes now is the agent's own.
   bool agent_calls() const { return active && trace.outermost(); }
+
+  // Counts a call of this class and says how it is to fail: a number of errno or libcurl's, kShort, or 0. Does not come
+  // back when the process is to be killed there.
+  int strike(const std::string &call_class, const std::string &call, const std::string &subject);
 };
 
 World &world();

@@ -10,8 +10,9 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
-#include <map>
 
+#include "tools/sandbox/durability.h"
+#include "tools/sandbox/open_files.h"
 #include "tools/sandbox/text_forms.h"
 #include "tools/sandbox/world.h"
 
@@ -43,6 +44,8 @@ DIR *__real_opendir(const char *path);
 
 namespace {
 
+using sandbox::closed_descriptors;
+using sandbox::open_descriptors;
 using sandbox::quoted;
 using sandbox::SystemCall;
 using sandbox::world;
@@ -99,16 +102,13 @@ int real_lstat(const char *path, struct stat *out) {
 }
 #endif
 
-// ---- open descriptors of the agent: only to notice a second close ---------------------------------------------
-
-std::map<int, std::string> &closed_descriptors() {
-  static auto *const kClosed = new std::map<int, std::string>;
-  return *kClosed;
-}
-
-std::map<int, std::string> &open_descriptors() {
-  static auto *const kOpen = new std::map<int, std::string>;
-  return *kOpen;
+// The same for calls that change what is there.
+template <typename Call>
+int changing_call(const char *name, const char *path, const std::string &more, Call &&call) {
+  return path_call(name, path, more, [&](const std::string &at) {
+    sandbox::about_to_change(at);
+    return call(at);
+  });
 }
 
 std::string flags_text(int flags) {
@@ -155,6 +155,9 @@ int open_with(const char *path, int flags, mode_t mode) {
   if (error != 0) {
     errno = error;
     return call.done(-1);
+  }
+  if ((flags & O_ACCMODE) != O_RDONLY) {
+    sandbox::about_to_change(opened_path(path));
   }
   const int descriptor = __real_open(opened_path(path).c_str(), flags, mode);
   if (descriptor < 0) {
@@ -209,6 +212,9 @@ FILE *__wrap_fopen(const char *path, const char *mode) {
     errno = error;
     call.done(-1);
     return nullptr;
+  }
+  if (mode[0] != 'r') {
+    sandbox::about_to_change(opened_path(path));
   }
   FILE *stream = __real_fopen(opened_path(path).c_str(), mode);
   if (stream == nullptr) {
@@ -266,24 +272,33 @@ int __wrap___lxstat(int, const char *path, struct stat *out) {
 }
 
 int __wrap_unlink(const char *path) {
-  return path_call("unlink", path, "", [](const std::string &at) { return __real_unlink(at.c_str()); });
+  return changing_call("unlink", path, "", [](const std::string &at) { return __real_unlink(at.c_str()); });
 }
 
 int __wrap_remove(const char *path) {
-  return path_call("unlink", path, "", [](const std::string &at) { return __real_remove(at.c_str()); });
+  return changing_call("unlink", path, "", [](const std::string &at) { return __real_remove(at.c_str()); });
 }
 
 int __wrap_rename(const char *from, const char *to) {
-  return two_path_call("rename", from, to, [&] { return __real_rename(mapped(from).c_str(), mapped(to).c_str()); });
+  return two_path_call("rename", from, to, [&] {
+    sandbox::about_to_rename(mapped(from), mapped(to));
+    return __real_rename(mapped(from).c_str(), mapped(to).c_str());
+  });
 }
 
 int __wrap_link(const char *from, const char *to) {
-  return two_path_call("link", from, to, [&] { return __real_link(mapped(from).c_str(), mapped(to).c_str()); });
+  return two_path_call("link", from, to, [&] {
+    sandbox::about_to_change(mapped(to));
+    return __real_link(mapped(from).c_str(), mapped(to).c_str());
+  });
 }
 
 // The target is text and stays as it is.
 int __wrap_symlink(const char *target, const char *path) {
-  return two_path_call("symlink", target, path, [&] { return __real_symlink(target, mapped(path).c_str()); });
+  return two_path_call("symlink", target, path, [&] {
+    sandbox::about_to_change(mapped(path));
+    return __real_symlink(target, mapped(path).c_str());
+  });
 }
 
 int __wrap_mkdir(const char *path, mode_t mode) {
@@ -301,8 +316,8 @@ int __wrap_chmod(const char *path, mode_t mode) {
 }
 
 int __wrap_truncate(const char *path, off_t size) {
-  return path_call("truncate", path, ", " + std::to_string(size),
-                   [&](const std::string &at) { return __real_truncate(at.c_str(), size); });
+  return changing_call("truncate", path, ", " + std::to_string(size),
+                       [&](const std::string &at) { return __real_truncate(at.c_str(), size); });
 }
 
 ssize_t __wrap_readlink(const char *path, char *out, size_t size) {

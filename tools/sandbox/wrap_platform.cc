@@ -94,7 +94,7 @@ class PlatformCall {
  public:
   explicit PlatformCall(std::string name, std::string shown = "")
       : agent_(world().agent_calls()), name_(std::move(name)), shown_(std::move(shown)) {
-    fault_ = agent_ && world().faults.due(name_, shown_) != 0;
+    fault_ = agent_ && world().strike("platform", name_, shown_) != 0;
     world().trace.enter();
   }
   ~PlatformCall() {

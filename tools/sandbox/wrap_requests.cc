@@ -25,7 +25,7 @@ CURLcode __wrap_curl_easy_perform(CURL *handle) {
     return __real_curl_easy_perform(handle);
   }
   const std::string url = text_info(handle, CURLINFO_EFFECTIVE_URL);
-  const int fault = w.faults.due("request", url);
+  const int fault = w.strike("request", "request", url);
   if (fault != 0) {
     w.trace.line("request " + url + " fails as planned = " + std::to_string(fault));
     return static_cast<CURLcode>(fault);

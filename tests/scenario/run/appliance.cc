@@ -261,11 +261,18 @@ void place_file(const std::string &folder, const std::string &path, const Json &
 }
 
 Json look_up(const std::string &root, const Json &entry) {
+  return look_up_all(root, Json::array({entry}))[0];
+}
+
+Json look_up_all(const std::string &root, const Json &entries) {
   return Json::parse(in_child([&] {
     connect(root);
-    std::string text = answer(entry).dump();
+    Json answers = Json::array();
+    for (const Json &entry : entries) {
+      answers.push_back(answer(entry));
+    }
     conf_end();
-    return text;
+    return answers.dump();
   }));
 }
 

@@ -29,6 +29,9 @@ void place_file(const std::string &folder, const std::string &path, const Json &
 // an account's SSH keys, {"events": [...]} for the system event log.
 Json look_up(const std::string &root, const Json &entry);
 
+// The answers to a list of them, in order, at the price of one.
+Json look_up_all(const std::string &root, const Json &entries);
+
 // Whether a stored password belongs to the clear one.
 bool password_fits(const std::string &stored, const std::string &clear);
 

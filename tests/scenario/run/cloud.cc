@@ -20,7 +20,7 @@ constexpr const char *kNobody = "http://127.0.0.1:1";
 constexpr const char *kNoLeakCheck = "ASAN_OPTIONS=detect_leaks=0";
 
 // Not "events": in the expectations of a run these are the trace's, and the fabric's are "telemetry".
-constexpr std::array kExpectations = {"violations", "requests",  "requestOrder",   "status",    "blobs",
+constexpr std::array kExpectations = {"violations", "requests",  "requestOrder",   "status",     "blobs",
                                       "health",     "telemetry", "roleProperties", "goalStates", "metadata"};
 
 std::string read_port(const std::string &file) {
@@ -34,7 +34,8 @@ size_t collect(char *data, size_t size, size_t count, void *out) {
   return size * count;
 }
 
-std::string get(const std::string &url) {
+// With a body it is a POST.
+std::string request(const std::string &url, const std::string *sent) {
   std::string body;
   CURL *handle = curl_easy_init();
   curl_easy_setopt(handle, CURLOPT_URL, url.c_str());
@@ -42,9 +43,16 @@ std::string get(const std::string &url) {
   curl_easy_setopt(handle, CURLOPT_TIMEOUT, 10L);
   curl_easy_setopt(handle, CURLOPT_WRITEFUNCTION, collect);
   curl_easy_setopt(handle, CURLOPT_WRITEDATA, &body);
+  if (sent != nullptr) {
+    curl_easy_setopt(handle, CURLOPT_POSTFIELDS, sent->c_str());
+  }
   const CURLcode result = curl_easy_perform(handle);
   curl_easy_cleanup(handle);
   return result == CURLE_OK ? body : std::string("no answer: ") + curl_easy_strerror(result);
+}
+
+std::string get(const std::string &url) {
+  return request(url, nullptr);
 }
 
 }  // namespace
@@ -78,6 +86,10 @@ std::string Cloud::media() const {
 
 std::string Cloud::ask(const std::string &path) const {
   return get(proxy() + path);
+}
+
+std::string Cloud::tell(const std::string &path, const std::string &body) const {
+  return request(proxy() + path, &body);
 }
 
 std::string Cloud::verdict() {

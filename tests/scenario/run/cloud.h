@@ -26,6 +26,8 @@ class Cloud {
 
   // The body of its answer to a control request.
   std::string ask(const std::string &path) const;
+  // The same for one that changes something.
+  std::string tell(const std::string &path, const std::string &body) const;
 
   // Ends the fabric. Empty when it is content, else what it says.
   std::string verdict();

@@ -1,15 +1,14 @@
 #include "tests/scenario/run/day.h"
 
-#include <algorithm>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
 
-#include "platform/records.h"
 #include "tests/scenario/run/cloud.h"
 #include "tests/scenario/run/process.h"
+#include "tests/scenario/run/tables.h"
 
 namespace scenario {
 namespace {
@@ -27,54 +26,6 @@ constexpr double kEnd = 0.6;
 std::string contents(const std::string &file) {
   std::ifstream stream(file, std::ios::binary);
   return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
-}
-
-// ---- tables ------------------------------------------------------------------------------------------------------
-
-void collect_passwords(const Json &value, std::vector<std::string> &out) {
-  for (const auto &[key, member] : value.items()) {
-    if ((key == "password" || key == "userPassword") && member.is_string()) {
-      out.push_back(member.get<std::string>());
-    }
-    if (member.is_structured()) {
-      collect_passwords(member, out);
-    }
-  }
-}
-
-// Every stored form has a salt of its own.
-std::string password_in_words(const std::string &stored, const std::vector<std::string> &known) {
-  const auto found =
-      std::find_if(known.begin(), known.end(), [&](const std::string &clear) { return password_fits(stored, clear); });
-  return found != known.end() ? "that of " + *found : stored.empty() ? "none" : "one that the scenario does not know";
-}
-
-// The fabric makes its keys anew in every play.
-Json keys_in_words(Json answer, const std::string &scenario) {
-  for (Json &key : answer["keys"]) {
-    const auto text = key["text"].get<std::string>();
-    key["text"] = scenario.find(text) != std::string::npos ? text : "a key that the fabric made";
-  }
-  return answer;
-}
-
-Json tables_of(const std::string &root, const Json &scenario) {
-  std::vector<std::string> known;
-  collect_passwords(scenario.value("fabric", Json::object()), known);
-  Json out = {{"events", look_up(root, {{"events", Json::array()}})}};
-  for (const uint32_t table : {NCFG_TABLE_SYSTEM_SETTINGS, NCFG_TABLE_ACCESS_PROFILES, NCFG_TABLE_WIDGETS,
-                               NCFG_TABLE_ACCOUNTS, NCFG_TABLE_INTERFACES, NCFG_TABLE_EVENT_HUB}) {
-    out[std::to_string(table)] = look_up(root, {{"table", table}});
-  }
-  for (Json &account : out[std::to_string(NCFG_TABLE_ACCOUNTS)]["records"]) {
-    const auto name = account.at("name").get<std::string>();
-    account["password"] = password_in_words(account.at("password"), known);
-    for (const uint32_t child : {NCFG_TABLE_ACCOUNT_DASHBOARD, NCFG_TABLE_GUI_DASHBOARD}) {
-      account[std::to_string(child)] = look_up(root, {{"table", child}, {"parent", name}});
-    }
-    account["ssh_keys"] = keys_in_words(look_up(root, {{"ssh_keys_of", name}}), scenario.dump());
-  }
-  return out;
 }
 
 // ---- the play ------------------------------------------------------------------------------------------------------
@@ -101,7 +52,7 @@ class Day {
     run(begin, static_cast<double>(end()), 0);
     Outcome outcome;
     outcome.documents = Json::parse(cloud_.ask("/_fabric/status"));
-    outcome.tables = tables_of(root(), scenario_);
+    outcome.tables = tables_in_words(root(), scenario_);
     outcome.plugin_status = contents(root() + "/data/etc/.plugin_status");
     outcome.report = report_ + cloud_.verdict();
     return outcome;

@@ -1,0 +1,38 @@
+// The sites: every call of the agent's that can be made to fail, in classes, each class counted from 1.
+//   memory    malloc, calloc and realloc in the agent's own code (the libraries' allocations are not counted)
+//   file      the calls that take a path
+//   bytes     read, write and fstat on the files that the agent opened
+//   system    the other calls into the operating system
+//   platform  the calls into the platform
+//   request   the transfers
+//   database  what SQLite does to the files of the configuration database, on the agent's behalf
+// With a file, each is a line "CLASS NUMBER CALL(SUBJECT)", and at the end come remarks: "open PATH" for each file that
+// the agent left open, and "end STATUS". The numbers are those by which faults.h names a call of a class. Blocks for as
+// long as the disk does; a line that cannot be written is lost.
+#ifndef KELVANE_TOOLS_SANDBOX_SITES_H
+#define KELVANE_TOOLS_SANDBOX_SITES_H
+
+#include <cstdio>
+#include <map>
+#include <string>
+
+namespace sandbox {
+
+class Sites {
+ public:
+  ~Sites();
+
+  // "" for no file. False when it cannot be made.
+  bool open(const std::string &file);
+
+  void note(const std::string &call_class, const std::string &call, const std::string &subject);
+  void remark(const std::string &what, const std::string &text);
+
+ private:
+  std::FILE *stream_ = nullptr;
+  std::map<std::string, size_t> counts_;
+};
+
+}  // namespace sandbox
+
+#endif

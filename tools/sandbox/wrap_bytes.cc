@@ -1,0 +1,88 @@
+// The wrapped calls on the files that the agent opened. They stand in no trace unless they fail as planned.
+#include <fcntl.h>
+#include <features.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "tools/sandbox/durability.h"
+#include "tools/sandbox/errno_names.h"
+#include "tools/sandbox/open_files.h"
+#include "tools/sandbox/text_forms.h"
+#include "tools/sandbox/world.h"
+
+extern "C" {
+ssize_t __real_read(int descriptor, void *bytes, size_t size);
+ssize_t __real_write(int descriptor, const void *bytes, size_t size);
+int __real_fsync(int descriptor);
+#if __GLIBC_PREREQ(2, 33)
+int __real_fstat(int descriptor, struct stat *out);
+#endif
+}
+
+namespace {
+
+using sandbox::world;
+
+// The agent's path for the descriptor when the call is one to count, else null.
+const std::string *path_of(int descriptor) {
+  const auto &open = sandbox::open_descriptors();
+  const auto found = world().agent_calls() ? open.find(descriptor) : open.end();
+  return found != open.end() ? &found->second : nullptr;
+}
+
+// An errno, kShort, or 0.
+int fault_of(const char *call, const std::string &path) {
+  const int fault = world().strike("bytes", call, path);
+  if (fault != 0) {
+    world().trace.line(std::string("system ") + call + "(" + sandbox::quoted(path.c_str()) +
+                       ") fails as planned = " + (fault == sandbox::kShort ? "short" : sandbox::errno_name(fault)));
+  }
+  return fault;
+}
+
+template <typename Call>
+ssize_t transfer(const char *name, int descriptor, size_t size, Call &&call) {
+  const std::string *path = path_of(descriptor);
+  const int fault = path != nullptr ? fault_of(name, *path) : 0;
+  if (fault > 0) {
+    errno = fault;
+    return -1;
+  }
+  return call(fault == sandbox::kShort ? (size + 1) / 2 : size);
+}
+
+}  // namespace
+
+extern "C" {
+
+ssize_t __wrap_read(int descriptor, void *bytes, size_t size) {
+  return transfer("read", descriptor, size, [&](size_t most) { return __real_read(descriptor, bytes, most); });
+}
+
+ssize_t __wrap_write(int descriptor, const void *bytes, size_t size) {
+  return transfer("write", descriptor, size, [&](size_t most) { return __real_write(descriptor, bytes, most); });
+}
+
+int __wrap_fsync(int descriptor) {
+  const int result = __real_fsync(descriptor);
+  if (result == 0 && world().active) {
+    sandbox::made_durable(descriptor);
+  }
+  return result;
+}
+
+#if __GLIBC_PREREQ(2, 33)
+int __wrap_fstat(int descriptor, struct stat *out) {
+  const std::string *path = path_of(descriptor);
+  const int fault = path != nullptr ? fault_of("fstat", *path) : 0;
+  if (fault > 0) {
+    errno = fault;
+    return -1;
+  }
+  return __real_fstat(descriptor, out);
+}
+#endif
+
+}  // extern "C"
