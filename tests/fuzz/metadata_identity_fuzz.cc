@@ -1,7 +1,5 @@
 // The metadata service's identity and agent-versions documents: what the record holds stands in the document's text as
 // it is kept, which is JSON, and a document that is none leaves the record as it was.
-#include <json-c/json.h>
-
 #include <cstring>
 
 #include "protocol/metadata/metadata_state.h"

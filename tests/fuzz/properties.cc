@@ -1,6 +1,5 @@
 #include "tests/fuzz/properties.h"
 
-#include <json-c/json.h>
 #include <openssl/evp.h>
 
 #include <cstdio>
@@ -8,6 +7,7 @@
 #include <sstream>
 #include <vector>
 
+#include "core/base/json_owners.h"
 #include "core/base/utf8.h"
 
 namespace fuzz {
