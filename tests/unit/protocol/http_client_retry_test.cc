@@ -398,6 +398,15 @@ TEST_F(RetryTest, ListsThatCannotBeMadeAreNone) {
   }
 }
 
+TEST_F(RetryTest, TheCertificateDoesNotGoWithoutTheLinesInFrontOfIt) {
+  ASSERT_EQ(kelvane::TransportCertMake(), 0);
+  for (int nth = 1; nth <= 3; nth++) {
+    spies::spies().refuse_list_append = nth;
+    EXPECT_EQ(CurlListOwner(kelvane::wire_certificates_headers()).get(), nullptr) << nth;
+  }
+  kelvane::TransportCertCleanup();
+}
+
 TEST_F(RetryTest, TheDateHeaderIsTheTimeInUtc) {
   setenv("TZ", "Asia/Tokyo", 1);
   tzset();

@@ -2,7 +2,9 @@
 // taken.
 #include "protocol/metadata/metadata_certificates.h"
 
+#include <fcntl.h>
 #include <openssl/err.h>
+#include <unistd.h>
 
 #include "credentials/cert_store.h"
 #include "credentials/ssh_pub_key.h"
@@ -186,6 +188,26 @@ TEST_F(MetadataCertificatesTest, ContentThatIsNoContainerIsTold) {
   EXPECT_EQ(recording::messages(), Lines{});
 }
 
+// Whoever ends the agent does it with a signal, after which no buffer is written out.
+TEST_F(MetadataCertificatesTest, WhatIsToldDoesNotWaitInABuffer) {
+  const std::string path = folder_.file("output");
+  const kelvane::JsonOwner document = parsed(wrapped("no container", tenant::recipient(folder_)));
+  fflush(stdout);
+  const int output = dup(STDOUT_FILENO);
+  const int file = open(path.c_str(), O_CREAT | O_WRONLY | O_CLOEXEC, 0600);
+  ASSERT_GE(output, 0);
+  ASSERT_GE(file, 0);
+  dup2(file, STDOUT_FILENO);
+  kelvane::processJSONCertificate(document.get());
+  const std::string printed = support::read_file(path);
+  fflush(stdout);
+  dup2(output, STDOUT_FILENO);
+  close(output);
+  close(file);
+  EXPECT_EQ(first_line(printed), "PKCS12 failed\n");
+  EXPECT_TRUE(is_error_queue(printed.substr(first_line(printed).size()))) << printed;
+}
+
 TEST_F(MetadataCertificatesTest, EveryFailureKeepsTheStore) {
   const std::string container = good();
   processed(container);
@@ -226,17 +248,19 @@ TEST_F(MetadataCertificatesTest, BlanksAndLineEndsInTheTextDoNoHarm) {
 // ---- the list ----
 
 TEST_F(MetadataCertificatesTest, EachCertificateIsFetchedWithTheTransportCertificate) {
-  serve(kCertificatesUrl, list_of({"http://certificates.test/1", "http://certificates.test/2"}));
+  serve(kCertificatesUrl,
+        list_of({"http://certificates.test/1", "http://certificates.test/2", "http://certificates.test/3"}));
   serve("http://certificates.test/1", "{}");
-  serve("http://certificates.test/2", good());
+  serve("http://certificates.test/3", good());
   EXPECT_EQ(protocol_->get_certs(protocol_), 0);
   EXPECT_TRUE(stored());
   ASSERT_EQ(peer_->request_lines(), (Lines{std::string("GET ") + kCertificatesUrl, "GET http://certificates.test/1",
-                                           "GET http://certificates.test/2"}));
+                                           "GET http://certificates.test/2", "GET http://certificates.test/3"}));
   EXPECT_EQ(peer_->requests()[0].own_headers(), Lines{});
   const std::string header = std::string("x-ms-vmagent-public-x509-cert: ") + tenant::transport().encoded_certificate;
   EXPECT_EQ(peer_->requests()[1].own_headers(), Lines{header});
   EXPECT_EQ(peer_->requests()[2].own_headers(), Lines{header});
+  EXPECT_EQ(peer_->requests()[3].own_headers(), Lines{header});
   EXPECT_EQ(spies::spies().freed_lists.size(), 1u) << "one list for all";
 }
 

@@ -34,6 +34,17 @@ TEST_F(MetadataDumpTest, BeforeAnythingWasFetchedThereAreTheUrlsOnly) {
   EXPECT_EQ(recording::messages().size(), 8u);
 }
 
+TEST_F(MetadataDumpTest, AnEtagWithoutACharacterIsShown) {
+  peer_->handler([](const support::PeerRequest &) {
+    return support::PeerAnswer{"HTTP/1.1 200 OK\r\nETag:\r\nContent-Length: 3\r\n\r\n[7]"};
+  });
+  char *tag = nullptr;
+  kelvane::ExtHandlerList list = {};
+  protocol_->get_ext_handlers(protocol_, nullptr, &tag, &list);
+  free(tag);
+  EXPECT_EQ(dumped(), std::string("                Etag: \n") + kUrls + "Extension Config:\n[\n  7\n]\n");
+}
+
 TEST_F(MetadataDumpTest, AfterwardsTheEtagAndTheLastDocumentsToo) {
   serve(kIdentityUrl, R"({"subscriptionId":"s","vmName":"v","other":[1,{"x":2}]})");
   serve(kAgentVersionsUrl, R"({"versions":"1"})", {"ETag: \"one\""});

@@ -255,6 +255,13 @@ TEST_F(MetadataHandlersTest, AtMostFiveUrisAreTaken) {
   EXPECT_EQ(seven.uri_count, 5);
   EXPECT_STREQ(seven.uris[0], "1");
   EXPECT_STREQ(seven.uris[4], "5");
+  std::string uris;
+  for (int32_t count = 1; count <= 5; count++) {
+    uris += (uris.empty() ? "" : ",") + ("{\"uri\":\"" + std::to_string(count) + "\"}");
+    const ExtHandler &made = handler("\"versionUris\":[" + uris + "]");
+    EXPECT_EQ(made.uri_count, count);
+    EXPECT_EQ(shown(made.uris[count - 1]), std::to_string(count));
+  }
 }
 
 TEST_F(MetadataHandlersTest, AnUriThatIsMissingLeavesItsPlaceEmpty) {

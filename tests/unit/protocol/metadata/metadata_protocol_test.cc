@@ -258,6 +258,32 @@ TEST_F(MetadataProtocolTest, WithoutExtensionsTheListAndWhatIsKeptStay) {
   EXPECT_EQ(other.count, 5);
 }
 
+TEST_F(MetadataProtocolTest, TheEtagOfExtensionsThatAreNoneIsGivenAllTheSame) {
+  serve(kExtensionsUrl, "no json", {"ETag: \"6\""});
+  set(&tag_, "\"5\"");
+  EXPECT_EQ(protocol_->get_ext_handlers(protocol_, nullptr, &tag_, &list_), 0);
+  EXPECT_STREQ(tag_, "\"6\"") << "the caller sees what the server said";
+  EXPECT_EQ(etag(), "(absent)");
+  EXPECT_FALSE(metadata_state()->extensions.present());
+  EXPECT_EQ(list_.handlers, nullptr);
+}
+
+TEST_F(MetadataProtocolTest, APreviousEtagKeepsNothingFromBeingConverted) {
+  serve(kExtensionsUrl, R"([{"name":"a"}])", {"ETag: \"5\""});
+  protocol_->get_ext_handlers(protocol_, nullptr, &tag_, &list_);
+  for (const char *previous : {"\"5\"", "\"4\"", "\"6\"", ""}) {
+    serve(kExtensionsUrl, R"([{"name":"b"},{"name":"c"}])", {"ETag: \"5\""});
+    list_ = {};
+    EXPECT_EQ(protocol_->get_ext_handlers(protocol_, previous, &tag_, &list_), 0);
+    ASSERT_EQ(list_.count, 2) << previous;
+    EXPECT_STREQ(list_.handlers[0].name, "b");
+    serve(kExtensionsUrl, R"([{"name":"a"}])", {"ETag: \"5\""});
+    protocol_->get_ext_handlers(protocol_, previous, &tag_, &list_);
+    ASSERT_EQ(list_.count, 1) << previous;
+    EXPECT_STREQ(list_.handlers[0].name, "a");
+  }
+}
+
 TEST_F(MetadataProtocolTest, AnUnreachableServiceTakesTwoMinutesAPass) {
   end_attempts(std::vector<int>(12, 7));
   EXPECT_EQ(protocol_->get_ext_handlers(protocol_, nullptr, &tag_, &list_), 0);
@@ -276,6 +302,35 @@ TEST_F(MetadataProtocolTest, AnEmptyEtagIsOne) {
 }
 
 // ---- the rest ----
+
+// Certificate downloads aside, whose test stands with the certificates.
+TEST_F(MetadataProtocolTest, NothingButTheExtensionsIsAskedForWithTheTransportCertificate) {
+  ASSERT_EQ(kelvane::TransportCertMake(), 0);
+  serve(kIdentityUrl, "{}");
+  serve(kCertificatesUrl, "{}");
+  serve(kAgentVersionsUrl, "{}");
+  serve(kExtensionsUrl, "[]");
+  protocol_->detect(protocol_);
+  manifests(nullptr);
+  protocol_->get_ext_handlers(protocol_, nullptr, &tag_, &list_);
+  const kelvane::ProvisionStatus provision = {};
+  const kelvane::VMStatus machine = {};
+  const kelvane::ExtStatus extension = {};
+  const kelvane::TelemetryRecord event = {};
+  char name[128] = "e";
+  protocol_->report_provision_status(protocol_, &provision);
+  protocol_->report_vm_status(protocol_, &machine);
+  protocol_->report_ext_status(protocol_, "h", name, &extension);
+  protocol_->report_event(protocol_, 1, &event);
+  Lines with_it;
+  for (const support::PeerRequest &request : peer_->requests()) {
+    if (!request.header("x-ms-vmagent-public-x509-cert").empty()) {
+      with_it.push_back(request.target);
+    }
+  }
+  EXPECT_EQ(peer_->requests().size(), 10u);
+  EXPECT_EQ(with_it, Lines{kExtensionsUrl});
+}
 
 TEST_F(MetadataProtocolTest, TheEmptySlotsDoNothing) {
   recording::set_debug_level(8);
