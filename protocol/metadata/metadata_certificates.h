@@ -1,7 +1,8 @@
 // The certificates of the metadata service: a list of URLs, behind each a CMS message in JSON, which is decrypted with
 // the transport key into the certificate store and the SSH public key store. Used by the metadata protocol only, on the
 // main thread; blocks for as long as the requests take. A certificate that cannot be taken is told on standard output
-// and skipped; it fails nothing. The decrypted bytes are wiped where they are decrypted.
+// (a message that cannot be read in the log, too) and skipped; it fails nothing. The decrypted bytes are wiped where
+// they are decrypted.
 #ifndef KELVANE_PROTOCOL_METADATA_METADATA_CERTIFICATES_H
 #define KELVANE_PROTOCOL_METADATA_METADATA_CERTIFICATES_H
 
