@@ -1,6 +1,7 @@
 // The upload of the status: which kind of blob, what is sent, what is kept, and the report of the blob's type.
 #include "protocol/wire/status_upload.h"
 
+#include <curl/curl.h>
 #include <mxml.h>
 #include <cstdlib>
 #include <string>
@@ -18,6 +19,8 @@ using support::PeerAnswer;
 namespace {
 
 constexpr int64_t kNow = 1767323045;  // 2026-01-02T03:04:05Z
+// From 7.76.0 libcurl hands on the headers of an answer that CURLOPT_FAILONERROR turns down.
+constexpr unsigned int kCurlTellsHeadersOfErrors = 0x074c00;
 constexpr const char kHead[] = "HEAD http://storage.test/c/status?sv=1";
 constexpr const char kPut[] = "PUT http://storage.test/c/status?sv=1";
 constexpr const char kPage[] = "PUT http://storage.test/c/status?sv=1&comp=page";
@@ -133,6 +136,9 @@ TEST_F(StatusUpload, AHeadThatFailsYieldsNoType) {
 
 // The answer of an attempt that failed is one that a HEAD has seen: what a later one lacks does not undo it.
 TEST_F(StatusUpload, ATypeThatAFailedAttemptToldCountsWhenTheNextSucceedsWithoutOne) {
+  if (curl_version_info(CURLVERSION_NOW)->version_num < kCurlTellsHeadersOfErrors) {
+    GTEST_SKIP() << "this libcurl ends an attempt at its status, before the headers of the answer";
+  }
   int heads = 0;
   peer_->handler([&heads](const support::PeerRequest &request) {
     if (request.method != "HEAD") {
