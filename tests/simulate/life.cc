@@ -1,8 +1,10 @@
 #include "tests/simulate/life.h"
 
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 
@@ -19,6 +21,7 @@ namespace {
 constexpr unsigned kLongestLife = 900;
 
 [[noreturn]] void live() {
+  prctl(PR_SET_PDEATHSIG, SIGKILL);  // whoever ends the program ends this, too
   alarm(kLongestLife);
   invariants_begin_life();
   agent_main();

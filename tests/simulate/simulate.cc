@@ -1,10 +1,11 @@
 // kelvane-simulate: plays seeds, says what became of them.
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <cinttypes>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -140,7 +141,13 @@ int play_share(uint64_t share, const Options &options) {
 int play_all(const Options &options) {
   for (uint64_t share = 0; share < options.jobs; share++) {
     std::fflush(nullptr);
-    if (fork() == 0) {
+    const pid_t child = fork();
+    if (child < 0) {
+      std::perror("fork");
+      return 1;
+    }
+    if (child == 0) {
+      prctl(PR_SET_PDEATHSIG, SIGKILL);
       _exit(play_share(share, options));
     }
   }

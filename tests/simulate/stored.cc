@@ -24,7 +24,8 @@ void same(const std::string &what, const Json &is, const Json &should) {
 Json parse(const char *what, std::string_view bytes) {
   Json parsed = Json::parse(bytes, nullptr, false);
   if (parsed.is_discarded()) {
-    broken("the %s is no JSON: %.200s", what, std::string(bytes).c_str());
+    const std::string_view end = bytes.substr(bytes.size() - std::min<size_t>(bytes.size(), 200));
+    broken("the %s of %zu bytes is no JSON: ...%s", what, bytes.size(), std::string(end).c_str());
   }
   return parsed;
 }
@@ -105,7 +106,7 @@ std::string text_of(const std::string &put) {
   constexpr size_t kPage = 512;
   const size_t length = std::min(put.find('\0'), put.size());
   std::string text = put.substr(0, length);
-  if (length < put.size() && length % kPage == kPage - 1 && put.size() == length + 1) {
+  if (length + 1 == put.size() && put.size() % kPage == 0 && text.back() != '}') {
     text += '}';
   }
   return text;
