@@ -11,11 +11,14 @@ constexpr int32_t kSelected = 1;
 
 int32_t gsPublicKeys = 0;
 
-void take_text(mxml_node_t *document, const char *name, Text *out) {
+// -1 when the document has the text and there was no memory for it.
+int32_t take_text(mxml_node_t *document, const char *name, Text *out) {
   Text text = xml_find_text(document, name);
-  if (text.present()) {
-    *out = static_cast<Text &&>(text);
+  if (!text.present()) {
+    return xml_has_text(document, name) ? -1 : 0;
   }
+  *out = static_cast<Text &&>(text);
+  return 0;
 }
 
 // A fingerprint alone names a certificate that came with the goal state; its key is in the store already.
@@ -42,11 +45,13 @@ void take_public_keys(mxml_node_t *document) {
 
 }  // namespace
 
-void ProvisionAgent_ParseOvfEnv(mxml_node_t *document, Text *host_name, Text *user_name, Text *password) {
-  take_text(document, "HostName", host_name);
-  take_text(document, "UserName", user_name);
-  take_text(document, "UserPassword", password);
+int32_t ProvisionAgent_ParseOvfEnv(mxml_node_t *document, Text *host_name, Text *user_name, Text *password) {
+  if (take_text(document, "HostName", host_name) != 0 || take_text(document, "UserName", user_name) != 0 ||
+      take_text(document, "UserPassword", password) != 0) {
+    return -1;
+  }
   take_public_keys(document);
+  return 0;
 }
 
 int32_t __hasSSHPubKeys() {

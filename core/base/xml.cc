@@ -30,13 +30,28 @@ bool xml_is_text(mxml_node_t *node) {
   return node != nullptr && mxmlGetType(node) == MXML_TEXT;
 }
 
-Text GetNodeTextData(mxml_node_t *first) {
+namespace {
+
+size_t text_length(mxml_node_t *first) {
   size_t total = 0;
   for (mxml_node_t *node = first; xml_is_text(node); node = mxmlGetNextSibling(node)) {
     int whitespace = 0;
     const char *word = mxmlGetText(node, &whitespace);
     total += (whitespace != 0 ? 1 : 0) + strlen(text_or(word, ""));
   }
+  return total;
+}
+
+// Null when there is no such element, or nothing in it.
+mxml_node_t *first_child_of(mxml_node_t *top, const char *name) {
+  mxml_node_t *element = xml_find(top, name);
+  return element != nullptr ? mxmlGetFirstChild(element) : nullptr;
+}
+
+}  // namespace
+
+Text GetNodeTextData(mxml_node_t *first) {
+  const size_t total = text_length(first);
   char *joined = total != 0 ? static_cast<char *>(malloc(total + 1)) : nullptr;
   if (joined == nullptr) {
     return Text();
@@ -59,8 +74,11 @@ mxml_node_t *xml_find(mxml_node_t *top, const char *name) {
 }
 
 Text xml_find_text(mxml_node_t *top, const char *name) {
-  mxml_node_t *element = xml_find(top, name);
-  return GetNodeTextData(element != nullptr ? mxmlGetFirstChild(element) : nullptr);
+  return GetNodeTextData(first_child_of(top, name));
+}
+
+bool xml_has_text(mxml_node_t *top, const char *name) {
+  return text_length(first_child_of(top, name)) != 0;
 }
 
 }  // namespace kelvane

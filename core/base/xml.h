@@ -33,6 +33,9 @@ mxml_node_t *xml_find(mxml_node_t *top, const char *name);
 // else absent.
 Text xml_find_text(mxml_node_t *top, const char *name);
 
+// Whether xml_find_text has a text to give: what it leaves absent all the same, it had no memory for.
+bool xml_has_text(mxml_node_t *top, const char *name);
+
 // Whether a node is a text node.
 bool xml_is_text(mxml_node_t *node);
 

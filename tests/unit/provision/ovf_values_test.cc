@@ -4,6 +4,7 @@
 
 #include "core/base/xml.h"
 #include "tests/support/recording_fixture.h"
+#include "tests/unit/provision/refused_memory.h"
 
 namespace {
 
@@ -38,7 +39,7 @@ class OvfValues : public RecordingTest {
   void parse(const std::string &document) {
     const kelvane::XmlOwner tree(mxmlLoadString(nullptr, document.c_str(), MXML_NO_CALLBACK));
     ASSERT_NE(tree.get(), nullptr);
-    kelvane::ProvisionAgent_ParseOvfEnv(tree.get(), &host_name_, &user_name_, &password_);
+    result_ = kelvane::ProvisionAgent_ParseOvfEnv(tree.get(), &host_name_, &user_name_, &password_);
   }
   static std::string shown(const Text &text) { return kelvane::text_or(text.get(), "(none)"); }
   Lines values() const { return {shown(host_name_), shown(user_name_), shown(password_)}; }
@@ -46,6 +47,7 @@ class OvfValues : public RecordingTest {
   Text host_name_;
   Text user_name_;
   Text password_;
+  int32_t result_ = 1;
 };
 
 TEST_F(OvfValues, AreTakenFromACloudsDocument) {
@@ -53,6 +55,27 @@ TEST_F(OvfValues, AreTakenFromACloudsDocument) {
   EXPECT_EQ(values(), (Lines{"gate-7", "operator", "p&ss<w0rd>"}));
   EXPECT_EQ(recording::trace(), (Lines{"SSHPubKeyAdd(\"ssh-rsa AAAA one\", \"AB01\", 1)", "SSHPubKeyFlag(\"AB02\")",
                                        "SSHPubKeyAdd(\"ssh-rsa BBBB two\", null, 1)"}));
+}
+
+// A text of N letters takes N + 1 bytes.
+TEST_F(OvfValues, ATextThatThereIsNoMemoryForIsNotTakenForMissing) {
+  const std::string document = "<E><HostName>" + std::string(1200, 'h') + "</HostName><UserName>" +
+                               std::string(1300, 'u') + "</UserName><UserPassword>" + std::string(1400, 'p') +
+                               "</UserPassword><PublicKeys><PublicKey><Value>k</Value></PublicKey></PublicKeys></E>";
+  for (const size_t size : {size_t{1201}, size_t{1301}, size_t{1401}}) {
+    const refused_memory::Refusal refusal(size);
+    parse(document);
+    EXPECT_EQ(result_, -1) << size;
+  }
+  EXPECT_EQ(recording::trace(), Lines());
+  parse(document);
+  EXPECT_EQ(result_, 0);
+}
+
+TEST_F(OvfValues, AnElementWithoutATextIsMissing) {
+  parse("<E><HostName/><UserName></UserName><UserPassword><b/></UserPassword></E>");
+  EXPECT_EQ(result_, 0);
+  EXPECT_EQ(values(), (Lines{"(none)", "(none)", "(none)"}));
 }
 
 TEST_F(OvfValues, EachElementMayBeMissing) {

@@ -12,6 +12,7 @@
 #include "tests/support/recording_fixture.h"
 #include "tests/support/recording_state.h"
 #include "tests/support/watched_memory.h"
+#include "tests/unit/provision/refused_memory.h"
 
 namespace {
 
@@ -59,6 +60,18 @@ class ProvisionAgent : public RecordingTest {
   FakeOs os_;
   Protocol table_ = {};
 };
+
+// Without the marker the next start does it all again.
+TEST_F(ProvisionAgent, WithoutMemoryForTheDocumentNothingIsDoneAndNothingMarked) {
+  recording::set_debug_level(1);
+  const std::string document = "<E><HostName>gate-7</HostName><UserName>" + std::string(1300, 'u') + "</UserName></E>";
+  const refused_memory::Refusal refusal(1301);
+  run(document.c_str());
+  EXPECT_EQ(recording::messages(), Lines{"[kelvane]: no memory for the provisioning document\n"});
+  EXPECT_EQ(reports(), (Lines{kNotReady, kReady}));
+  EXPECT_EQ(recording::calls_of("cmf_query_table_append"), Lines());
+  EXPECT_FALSE(os_.exists("/data/etc/.provisioned"));
+}
 
 TEST_F(ProvisionAgent, ProvisionsInThisOrder) {
   recording::set_debug_level(6);
