@@ -38,7 +38,8 @@ void TelemetryInit() {
   if (sysinfo(&system) == 0) {
     gsContext.ram_mebibytes = (uint64_t{system.totalram} * system.mem_unit) >> 20;
   }
-  gsContext.processors = static_cast<int32_t>(sysconf(_SC_NPROCESSORS_ONLN));
+  const long processors = sysconf(_SC_NPROCESSORS_ONLN);
+  gsContext.processors = processors > 0 ? static_cast<int32_t>(processors) : 0;
 }
 
 void TelemetrySetTenantName(const char *text) {
