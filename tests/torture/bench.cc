@@ -1,0 +1,167 @@
+#include "tests/torture/bench.h"
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+
+#include "tests/scenario/run/process.h"
+#include "tests/torture/prescribed.h"
+#include "tools/fabric/made_texts.h"
+
+namespace torture {
+namespace {
+
+namespace files = std::filesystem;
+
+constexpr int64_t kStartTime = 1700000000;
+constexpr int64_t kPass = 25;       // seconds between two passes
+constexpr int64_t kRest = 500;      // from the start of the struck run to that of the quiet one
+constexpr int kLimitSeconds = 180;  // of the machine's: a request that is never answered, on a machine that is busy
+constexpr char kStruck[] = "struck", kQuiet[] = "quiet";
+
+std::string contents(const std::string &file) {
+  std::ifstream stream(file, std::ios::binary);
+  return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+}
+
+bool has(const std::string &text, const char *part) {
+  return text.find(part) != std::string::npos;
+}
+
+}  // namespace
+
+Bench::Bench(const Programs &programs, const std::string &protocol, const std::string &folder)
+    : programs_(programs), protocol_(protocol), folder_(folder) {
+  files::remove_all(folder_);
+  files::create_directories(folder_ + "/template");
+  const Json written = Json::parse(contents(programs_.scenarios + "/" + protocol_ + ".json"), nullptr, true, true);
+  scenario_ = kelvane::fabric::with_made_texts(written);
+  first_pass_ = scenario_.at("torture").at("first_pass").get<int64_t>();
+  std::ofstream(folder_ + "/fabric.json") << Json({{"fabric", scenario_["fabric"]}}).dump();
+  cloud_ = scenario::Cloud(programs_.fabric, folder_ + "/fabric.json", folder_ + "/fabric");
+  scenario::make_appliance(folder_ + "/template", scenario_["appliance"]);
+  make_ready();
+  if (struck_run("") != 0 || quiet_run() != 0) {
+    throw std::runtime_error("the undisturbed run fails; see " + folder_);
+  }
+  const std::string trouble = check_trouble(kStruck) + check_trouble(kQuiet) + violations(cloud_);
+  if (!trouble.empty()) {
+    throw std::runtime_error("the undisturbed run:\n" + trouble);
+  }
+  sites_ = read_sites(folder_ + "/struck.sites");
+  expected_ = outcome_of(root(), scenario_, cloud_);
+}
+
+void Bench::make_ready() {
+  files::remove_all(root());
+  files::copy(folder_ + "/template", root(), files::copy_options::recursive | files::copy_options::copy_symlinks);
+  cloud_.tell("/_fabric/reset", "{}");
+}
+
+// The next goal state comes between the second and the third pass.
+int Bench::run(const std::string &name, int64_t begin, int64_t length, const std::string &fault) const {
+  const std::string base = folder_ + "/" + name;
+  const double advance = static_cast<double>(first_pass_ + kPass) + 10.3;
+  std::vector<std::string> command = {programs_.sandbox, "--trace-times"};
+  const auto add = [&](const char *option, const std::string &value) {
+    command.insert(command.end(), {option, value});
+  };
+  add("--root", root());
+  add("--trace", base + ".trace");
+  add("--log", base + ".log");
+  add("--sites", base + ".sites");
+  add("--proxy", cloud_.proxy());
+  add("--media", cloud_.media());
+  add("--clock", "virtual");
+  add("--start-time", std::to_string(kStartTime + begin));
+  add("--stop-after", std::to_string(length));
+  if (name == kStruck) {
+    std::ofstream(base + ".script") << Json::array({{{"at", advance}, {"url", "/_fabric/advance"}}}).dump();
+    add("--script", base + ".script");
+  }
+  if (!fault.empty()) {
+    add("--fault", fault);
+  }
+  scenario::Process agent(command, base + ".out", base + ".err");
+  return agent.wait(kLimitSeconds);
+}
+
+int Bench::struck_run(const std::string &fault) const {
+  return run(kStruck, 0, first_pass_ + 2 * kPass + 2, fault);
+}
+
+int Bench::quiet_run() const {
+  cloud_.tell("/_fabric/advance", "{}");
+  return run(kQuiet, kRest, first_pass_ + kPass + 12, "");
+}
+
+std::string Bench::check_trouble(const std::string &name) const {
+  std::string report;
+  const std::string base = folder_ + "/" + name, errors = contents(base + ".err"), log = contents(base + ".log");
+  if (has(errors, "Sanitizer") || has(errors, "runtime error") || has(errors, "kelvane-sandbox:")) {
+    report += "  the " + name + " run says:\n" + errors.substr(0, 6000) + "\n";
+  }
+  if (has(log, "is damaged")) {
+    report += "  the " + name + " run finds the configuration database damaged\n";
+  }
+  std::ifstream sites(base + ".sites");
+  for (std::string line; std::getline(sites, line);) {
+    if (line.rfind("open ", 0) == 0) {
+      report += "  the " + name + " run leaves a file open: " + line.substr(5) + "\n";
+    }
+  }
+  return report;
+}
+
+std::string Bench::check_struck(const Strike &strike, int status) const {
+  const int expected = strike.kills() ? 128 + SIGKILL : 0;
+  std::string report = check_trouble(kStruck);
+  if (status == -1) {
+    report += "  the struck run does not end\n";
+  } else if (status != expected && prescribed_exit(strike, status) == nullptr) {
+    report += "  the struck run ends with " + std::to_string(status) + ", expected " + std::to_string(expected) + "\n";
+  }
+  return report;
+}
+
+// Provisioning is repeated whole when there is no marker, and never when there is one.
+std::string Bench::check_quiet(int status, bool was_marked) const {
+  std::string report = check_trouble(kQuiet);
+  if (status != 0) {
+    report += "  the quiet run ends with " + std::to_string(status) + "\n";
+  }
+  const std::string trace = contents(folder_ + "/quiet.trace");
+  const bool provisions = has(trace, "comp=health") || has(trace, "provisioningStatus");
+  if (provisions == was_marked) {
+    report += was_marked ? "  the quiet run provisions once more\n" : "  the quiet run does not provision\n";
+  }
+  return report;
+}
+
+std::string Bench::check_outcome(const Strike &strike) const {
+  std::string report;
+  for (const Difference &one : differences(expected_, outcome_of(root(), scenario_, cloud_))) {
+    if (prescribed_difference(strike, one.place) == nullptr) {
+      report += "  " + one.place + ": expected " + one.expected + ", came " + one.came + "\n";
+    }
+  }
+  return report;
+}
+
+std::string Bench::play(const Strike &strike) {
+  make_ready();
+  if (!strike.fabric_fault().empty()) {
+    cloud_.tell("/_fabric/fault", strike.fabric_fault());
+  }
+  std::string report = check_struck(strike, struck_run(strike.fault()));
+  if (!strike.fabric_fault().empty()) {
+    cloud_.tell("/_fabric/fault", R"({"disable": "strike"})");
+  }
+  const bool was_marked = files::exists(root() + "/data/etc/.provisioned");
+  report += check_quiet(quiet_run(), was_marked);
+  return report + violations(cloud_) + check_outcome(strike);
+}
+
+}  // namespace torture

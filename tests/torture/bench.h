@@ -1,0 +1,55 @@
+// One protocol on the bench: a fabric that is reset between plays, a template of the appliance, and what an undisturbed
+// run ends in. A play is a run that is struck, then one that is not, then the comparison. Blocks for seconds; throws
+// std::runtime_error when it cannot go on.
+#ifndef KELVANE_TESTS_TORTURE_BENCH_H
+#define KELVANE_TESTS_TORTURE_BENCH_H
+
+#include <string>
+#include <vector>
+
+#include "tests/torture/outcome.h"
+#include "tests/torture/strike.h"
+
+namespace torture {
+
+struct Programs {
+  std::string sandbox;
+  std::string fabric;
+  std::string scenarios;  // the folder of wire.json and metadata.json
+};
+
+class Bench {
+ public:
+  // Plays the undisturbed run.
+  Bench(const Programs &programs, const std::string &protocol, const std::string &folder);
+
+  const std::string &protocol() const { return protocol_; }
+  const std::vector<Site> &sites() const { return sites_; }
+
+  // Empty when the agent came through, else what went wrong. The files of the play stay until the next one.
+  std::string play(const Strike &strike);
+
+ private:
+  std::string root() const { return folder_ + "/root"; }
+  void make_ready();
+  int run(const std::string &name, int64_t begin, int64_t length, const std::string &fault) const;
+  int struck_run(const std::string &fault) const;
+  int quiet_run() const;
+  std::string check_struck(const Strike &strike, int status) const;
+  std::string check_quiet(int status, bool was_marked) const;
+  std::string check_outcome(const Strike &strike) const;
+  std::string check_trouble(const std::string &name) const;
+
+  Programs programs_;
+  std::string protocol_;
+  std::string folder_;
+  Json scenario_;
+  int64_t first_pass_ = 0;
+  scenario::Cloud cloud_;
+  std::vector<Site> sites_;
+  Json expected_;
+};
+
+}  // namespace torture
+
+#endif

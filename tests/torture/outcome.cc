@@ -1,0 +1,127 @@
+#include "tests/torture/outcome.h"
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <regex>
+#include <set>
+
+#include "tests/scenario/run/tables.h"
+
+namespace torture {
+namespace {
+
+std::string contents(const std::string &file) {
+  std::ifstream stream(file, std::ios::binary);
+  return stream ? std::string(std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()) : "absent";
+}
+
+// When something was done is no part of the comparison.
+std::string without_times(const std::string &text) {
+  static const std::regex kTime("[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}Z");
+  static const std::regex kSeconds("\"cmdtime\": *[1-9][0-9]*");
+  return std::regex_replace(std::regex_replace(text, kTime, "<time>"), kSeconds, "\"cmdtime\": \"<time>\"");
+}
+
+// Lists of things with names become objects of these names, so that one that lacks moves no other.
+Json by_name(const Json &value) {
+  if (value.is_object()) {
+    Json out = Json::object();
+    for (const auto &[key, member] : value.items()) {
+      out[key] = by_name(member);
+    }
+    return out;
+  }
+  const bool named = value.is_array() && !value.empty() && value[0].is_object() &&
+                     (value[0].contains("name") || value[0].contains("handlerName"));
+  if (!named) {
+    return value;
+  }
+  Json out = Json::object();
+  for (const Json &element : value) {
+    out[element.value("name", element.value("handlerName", "?"))] = by_name(element);
+  }
+  return out;
+}
+
+Json parsed(const std::string &text) {
+  const Json value = Json::parse(without_times(text), nullptr, false);
+  return value.is_discarded() ? Json(text) : by_name(value);
+}
+
+// What was logged again because something was done again is no difference.
+Json each_once(const Json &events) {
+  std::set<std::string> seen;
+  Json out = Json::object();
+  for (const Json &event : events) {
+    if (seen.insert(event.dump()).second) {
+      out[event.dump()] = true;
+    }
+  }
+  return out;
+}
+
+// The last document of each resource of the metadata service, and of the status blob.
+Json last_reports(const scenario::Cloud &cloud) {
+  Json out = Json::object();
+  for (const Json &line : Json::parse(cloud.ask("/_fabric/journal"))) {
+    const Json &request = line["request"];
+    const std::string method = request.value("method", ""), target = request.value("target", "");
+    if (method == "PUT" && target.find("/status/") != std::string::npos && request["body"].is_string() &&
+        target.find("/Microsoft.Compute/") != std::string::npos && line["fault"].is_null()) {
+      out[target] = parsed(request["body"].get<std::string>());
+    }
+  }
+  const Json documents = Json::parse(cloud.ask("/_fabric/status"));
+  if (!documents.empty()) {
+    out["status blob"] = parsed(documents.back()["text"].get<std::string>());
+  }
+  return out;
+}
+
+}  // namespace
+
+Json outcome_of(const std::string &root, const Json &scenario, const scenario::Cloud &cloud) {
+  Json tables = scenario::tables_in_words(root, scenario);
+  tables["events"] = each_once(tables["events"]["events"]);
+  Json out = {{"tables", Json::object()}};
+  for (auto &[number, table] : tables.items()) {
+    out["tables"][number] = by_name(table.contains("records") ? table["records"] : table);
+  }
+  for (const char *file : {"data/etc/.provisioned", "data/etc/.customdata", "etc/hostname", "etc/tmpdata.conf"}) {
+    out["files"][std::filesystem::path(file).filename().string()] = contents(root + "/" + file);
+  }
+  out["plugins"] = parsed(contents(root + "/data/etc/.plugin_status"));
+  out["reports"] = last_reports(cloud);
+  return out;
+}
+
+std::vector<Difference> differences(const Json &expected, const Json &came) {
+  const Json first = expected.flatten(), second = came.flatten();
+  std::vector<Difference> out;
+  for (const auto &[place, value] : first.items()) {
+    const std::string there = second.contains(place) ? second[place].dump() : "nothing";
+    if (there != value.dump()) {
+      out.push_back({place, value.dump(), there});
+    }
+  }
+  for (const auto &[place, value] : second.items()) {
+    if (!first.contains(place)) {
+      out.push_back({place, "nothing", value.dump()});
+    }
+  }
+  return out;
+}
+
+std::string violations(const scenario::Cloud &cloud) {
+  std::string out;
+  for (const Json &line : Json::parse(cloud.ask("/_fabric/journal"))) {
+    if (!line["judgement"].value("held", true)) {
+      out += "  request " + line["n"].dump() + " " + line["request"].value("target", "") + ": " +
+             line["judgement"]["violations"].dump() + "\n";
+    }
+  }
+  return out;
+}
+
+}  // namespace torture

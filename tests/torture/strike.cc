@@ -1,0 +1,166 @@
+#include "tests/torture/strike.h"
+
+#include <algorithm>
+#include <fstream>
+#include <map>
+#include <random>
+#include <sstream>
+#include <stdexcept>
+
+namespace torture {
+namespace {
+
+using Words = std::vector<std::string>;
+
+// Which blows fall on a call of a class; "*" stands for every other call of it.
+struct Row {
+  const char *call_class;
+  const char *call;
+  Words blows;
+};
+
+const std::vector<Row> &failures() {
+  static const std::vector<Row> kRows = {
+      {"memory", "*", {"ENOMEM", "ENOMEM+"}},
+      {"file", "open", {"EIO", "ENOSPC", "EACCES", "EINTR", "EMFILE"}},
+      {"file", "access", {"EIO", "EACCES"}},
+      {"file", "*", {"EIO", "ENOSPC", "EACCES"}},
+      {"bytes", "read", {"EIO", "EINTR", "SHORT"}},
+      {"bytes", "write", {"EIO", "ENOSPC", "EINTR", "SHORT"}},
+      {"bytes", "*", {"EIO"}},
+      {"system", "*", {"EIO", "EPERM"}},
+      {"platform", "*", {"EIO"}},
+      {"database", "write", {"EIO", "ENOSPC", "SHORT"}},
+      {"database", "sync", {"EIO", "ENOSPC"}},
+      {"database", "*", {"EIO"}},
+      // 7: refused, 28: timed out, 56: reset. The rest comes over the network.
+      {"request",
+       "*",
+       {"7", "28", "56", "fabric:reset:0", "fabric:reset:100", "fabric:cut", "fabric:empty", "fabric:wrong-length",
+        "fabric:status:404", "fabric:status:503", "fabric:html"}},
+  };
+  return kRows;
+}
+
+const std::vector<Row> &kills() {
+  static const std::vector<Row> kRows = {
+      {"file", "access", {"KILL"}},
+      {"file", "*", {"KILL", "POWER", "POWER1", "POWER2"}},
+      {"bytes", "*", {"KILL", "POWER", "POWER1", "POWER2"}},
+      {"system", "*", {"KILL"}},
+      {"platform", "*", {"KILL", "POWER", "POWER1", "POWER2"}},
+      {"database", "read", {"KILL"}},
+      {"database", "*", {"KILL", "POWER", "POWER1", "POWER2"}},
+      {"request", "*", {"KILL", "POWER"}},
+  };
+  return kRows;
+}
+
+std::string name_of(const std::string &call) {
+  return call.substr(0, call.find('('));
+}
+
+const Words &blows_of(const std::vector<Row> &rows, const Site &site) {
+  static const Words kNone;
+  const auto found = std::find_if(rows.begin(), rows.end(), [&](const Row &row) {
+    return site.call_class == row.call_class && (row.call == std::string("*") || row.call == name_of(site.call));
+  });
+  return found != rows.end() ? found->blows : kNone;
+}
+
+Words parts_of(const std::string &text) {
+  std::istringstream stream(text);
+  Words out;
+  for (std::string part; std::getline(stream, part, ':');) {
+    out.push_back(part);
+  }
+  return out;
+}
+
+}  // namespace
+
+std::string Strike::address() const {
+  return protocol + "/" + site.call_class + "/" + std::to_string(site.number) + "/" + blow;
+}
+
+std::string Strike::fault() const {
+  if (blow.rfind("fabric:", 0) == 0) {
+    return "";
+  }
+  const bool later_too = blow.back() == '+';
+  return site.call_class + "::" + blow.substr(0, blow.size() - (later_too ? 1 : 0)) + ":" +
+         std::to_string(site.number) + (later_too ? "+" : "");
+}
+
+std::string Strike::fabric_fault() const {
+  const Words parts = parts_of(blow);
+  if (parts[0] != "fabric") {
+    return "";
+  }
+  std::string text =
+      R"({"kind": ")" + parts.at(1) + R"(", "name": "strike", "occurrence": )" + std::to_string(site.number);
+  if (parts.size() > 2) {
+    text += std::string(parts[1] == "status" ? R"(, "status": )" : R"(, "bytes": )") + parts[2];
+  }
+  return text + (parts[1] == "wrong-length" ? R"(, "lengthChange": 7})" : "}");
+}
+
+bool Strike::kills() const {
+  return blow == "KILL" || blow.rfind("POWER", 0) == 0;
+}
+
+std::vector<Site> read_sites(const std::string &file) {
+  std::ifstream stream(file);
+  std::vector<Site> out;
+  for (std::string line; std::getline(stream, line);) {
+    std::istringstream words(line);
+    Site site;
+    if (words >> site.call_class >> site.number && words.get() == ' ' && std::getline(words, site.call)) {
+      out.push_back(site);
+    }
+  }
+  if (out.empty()) {
+    throw std::runtime_error("no sites in " + file);
+  }
+  return out;
+}
+
+std::vector<Strike> strikes_of(const std::string &protocol, const std::vector<Site> &sites, bool kill) {
+  std::vector<Strike> out;
+  for (const Site &site : sites) {
+    for (const std::string &blow : blows_of(kill ? kills() : failures(), site)) {
+      out.push_back({protocol, site, blow});
+    }
+  }
+  return out;
+}
+
+std::vector<Strike> sample(const std::vector<Strike> &all, size_t count, unsigned seed) {
+  std::map<std::string, std::vector<size_t>> heaps;
+  for (size_t i = 0; i < all.size(); ++i) {
+    heaps[all[i].protocol + all[i].site.call_class + all[i].blow].push_back(i);
+  }
+  std::vector<std::vector<size_t>> order;
+  std::mt19937 random(seed);
+  const auto below = [&](size_t limit) { return static_cast<size_t>(random()) % limit; };
+  for (auto &[name, heap] : heaps) {
+    order.push_back(heap);
+  }
+  std::vector<size_t> chosen;
+  while (chosen.size() < std::min(count, all.size())) {
+    const size_t at = below(order.size());
+    const size_t which = below(order[at].size());
+    chosen.push_back(order[at][which]);
+    order[at].erase(order[at].begin() + static_cast<std::ptrdiff_t>(which));
+    if (order[at].empty()) {
+      order.erase(order.begin() + static_cast<std::ptrdiff_t>(at));
+    }
+  }
+  std::vector<Strike> out;
+  for (const size_t i : chosen) {
+    out.push_back(all[i]);
+  }
+  return out;
+}
+
+}  // namespace torture

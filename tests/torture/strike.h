@@ -1,0 +1,44 @@
+// What can be done to a run of the agent, and the list of all of it: every site of an undisturbed run, struck in each
+// of the ways of its class. A strike has an address, "wire/memory/17/ENOMEM+", by which it is told and played again.
+// Nothing here blocks; what cannot be read throws std::runtime_error.
+#ifndef KELVANE_TESTS_TORTURE_STRIKE_H
+#define KELVANE_TESTS_TORTURE_STRIKE_H
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+namespace torture {
+
+// One call of the undisturbed run (tools/sandbox/sites.h).
+struct Site {
+  std::string call_class;
+  size_t number = 0;
+  std::string call;  // with its subject, for people
+};
+
+struct Strike {
+  std::string protocol;  // "wire" or "metadata"
+  Site site;
+  std::string blow;  // an errno, "SHORT", "KILL", "POWER2", with "+" for all later calls, too; "fabric:KIND"
+
+  std::string address() const;
+  // What the sandbox is told with --fault; empty for a blow of the fabric's.
+  std::string fault() const;
+  // The fabric's fault as JSON; empty for the sandbox's.
+  std::string fabric_fault() const;
+  bool kills() const;
+};
+
+// The sites in a file that the sandbox wrote.
+std::vector<Site> read_sites(const std::string &file);
+
+// All strikes of these sites: those that let calls fail, or those that kill.
+std::vector<Strike> strikes_of(const std::string &protocol, const std::vector<Site> &sites, bool kill);
+
+// So many of them, evenly from all classes and blows, the same ones in the same order for the same seed.
+std::vector<Strike> sample(const std::vector<Strike> &all, size_t count, unsigned seed);
+
+}  // namespace torture
+
+#endif
