@@ -10,6 +10,9 @@ namespace simulate {
 // Draws when everything happens for the first time.
 void events_begin();
 
+// A life begins.
+void events_begin_life();
+
 // Lets time pass; what falls due happens at its second. Ends the life when that is what happens.
 void pass_time(int64_t seconds);
 

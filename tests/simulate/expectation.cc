@@ -59,6 +59,7 @@ void forget(Expected *plugin) {
   plugin->sequence_number = -1;
   put(plugin->message, "");
   put(plugin->version, "0.0.0.0");
+  plugin->unversioned = false;
   plugin->state = State::kAbsent;
 }
 
@@ -121,6 +122,7 @@ void enable(int row, Expected *plugin, const Wanted *entry) {
 
 void adopt(int row, Expected *plugin, Command command, const char *version) {
   plugin->installed = 1;
+  plugin->unversioned = plugin->unversioned || version[0] == '\0';
   put(plugin->version, version);
   plugin->state = row == kCustomScript && command == Command::kUpdate ? State::kEnabled : State::kInstalled;
   if (row == kCustomScript) {

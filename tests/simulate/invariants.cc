@@ -116,7 +116,7 @@ void check_commands() {
 bool can_be_enabled(const Revision &revision, const Wanted &wanted, const Expected &plugin, const Wanted *entry) {
   const auto same_name = [&](const Wanted &each) { return each.name == wanted.name; };
   if (std::count_if(revision.wanted, revision.wanted + revision.count, same_name) > 1 ||
-      std::strlen(wanted.version) >= sizeof plugin.version || wanted.version[0] == '\0') {
+      std::strlen(wanted.version) >= sizeof plugin.version || wanted.version[0] == '\0' || plugin.unversioned) {
     return false;
   }
   const bool picky = wanted.name == 0;

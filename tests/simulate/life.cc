@@ -24,6 +24,7 @@ constexpr unsigned kLongestLife = 900;
   prctl(PR_SET_PDEATHSIG, SIGKILL);  // whoever ends the program ends this, too
   alarm(kLongestLife);
   invariants_begin_life();
+  events_begin_life();
   agent_main();
   broken("the agent's main returned");
 }

@@ -159,6 +159,15 @@ int play_all(const Options &options) {
   return failed;
 }
 
+// The allocator's cache for a thread counts as memory in use, and fills for days: a quarter of a megabyte in which a
+// slow leak would hide. Only a new start of the program is without it.
+void start_without_cache(char **argv) {
+  if (std::getenv("GLIBC_TUNABLES") == nullptr) {
+    setenv("GLIBC_TUNABLES", "glibc.malloc.tcache_count=0", 1);
+    execv("/proc/self/exe", argv);
+  }
+}
+
 }  // namespace
 
 int simulate_main(int argc, char **argv) {
@@ -167,6 +176,7 @@ int simulate_main(int argc, char **argv) {
     usage();
     return 2;
   }
+  start_without_cache(argv);
   platform_make_key();
   const int failed = play_all(options);
   std::printf("%" PRIu64 " seeds of %" PRId64 " days, %d failed\n", options.seeds, options.days, failed);

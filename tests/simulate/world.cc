@@ -15,6 +15,12 @@ namespace simulate {
 
 World *gsWorld = nullptr;
 
+constexpr char kLongName[] =
+    "Example.Long.aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa"
+    "bbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbb"
+    "bb"
+    "cccccccccccccccccccccccccccccccccccccccc";
+
 // The four that are built in, then names that nobody serves: one without a dot, one that differs in case only from a
 // built-in one, one that fills every field, one that is not ASCII.
 const char *const kNameTexts[kNames] = {
@@ -26,12 +32,8 @@ const char *const kNameTexts[kNames] = {
     "Example.Backup",
     "NoDotInIt",
     "microsoft.ostcextensions.customscriptforlinux",
-    "Example.Long.aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa"
-    "bbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbbb"
-    "bb"
-    "cccccccccccccccccccccccccccccccccccccccc",
-    "Example.Pr\xc3\xbc"
-    "fung",
+    kLongName,
+    "Example.\xc3\xbc-g",
     "Example.Spare",
 };
 

@@ -60,6 +60,8 @@ enum class State : uint8_t { kAbsent, kInstalled, kEnabled };
 
 struct Expected {
   bool known;  // registered; written to the status file
+  bool
+      unversioned;  // installed under an empty version: no state is told for it, and the next install changes no number
   State state;
   uint32_t installed;
   int32_t sequence_number;

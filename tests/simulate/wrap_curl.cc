@@ -36,7 +36,7 @@ Handle *of(CURL *handle) {
   return static_cast<Handle *>(handle);
 }
 
-void set_number(Handle *handle, CURLoption option, long value) {
+void set_number(Handle *handle, unsigned option, long value) {
   switch (option) {
     case CURLOPT_NOBODY:
       handle->no_body = value != 0;
@@ -62,7 +62,7 @@ void set_number(Handle *handle, CURLoption option, long value) {
   }
 }
 
-void set_object(Handle *handle, CURLoption option, void *value) {
+void set_object(Handle *handle, unsigned option, void *value) {
   switch (option) {
     case CURLOPT_URL:
       handle->url = static_cast<const char *>(value);
@@ -84,7 +84,7 @@ void set_object(Handle *handle, CURLoption option, void *value) {
   }
 }
 
-void set_function(Handle *handle, CURLoption option, Callback value) {
+void set_function(Handle *handle, unsigned option, Callback value) {
   if (option == CURLOPT_WRITEFUNCTION) {
     handle->write = value;
   } else if (option == CURLOPT_READFUNCTION) {
@@ -202,13 +202,14 @@ uint64_t events_posted() {
 
 }  // namespace simulate
 
+// The options are enumerations in libcurl, passed as this.
 extern "C" {
 
 CURLcode __wrap_curl_global_init(long);
 CURL *__wrap_curl_easy_init(void);
 void __wrap_curl_easy_cleanup(CURL *handle);
-CURLcode __wrap_curl_easy_setopt(CURL *handle, CURLoption option, ...);
-CURLcode __wrap_curl_easy_getinfo(CURL *handle, CURLINFO info, ...);
+CURLcode __wrap_curl_easy_setopt(CURL *handle, unsigned option, ...);
+CURLcode __wrap_curl_easy_getinfo(CURL *handle, unsigned info, ...);
 CURLcode __wrap_curl_easy_perform(CURL *handle);
 
 CURLcode __wrap_curl_global_init(long) {
@@ -225,7 +226,7 @@ void __wrap_curl_easy_cleanup(CURL *handle) {
   delete of(handle);
 }
 
-CURLcode __wrap_curl_easy_setopt(CURL *handle, CURLoption option, ...) {
+CURLcode __wrap_curl_easy_setopt(CURL *handle, unsigned option, ...) {
   va_list arguments;
   va_start(arguments, option);
   if (option < CURLOPTTYPE_OBJECTPOINT) {
@@ -239,7 +240,7 @@ CURLcode __wrap_curl_easy_setopt(CURL *handle, CURLoption option, ...) {
   return CURLE_OK;
 }
 
-CURLcode __wrap_curl_easy_getinfo(CURL *handle, CURLINFO info, ...) {
+CURLcode __wrap_curl_easy_getinfo(CURL *handle, unsigned info, ...) {
   va_list arguments;
   va_start(arguments, info);
   if (info == CURLINFO_RESPONSE_CODE) {
