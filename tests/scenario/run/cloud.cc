@@ -67,7 +67,7 @@ Cloud::Cloud(const std::string &program, const std::string &scenario_file, const
                                port_file, "--journal", artifacts + "/journal.jsonl", "--artifacts", artifacts,
                                "--debug-keys"},
       artifacts + "/fabric.out", artifacts + "/fabric.err");
-  for (int i = 0; i < 2000 && port_.empty() && process_->running(); ++i) {
+  for (int i = 0; i < 12000 && port_.empty() && process_->running(); ++i) {
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
     port_ = read_port(port_file);
   }

@@ -27,6 +27,8 @@ const std::vector<Words> &verbs() {
       {"table", "show", "640"},
       {"hostname"},
       {"events"},
+      {"plugins"},
+      {"eventhub"},
       {"account", "list"},
       {"interface", "list"},
       {"endpoint", "show"},
