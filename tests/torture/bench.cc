@@ -46,8 +46,8 @@ Bench::Bench(const Programs &programs, const std::string &protocol, const std::s
   if (struck_run("") != 0 || quiet_run() != 0) {
     throw std::runtime_error("the undisturbed run fails; see " + folder_);
   }
-  const std::string trouble = check_trouble(kStruck) + check_trouble(kQuiet) + violations(cloud_);
-  if (!trouble.empty()) {
+  const std::string trouble = check_trouble(kStruck) + check_trouble(kQuiet);
+  if (!trouble.empty() || !violations(cloud_).empty()) {
     throw std::runtime_error("the undisturbed run:\n" + trouble);
   }
   sites_ = read_sites(folder_ + "/struck.sites");
@@ -142,7 +142,10 @@ std::string Bench::check_quiet(int status, bool was_marked) const {
 
 std::string Bench::check_outcome(const Strike &strike) const {
   std::string report;
-  for (const Difference &one : differences(expected_, outcome_of(root(), scenario_, cloud_))) {
+  std::vector<Difference> all = differences(expected_, outcome_of(root(), scenario_, cloud_));
+  const std::vector<Difference> refused = violations(cloud_);
+  all.insert(all.end(), refused.begin(), refused.end());
+  for (const Difference &one : all) {
     if (prescribed_difference(strike, one.place) == nullptr) {
       report += "  " + one.place + ": expected " + one.expected + ", came " + one.came + "\n";
     }
@@ -161,7 +164,7 @@ std::string Bench::play(const Strike &strike) {
   }
   const bool was_marked = files::exists(root() + "/data/etc/.provisioned");
   report += check_quiet(quiet_run(), was_marked);
-  return report + violations(cloud_) + check_outcome(strike);
+  return report + check_outcome(strike);
 }
 
 }  // namespace torture

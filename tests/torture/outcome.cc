@@ -113,12 +113,12 @@ std::vector<Difference> differences(const Json &expected, const Json &came) {
   return out;
 }
 
-std::string violations(const scenario::Cloud &cloud) {
-  std::string out;
+std::vector<Difference> violations(const scenario::Cloud &cloud) {
+  std::vector<Difference> out;
   for (const Json &line : Json::parse(cloud.ask("/_fabric/journal"))) {
     if (!line["judgement"].value("held", true)) {
-      out += "  request " + line["n"].dump() + " " + line["request"].value("target", "") + ": " +
-             line["judgement"]["violations"].dump() + "\n";
+      out.push_back({"/requests " + line["request"].value("target", ""), "a good request " + line["n"].dump(),
+                     line["judgement"]["violations"].dump()});
     }
   }
   return out;

@@ -24,8 +24,8 @@ Json outcome_of(const std::string &root, const Json &scenario, const scenario::C
 // What differs, place by place.
 std::vector<Difference> differences(const Json &expected, const Json &came);
 
-// The requests that the fabric found fault with, a line for each.
-std::string violations(const scenario::Cloud &cloud);
+// The requests that the fabric found fault with, each under "/requests" and its target.
+std::vector<Difference> violations(const scenario::Cloud &cloud);
 
 }  // namespace torture
 

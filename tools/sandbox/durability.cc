@@ -19,7 +19,8 @@ struct Durable {
   bool present = false;
   std::optional<std::string> target;
   std::string bytes;
-  std::string partner;  // the other side of a rename
+  std::string partner;   // the other side of a rename
+  bool written = false;  // what is there now was written since, and may be there in part
 };
 
 // Only changes since the last sync are in it.
@@ -78,14 +79,17 @@ std::string name_of_choice(const std::string &place, const Durable &durable) {
 
 void about_to_change(const std::string &place) {
   if (world().active && !world().options.faults.empty() && below_root(place)) {
-    pending().emplace(place, as_it_is(place));
+    pending().emplace(place, as_it_is(place)).first->second.written = true;
   }
 }
 
 void about_to_rename(const std::string &from, const std::string &to) {
+  const auto before = pending().find(from);
+  const bool written = before != pending().end() && before->second.written;
   about_to_change(from);
   about_to_change(to);
   if (pending().count(from) != 0 && pending().count(to) != 0) {
+    pending()[to].written = written;
     pending()[from].partner = to;
     pending()[to].partner = from;
   }
@@ -119,7 +123,7 @@ void lose_power(unsigned number) {
     const unsigned choice = choice_of_loss(number, name_of_choice(place, durable));
     if (choice == 0) {
       put_back(place, durable);
-    } else if (choice == 2) {
+    } else if (choice == 2 && durable.written) {
       cut_short(place);
     }
   }
