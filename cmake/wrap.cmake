@@ -1,0 +1,16 @@
+# kelvane_wrap_options(VARIABLE source...): the linker options that wrap everything that these files of the current folder
+# define as __wrap_x. The list is read from the files, so that no call can be forgotten in one of two places.
+function(kelvane_wrap_options variable)
+  set(options)
+  foreach(source ${ARGN})
+    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${source})
+    file(STRINGS ${source} lines REGEX "__wrap_[a-zA-Z0-9_]+")
+    string(REGEX MATCHALL "__wrap_[a-zA-Z0-9_]+" names "${lines}")
+    foreach(name ${names})
+      string(REGEX REPLACE "^__wrap_" "" name ${name})
+      list(APPEND options -Wl,--wrap=${name})
+    endforeach()
+  endforeach()
+  list(REMOVE_DUPLICATES options)
+  set(${variable} ${options} PARENT_SCOPE)
+endfunction()
