@@ -210,9 +210,29 @@ constexpr Damage kDamages[] = {
     {"NoVersion", [](const std::string &) { Sqlite().run("PRAGMA user_version = 0"); }},
     {"AnotherProgram", [](const std::string &) { Sqlite().run("PRAGMA application_id = 1"); }},
     {"TableMissing", [](const std::string &) { Sqlite().run("DROP TABLE ssh_keys"); }},
+    {"FormatOfNobody", [](const std::string &path) { overwrite(path, 47, "\x12"); }},
+    {"ToBeReadOnly", [](const std::string &path) { overwrite(path, 18, "\x03"); }},
 };
 INSTANTIATE_TEST_SUITE_P(Each, DamagedDatabase, ::testing::ValuesIn(kDamages),
                          [](const auto &damage) { return std::string(damage.param.name); });
+
+// What SQLite makes of a byte of its header is told by many result codes: whichever comes, there is a configuration,
+// and it takes changes.
+TEST_F(Reference, WithAnyByteOfTheHeaderChangedThereIsAConfigurationToChange) {
+  make_configuration();
+  const std::string whole = read_file(reference_database_path());
+  for (size_t i = 0; i < 100; ++i) {
+    for (const char value : {'\x03', '\xff'}) {
+      std::string changed = whole;
+      changed[i] = value;
+      write_file(reference_database_path(), changed);
+      ASSERT_EQ(0, conf_init()) << "byte " << i << " is " << static_cast<int>(value);
+      EXPECT_EQ(0, commit_password("admin", "again")) << "byte " << i << " is " << static_cast<int>(value);
+      EXPECT_EQ(0, write_config()) << "byte " << i << " is " << static_cast<int>(value);
+      conf_end();
+    }
+  }
+}
 
 TEST_F(Reference, EachDamagedDatabaseIsKept) {
   for (int round = 1; round <= 3; ++round) {
