@@ -35,12 +35,11 @@ void __freeBuffer(Buffer *buffer) {
 size_t event_curl_recv_cb(char *data, size_t size, size_t count, void *user) {
   auto *buffer = static_cast<Buffer *>(user);
   size_t added = 0;
-  size_t needed = 0;
-  if (count == 0 || __builtin_mul_overflow(size, count, &added) ||
-      __builtin_add_overflow(buffer->length, added, &needed) || __builtin_add_overflow(needed, size_t{1}, &needed)) {
+  if (count == 0 || __builtin_mul_overflow(size, count, &added) || added > kBufferMaxBytes ||
+      buffer->length > kBufferMaxBytes - added) {
     return 0;
   }
-  char *grown = static_cast<char *>(realloc(buffer->data, needed));
+  char *grown = static_cast<char *>(realloc(buffer->data, buffer->length + added + 1));
   if (grown == nullptr) {
     return 0;
   }

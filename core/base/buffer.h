@@ -10,6 +10,10 @@
 
 namespace kelvane {
 
+// Bytes that a response may have: four times the longest document that is read at all (kJsonMaxBytes), so that nothing
+// that sends without end can take the appliance's memory.
+inline constexpr uint64_t kBufferMaxBytes = uint64_t{32} * 1024 * 1024;
+
 // Frees the buffer's contents and fills it with a copy of text, without counting the terminator. A null text or failed
 // allocation leaves it empty. Does nothing for a null buffer.
 void __makeBuffer(Buffer *buffer, const char *text);
@@ -18,8 +22,9 @@ void __makeBuffer(Buffer *buffer, const char *text);
 void __freeBuffer(Buffer *buffer);
 
 // libcurl write callback: appends size * count bytes to the Buffer that user points to, keeps the zero behind them, and
-// returns count. Returns 0 when count is 0, when the product overflows, or when memory runs out (the buffer keeps what
-// it held and libcurl aborts the transfer).
+// returns count. Returns 0 when count is 0, when the product overflows, when the buffer would hold more than
+// kBufferMaxBytes, or when memory runs out (the buffer keeps what it held and libcurl aborts the transfer with result
+// 23).
 size_t event_curl_recv_cb(char *data, size_t size, size_t count, void *user);
 
 // A buffer that empties itself.

@@ -86,4 +86,19 @@ TEST(ReceiveCallback, OverflowIsRefusedAndTheBufferStays) {
   EXPECT_EQ(buffer.length(), 3u);
 }
 
+// 32 MiB, and not a byte more.
+TEST(ReceiveCallback, AResponseHasABound) {
+  BufferOwner buffer;
+  std::string half(16777216, 'x');
+  EXPECT_EQ(kelvane::event_curl_recv_cb(half.data(), 1, 16777216, buffer.get()), 16777216u);
+  EXPECT_EQ(kelvane::event_curl_recv_cb(half.data(), 4096, 4096, buffer.get()), 4096u);
+  EXPECT_EQ(buffer.length(), 33554432u);
+  EXPECT_EQ(kelvane::event_curl_recv_cb(half.data(), 1, 1, buffer.get()), 0u);
+  EXPECT_EQ(buffer.length(), 33554432u);
+  BufferOwner empty;
+  std::string over(33554433, 'x');
+  EXPECT_EQ(kelvane::event_curl_recv_cb(over.data(), 1, 33554433, empty.get()), 0u);
+  EXPECT_EQ(empty.data(), nullptr);
+}
+
 }  // namespace
