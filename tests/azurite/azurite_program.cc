@@ -14,6 +14,8 @@
 #include <stdexcept>
 #include <thread>
 
+#include "tests/support/base64.h"
+
 namespace azurite {
 
 namespace {
@@ -23,15 +25,6 @@ constexpr const char *kAccount = "kelvane";
 constexpr const char *kKey = "an account key of the tests' own";
 constexpr const char *kSignatureVersion = "2018-11-09";
 constexpr const char *kNever = "2099-12-31T00:00:00Z";
-
-std::string base64(const std::string &bytes) {
-  std::string text(4 * ((bytes.size() + 2) / 3) + 1, '\0');
-  const int length =
-      EVP_EncodeBlock(reinterpret_cast<unsigned char *>(text.data()),
-                      reinterpret_cast<const unsigned char *>(bytes.data()), static_cast<int>(bytes.size()));
-  text.resize(static_cast<size_t>(length));
-  return text;
-}
 
 // For a query: base64 and times have no other characters that need it.
 std::string escaped(const std::string &text) {
@@ -48,7 +41,7 @@ std::string signature(const std::string &text) {
   const std::string key = kKey;
   HMAC(EVP_sha256(), key.data(), static_cast<int>(key.size()), reinterpret_cast<const unsigned char *>(text.data()),
        text.size(), digest, &length);
-  return escaped(base64(std::string(reinterpret_cast<char *>(digest), length)));
+  return escaped(support::base64(std::string(reinterpret_cast<char *>(digest), length)));
 }
 
 // The value of a header, without its line end; empty when there is none.
@@ -91,7 +84,7 @@ Azurite::~Azurite() {
 
 void Azurite::start() {
   const std::string output = folder_.file("output");
-  const std::string accounts = std::string(kAccount) + ":" + base64(kKey);
+  const std::string accounts = std::string(kAccount) + ":" + support::base64(kKey);
   support::write_file(output, "");
   pid_ = fork();
   if (pid_ != 0) {

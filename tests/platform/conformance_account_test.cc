@@ -1,13 +1,13 @@
 // Passwords, the password policy, and SSH keys.
 #include <crypt.h>
 #include <openssl/bn.h>
-#include <openssl/evp.h>
 #include <openssl/rsa.h>
 
 #include <cstring>
 #include <memory>
 
 #include "tests/platform/conformance.h"
+#include "tests/support/base64.h"
 
 namespace conformance {
 namespace {
@@ -146,15 +146,6 @@ void put_field(std::string &blob, const std::string &field) {
   blob += field;
 }
 
-std::string base64(const std::string &bytes) {
-  std::string text((bytes.size() + 2) / 3 * 4 + 1, '\0');
-  const int length =
-      EVP_EncodeBlock(reinterpret_cast<unsigned char *>(text.data()),
-                      reinterpret_cast<const unsigned char *>(bytes.data()), static_cast<int>(bytes.size()));
-  text.resize(static_cast<size_t>(length));
-  return text;
-}
-
 std::string number(const BIGNUM *value) {
   std::string bytes(static_cast<size_t>(BN_num_bytes(value)), '\0');
   BN_bn2bin(value, reinterpret_cast<unsigned char *>(bytes.data()));
@@ -174,7 +165,7 @@ std::string rsa_blob(const std::string &type = "ssh-rsa") {
 }
 
 TEST_F(Accounts, KeyGoesIntoEachOfThreeSlots) {
-  const std::string key = "ssh-rsa " + base64(rsa_blob());
+  const std::string key = "ssh-rsa " + support::base64(rsa_blob());
   for (const int32_t slot : {1, 2, 3}) {
     EXPECT_EQ(0, ssh_pubkey_data_set("admin", key.c_str(), slot)) << slot;
     EXPECT_EQ(0, ssh_pubkey_data_set("admin", (key + " some one@host").c_str(), slot)) << slot;
@@ -185,11 +176,11 @@ TEST_F(Accounts, KeyGoesIntoEachOfThreeSlots) {
 }
 
 TEST_F(Accounts, KeyMayEndWithALineEnd) {
-  EXPECT_EQ(0, ssh_pubkey_data_set("admin", ("ssh-rsa " + base64(rsa_blob()) + "\r\n").c_str(), 1));
+  EXPECT_EQ(0, ssh_pubkey_data_set("admin", ("ssh-rsa " + support::base64(rsa_blob()) + "\r\n").c_str(), 1));
 }
 
 TEST_F(Accounts, KeyNeedsAnAccount) {
-  const std::string key = "ssh-rsa " + base64(rsa_blob());
+  const std::string key = "ssh-rsa " + support::base64(rsa_blob());
   EXPECT_NE(0, ssh_pubkey_data_set("nobody", key.c_str(), 1));
   EXPECT_NE(0, ssh_pubkey_data_set("", key.c_str(), 1));
   EXPECT_NE(0, ssh_pubkey_data_set(nullptr, key.c_str(), 1));
@@ -197,7 +188,7 @@ TEST_F(Accounts, KeyNeedsAnAccount) {
 
 TEST_F(Accounts, KeyOfAPendingAccountMakesItDurable) {
   ASSERT_EQ(0, append_account("guest"));
-  EXPECT_EQ(0, ssh_pubkey_data_set("guest", ("ssh-rsa " + base64(rsa_blob())).c_str(), 1));
+  EXPECT_EQ(0, ssh_pubkey_data_set("guest", ("ssh-rsa " + support::base64(rsa_blob())).c_str(), 1));
   conf_end();
   ASSERT_EQ(0, conf_init());
   EXPECT_TRUE(has_account("guest"));
@@ -214,7 +205,7 @@ TEST_F(Accounts, RefusedKeyLeavesPendingChangesPending) {
 
 TEST_F(Accounts, TextThatIsNoKeyIsRefused) {
   const std::string blob = rsa_blob();
-  const std::string good = base64(blob);
+  const std::string good = support::base64(blob);
   std::string bad_length = blob;
   bad_length[0] = 0x7f;
   const std::string texts[] = {
@@ -224,14 +215,14 @@ TEST_F(Accounts, TextThatIsNoKeyIsRefused) {
       "ssh-rsa ",
       "ssh-rsa AAAA",
       "ssh-rsa " + good.substr(0, good.size() / 2),
-      "ssh-rsa " + base64(blob.substr(0, blob.size() - 1)),
-      "ssh-rsa " + base64(blob + "x"),
-      "ssh-rsa " + base64(rsa_blob("ssh-dss")),
+      "ssh-rsa " + support::base64(blob.substr(0, blob.size() - 1)),
+      "ssh-rsa " + support::base64(blob + "x"),
+      "ssh-rsa " + support::base64(rsa_blob("ssh-dss")),
       "ssh-dss " + good,
       "ssh-ed25519 " + good,
       good,
       "ssh-rsa !" + good,
-      "ssh-rsa " + base64(bad_length),
+      "ssh-rsa " + support::base64(bad_length),
       "ssh-rsa " + good + "\nssh-rsa " + good,
       "-----BEGIN CERTIFICATE-----",
       std::string(100000, 'A'),

@@ -9,6 +9,8 @@
 
 #include <stdexcept>
 
+#include "tests/support/base64.h"
+
 namespace containers {
 
 namespace {
@@ -103,21 +105,6 @@ std::string mpint(const BIGNUM *number) {
          magnitude;
 }
 
-std::string base64(const std::string &bytes) {
-  static const char kLetters[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-  std::string text;
-  for (size_t i = 0; i < bytes.size(); i += 3) {
-    uint32_t bits = 0;
-    for (size_t j = 0; j < 3; j++) {
-      bits = bits << 8 | (i + j < bytes.size() ? static_cast<uint8_t>(bytes[i + j]) : 0u);
-    }
-    for (size_t j = 0; j < 4; j++) {
-      text += i + j <= bytes.size() ? kLetters[bits >> (18 - 6 * j) & 63] : '=';
-    }
-  }
-  return text;
-}
-
 }  // namespace
 
 Key rsa_key(size_t number) {
@@ -202,7 +189,7 @@ std::string ssh_key(const Key &key) {
   const BIGNUM *modulus = nullptr;
   const BIGNUM *exponent = nullptr;
   RSA_get0_key(EVP_PKEY_get0_RSA(key.get()), &modulus, &exponent, nullptr);
-  return "ssh-rsa " + base64(std::string("\0\0\0\7ssh-rsa", 11) + mpint(exponent) + mpint(modulus));
+  return "ssh-rsa " + support::base64(std::string("\0\0\0\7ssh-rsa", 11) + mpint(exponent) + mpint(modulus));
 }
 
 bool same(const EVP_PKEY *a, const Key &b) {

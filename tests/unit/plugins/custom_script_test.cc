@@ -1,5 +1,6 @@
 #include "plugins/custom_script.h"
 
+#include "tests/support/base64.h"
 #include "tests/unit/plugins/plugin_world.h"
 #include "tests/unit/plugins/sealed.h"
 
@@ -12,8 +13,8 @@ const char kInvalid[] = "Command is finished.\n---stdout---\n\n---errout---\nERR
 
 std::string event_hub_command(const std::string &operation = "OPID") {
   return "config-eventhub.sh " + operation + " " +
-         sealed::base64(R"({"Logging":{"ApplianceID":"appliance-7","Connection":{"PolicySASKey":"c2VjcmV0",)"
-                        R"("PolicyName":"send","EventHubName":"hub","ServiceBusNamespace":"bus"}}})");
+         support::base64(R"({"Logging":{"ApplianceID":"appliance-7","Connection":{"PolicySASKey":"c2VjcmV0",)"
+                         R"("PolicyName":"send","EventHubName":"hub","ServiceBusNamespace":"bus"}}})");
 }
 
 std::string transcript(const std::string &operation) {

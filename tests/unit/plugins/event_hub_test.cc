@@ -1,5 +1,6 @@
 #include "plugins/event_hub_command.h"
 
+#include "tests/support/base64.h"
 #include "tests/unit/plugins/plugin_world.h"
 #include "tests/unit/plugins/sealed.h"
 
@@ -27,7 +28,7 @@ class EventHub : public PluginTest {
     CustomScript_ConfigEventHub(command.c_str(), message, sizeof message);
     return message;
   }
-  static std::string token(const std::string &document = kDocument) { return sealed::base64(document); }
+  static std::string token(const std::string &document = kDocument) { return support::base64(document); }
   static ncfg_event_hub parsed(const std::string &document) {
     ncfg_event_hub settings = {};
     CustomScript_ParseLogSettings(token(document).c_str(), &settings);
@@ -268,7 +269,7 @@ TEST_F(EventHub, WithoutMemoryForTheTokenItsLengthIsLogged) {
 
 // What the decoder says of itself is not looked at: what it left in the buffer is.
 TEST_F(EventHub, ABadCharacterBehindTheDocumentDoesNoHarm) {
-  EXPECT_EQ(run("config-eventhub.sh OPID " + sealed::base64(std::string(kDocument) + "  ") + "!"), transcript("OPID"));
+  EXPECT_EQ(run("config-eventhub.sh OPID " + support::base64(std::string(kDocument) + "  ") + "!"), transcript("OPID"));
 }
 
 TEST_F(EventHub, SettingsOfNoBase64AreNone) {

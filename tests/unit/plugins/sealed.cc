@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "credentials/cert_store.h"
+#include "tests/support/base64.h"
 #include "tests/support/files.h"
 
 namespace sealed {
@@ -34,15 +35,6 @@ void put_into_store(size_t number) {
   put_into_store(number, true, true);
 }
 
-std::string base64(const std::string &bytes) {
-  std::string text(4 * ((bytes.size() + 2) / 3) + 1, '\0');
-  const int length =
-      EVP_EncodeBlock(reinterpret_cast<unsigned char *>(text.data()),
-                      reinterpret_cast<const unsigned char *>(bytes.data()), static_cast<int>(bytes.size()));
-  text.resize(static_cast<size_t>(length));
-  return text;
-}
-
 std::string seal(const std::string &plain, X509 *certificate) {
   STACK_OF(X509) *recipients = sk_X509_new_null();
   sk_X509_push(recipients, certificate);
@@ -58,7 +50,7 @@ std::string seal(const std::string &plain, X509 *certificate) {
   }
   const std::string bytes(reinterpret_cast<char *>(der), static_cast<size_t>(length));
   OPENSSL_free(der);
-  return base64(bytes);
+  return support::base64(bytes);
 }
 
 std::string seal(const std::string &plain, size_t number) {
@@ -68,7 +60,7 @@ std::string seal(const std::string &plain, size_t number) {
 std::string seal_by_tool(const std::string &plain, const std::string &certificate_pem, const std::string &command) {
   const support::TempDir folder;
   const std::string path = folder.write("certificate.pem", certificate_pem);
-  return base64(support::openssl({command, "-encrypt", "-binary", "-outform", "DER", "-aes256", path}, plain));
+  return support::base64(support::openssl({command, "-encrypt", "-binary", "-outform", "DER", "-aes256", path}, plain));
 }
 
 }  // namespace sealed

@@ -15,7 +15,6 @@ const containers::Certificate &certificate(size_t number = 1);
 void put_into_store(size_t number = 1);
 void put_into_store(size_t number, bool with_certificate, bool with_key);
 
-std::string base64(const std::string &bytes);
 std::string seal(const std::string &plain, X509 *certificate);
 std::string seal(const std::string &plain, size_t number = 1);
 // The same made by the openssl command line tool.
