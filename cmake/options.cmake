@@ -3,12 +3,17 @@
 option(KELVANE_TOOLS "Build the fabric, kelvanectl and the sandbox" ON)
 option(KELVANE_TESTS "Build the tests" ON)
 option(KELVANE_WERROR "Treat warnings as errors" ON)
+option(KELVANE_COVERAGE "Instrument everything for line and branch coverage" OFF)
 set(KELVANE_SANITIZE "" CACHE STRING "Sanitizers to build everything with, as in -fsanitize=")
 set(KELVANE_PLATFORM "reference" CACHE STRING
     "The platform library to link: 'reference', or the folder of another one whose CMakeLists.txt defines kelvane-platform")
 
 if(NOT CMAKE_BUILD_TYPE)
   set(CMAKE_BUILD_TYPE RelWithDebInfo)
+endif()
+
+if(KELVANE_COVERAGE)
+  include(coverage)
 endif()
 
 # The root of the tree, for includes, and what every target of ours is compiled with.
