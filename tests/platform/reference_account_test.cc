@@ -1,12 +1,11 @@
 // The reference platform's accounts, events, zones and log: what the contract leaves open.
-#include <openssl/evp.h>
-
 #include <cstring>
 #include <ctime>
 #include <set>
 
 #include "platform/reference/reference.h"
 #include "tests/platform/conformance.h"
+#include "tests/support/base64.h"
 
 namespace conformance {
 namespace {
@@ -21,12 +20,7 @@ std::string field(const std::string &content) {
 }
 
 std::string line(const std::string &type, const std::string &blob, const std::string &comment = "") {
-  std::string text((blob.size() + 2) / 3 * 4 + 1, '\0');
-  const int length =
-      EVP_EncodeBlock(reinterpret_cast<unsigned char *>(text.data()),
-                      reinterpret_cast<const unsigned char *>(blob.data()), static_cast<int>(blob.size()));
-  text.resize(static_cast<size_t>(length));
-  return type + " " + text + comment;
+  return type + " " + support::base64(blob) + comment;
 }
 
 std::string ed25519(char fill, size_t length = 32) {
@@ -315,6 +309,41 @@ TEST(ReferenceZones, AreAllDifferentAndBeginWithUtc) {
   EXPECT_LE(30, count);
   EXPECT_EQ(static_cast<size_t>(count), zones.size());
   EXPECT_EQ(1u, zones.count("Europe/Berlin"));
+}
+
+// Byte for byte what an appliance has before anyone used it; the space that the agent does not know included.
+TEST_F(ReferenceAccounts, TheFactorysAdministratorIsTheOneOfTheAppliance) {
+  const ncfg_account admin = account("admin");
+  EXPECT_STREQ("*", admin.password);
+  EXPECT_EQ(2u, admin.access_profile);
+  EXPECT_EQ(1u, admin.field_1088);
+  EXPECT_EQ(1u, admin.field_1096);
+  EXPECT_EQ(257u, admin.field_2460);
+  EXPECT_EQ(30, admin.reserved_194[0]);
+  EXPECT_EQ(50, admin.reserved_194[2]);
+}
+
+uint32_t number_of(uint32_t table, const char *key) {
+  cmf_query *query = nCfg_query(table);
+  return cmf_query_do_table_find(query, 0, key, 2) != nullptr ? query->found_key_number : 0;
+}
+
+// The numbers are neither dense nor in the order of a list: nothing may take one for the other.
+TEST_F(ReferenceAccounts, TheFactorysKeysHaveTheirNumbers) {
+  EXPECT_EQ(1u, number_of(NCFG_TABLE_ACCOUNTS, "admin"));
+  EXPECT_EQ(1u, number_of(NCFG_TABLE_ACCESS_PROFILES, "prof_readonly"));
+  EXPECT_EQ(2u, number_of(NCFG_TABLE_ACCESS_PROFILES, "prof_admin"));
+  EXPECT_EQ(11u, number_of(NCFG_TABLE_WIDGETS, "sysinfo"));
+  EXPECT_EQ(27u, number_of(NCFG_TABLE_WIDGETS, "vexwatch"));
+  EXPECT_EQ(12u, number_of(NCFG_TABLE_WIDGETS, "sysres"));
+  EXPECT_EQ(31u, number_of(NCFG_TABLE_WIDGETS, "policysummary"));
+  EXPECT_EQ(15u, number_of(NCFG_TABLE_WIDGETS, "sysop"));
+  EXPECT_EQ(24u, number_of(NCFG_TABLE_WIDGETS, "attacksummary"));
+  EXPECT_EQ(40u, number_of(NCFG_TABLE_WIDGETS, "policy-sessions"));
+  EXPECT_EQ(9u, number_of(NCFG_TABLE_WIDGETS, "alert"));
+  EXPECT_EQ(4u, number_of(NCFG_TABLE_INTERFACES, "port4"));
+  ASSERT_EQ(0, append_account("second"));
+  EXPECT_EQ(2u, number_of(NCFG_TABLE_ACCOUNTS, "second")) << "numbering goes on behind the factory's";
 }
 
 TEST_F(ReferenceAccounts, DaylightSavingFollowsTheZoneOfTheSettings) {
