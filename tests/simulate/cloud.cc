@@ -131,11 +131,13 @@ void cloud_publish() {
   w.current.incarnation++;
   w.counts.revisions++;
   w.current.page_blob = w.dice.percent(30);
+  // At times nothing at all is wanted.
   if (w.dice.percent(4)) {
     w.current.count = 0;
-  }
-  for (uint32_t changes = 1 + w.dice.below(4); changes > 0; changes--) {
-    change_one(&w.current);
+  } else {
+    for (uint32_t changes = 1 + w.dice.below(4); changes > 0; changes--) {
+      change_one(&w.current);
+    }
   }
   note_revision(w.current);
 }

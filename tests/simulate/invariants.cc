@@ -1,7 +1,6 @@
 #include "tests/simulate/invariants.h"
 
 #include <fcntl.h>
-#include <malloc.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -15,11 +14,11 @@
 #include "protocol/wire/status_blob.h"
 #include "tests/simulate/disk.h"
 #include "tests/simulate/expectation.h"
+#include "tests/simulate/memory_watch.h"
 #include "tests/simulate/requests.h"
 #include "tests/simulate/stored.h"
 #include "tests/simulate/view.h"
 
-extern "C" size_t __sanitizer_get_current_allocated_bytes() __attribute__((weak));
 extern "C" int __real_close(int descriptor);
 
 namespace simulate {
@@ -30,24 +29,11 @@ namespace {
 // through for half an hour.
 constexpr uint64_t kLongestQueue = 600;
 
-// How far the memory in use may rise above what the first passes of a life reached: the largest list of extensions, a
-// full queue of events and the documents on their way are far below.
-constexpr size_t kMemorySlack = size_t{3} * 1024 * 1024;
-
-// The lowest use of memory in each window of passes; a leak raises every one of them. The first few are for what the
-// libraries load when it is first needed. In some lives it rose by 28 to 52 kB later and then stayed: which call that
-// is has not been found. A year finds what a week leaves in the slack, and the leak check of a sanitized build looks at
-// every restart.
-constexpr int kWindow = 2000;
-constexpr int kLearningWindows = 4;
-constexpr size_t kFloorSlack = size_t{64} * 1024;
-
 struct Life {
   uint64_t passes;
   uint64_t events;
   int clean;  // passes in a row that found everything told, of the same incarnation
   int32_t clean_incarnation;
-  size_t first_floor, floor, ceiling;
   int lowest_descriptor;
 };
 
@@ -202,38 +188,7 @@ void check_followed() {
   same_number("extensions", "count", kelvane::ext_config()->handlers.count, told.effective.count);
 }
 
-// ---- capacities, memory, descriptors ---------------------------------------------------------------------------
-
-size_t memory_in_use() {
-  if (__sanitizer_get_current_allocated_bytes != nullptr) {
-    return __sanitizer_get_current_allocated_bytes();
-  }
-#if __GLIBC_PREREQ(2, 33)
-  return mallinfo2().uordblks;
-#else
-  return static_cast<unsigned>(mallinfo().uordblks);
-#endif
-}
-
-void check_memory() {
-  const size_t used = memory_in_use();
-  Life &life = gsLife;
-  if (life.passes == 20) {
-    life.ceiling = used + kMemorySlack;
-  } else if (life.passes > 20 && used > life.ceiling) {
-    broken("%zu bytes of memory are in use, %zu at the most were expected", used, life.ceiling);
-  }
-  life.floor = life.passes % kWindow == 1 ? used : std::min(life.floor, used);
-  if (life.passes % kWindow != 0) {
-    return;
-  }
-  if (life.passes <= kWindow * kLearningWindows) {
-    life.first_floor = std::max(life.first_floor, life.floor);
-  } else if (life.floor > life.first_floor + kFloorSlack) {
-    broken("memory grows: never below %zu bytes in %d passes, after %zu in the first of the life", life.floor, kWindow,
-           life.first_floor);
-  }
-}
+// ---- capacities and descriptors ---------------------------------------------------------------------------
 
 void check_descriptors() {
   same_number("descriptors", "number of open ones", disk_open_count(), 0);
@@ -296,7 +251,7 @@ void invariants_end_pass() {
   check_asked();
   check_capacities();
   check_descriptors();
-  check_memory();
+  memory_watch_pass();
   check_documents();
 }
 

@@ -89,9 +89,10 @@ void print_good(double seconds) {
   const Counts &c = world().counts;
   std::printf("seed %" PRIu64 ": ok, %.1f s; passes %" PRIu64 " (told everything %" PRIu64 "), requests %" PRIu64
               " (faulty %" PRIu64 "), incarnations %" PRIu64 ", commands %" PRIu64 ", restarts %" PRIu64
-              ", power cuts %" PRIu64 ", clock jumps %" PRIu64 ", longest queue %" PRIu64 ", digest %016" PRIx64 "\n",
+              ", power cuts %" PRIu64 ", clock jumps %" PRIu64 ", longest queue %" PRIu64 ", memory risen by %" PRIu64
+              ", digest %016" PRIx64 "\n",
               world().seed, seconds, c.passes, c.clean_passes, c.requests, c.faults, c.revisions, c.commands,
-              c.restarts, c.cuts, c.jumps, c.longest_queue, world().digest);
+              c.restarts, c.cuts, c.jumps, c.longest_queue, c.rise, world().digest);
 }
 
 void print_bad(const Options &options) {
@@ -159,15 +160,6 @@ int play_all(const Options &options) {
   return failed;
 }
 
-// The allocator's cache for a thread counts as memory in use, and fills for days: a quarter of a megabyte in which a
-// slow leak would hide. Only a new start of the program is without it.
-void start_without_cache(char **argv) {
-  if (std::getenv("GLIBC_TUNABLES") == nullptr) {
-    setenv("GLIBC_TUNABLES", "glibc.malloc.tcache_count=0", 1);
-    execv("/proc/self/exe", argv);
-  }
-}
-
 }  // namespace
 
 int simulate_main(int argc, char **argv) {
@@ -176,7 +168,6 @@ int simulate_main(int argc, char **argv) {
     usage();
     return 2;
   }
-  start_without_cache(argv);
   platform_make_key();
   const int failed = play_all(options);
   std::printf("%" PRIu64 " seeds of %" PRId64 " days, %d failed\n", options.seeds, options.days, failed);

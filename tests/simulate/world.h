@@ -115,6 +115,7 @@ struct Counts {
   uint64_t turns, passes, clean_passes, settled_checks, commands, requests, faults, events, revisions, restarts, cuts,
       jumps, documents;
   uint64_t longest_queue;
+  uint64_t rise;  // of memory, in bytes, between two times in a life at which nothing was wanted
 };
 
 enum class End : uint8_t { kNone, kRestart, kPowerCut, kOver, kBroken };

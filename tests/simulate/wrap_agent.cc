@@ -4,8 +4,10 @@
 
 #include "extensions/guest_agent.h"
 #include "telemetry/event_queue.h"
+#include "tests/simulate/allocations.h"
 #include "tests/simulate/invariants.h"
 #include "tests/simulate/life.h"
+#include "tests/simulate/memory_watch.h"
 
 // By the names that the linker knows: kelvane::GuestAgent_HandlerExtension and kelvane::AddExtensionEvent.
 extern "C" {
@@ -27,7 +29,9 @@ void __wrap__ZN7kelvane27GuestAgent_HandlerExtensionEPKNS_8ProtocolE(const kelva
 void __wrap__ZN7kelvane17AddExtensionEventEPKciimS1_S1_(const char *name, int32_t operation, int32_t success,
                                                         uint64_t duration, const char *version, const char *text) {
   simulate::invariants_event_queued();
+  const size_t before = simulate::allocations_bytes();
   __real__ZN7kelvane17AddExtensionEventEPKciimS1_S1_(name, operation, success, duration, version, text);
+  simulate::memory_watch_event(simulate::allocations_bytes() - before);
 }
 
 int __wrap_main(int argc, char **argv) {

@@ -1,0 +1,109 @@
+#include "tests/simulate/memory_watch.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <deque>
+
+#include "tests/simulate/allocations.h"
+#include "tests/simulate/expectation.h"
+#include "tests/simulate/requests.h"
+#include "tests/simulate/view.h"
+
+namespace simulate {
+
+namespace {
+
+// The type of the status blob is kept from one pass to the next: no text, or one of 12 bytes at most.
+constexpr size_t kPassSlack = 16;
+
+// OpenSSL keeps texts of the errors that it met last, and an incarnation of more digits is a longer text in a few
+// places. 300 bytes were seen, in a year of one life.
+constexpr size_t kLifeSlack = 1024;
+
+// What is cached when it is first needed is there after this many passes.
+constexpr uint64_t kFirstPasses = 100;
+
+struct Resting {
+  size_t bytes;  // 0 before any
+  int known;     // names that the registry has met, which it never forgets
+};
+
+struct Watched {
+  uint64_t passes;
+  int32_t incarnation, effective;
+  int alike;     // passes in a row that changed nothing
+  size_t bytes;  // after the first that counts of these
+  Resting resting;
+  std::deque<size_t> events;
+  size_t event_bytes;
+  uint64_t events_gone;
+};
+
+Watched gsWatched;
+
+int known_names() {
+  const Expectation &should = expectation();
+  return static_cast<int>(std::count_if(std::begin(should.plugins), std::end(should.plugins),
+                                        [](const Expected &each) { return each.known; }));
+}
+
+void forget_posted_events(Watched *watched) {
+  for (; watched->events_gone < events_posted() && !watched->events.empty(); watched->events_gone++) {
+    watched->event_bytes -= watched->events.front();
+    watched->events.pop_front();
+  }
+}
+
+void check_alike(Watched *watched, size_t bytes) {
+  if (watched->alike == 2) {
+    watched->bytes = bytes;
+    allocations_mark();
+  } else if (bytes > watched->bytes + kPassSlack) {
+    broken("memory grows: %zu bytes more after %d passes that changed nothing; blocks more: %s", bytes - watched->bytes,
+           watched->alike - 2, allocations_since_mark().c_str());
+  }
+}
+
+void check_resting(Watched *watched, size_t bytes) {
+  Resting *resting = &watched->resting;
+  const int known = known_names();
+  if (resting->bytes == 0 || resting->known != known) {
+    *resting = {bytes, known};
+  } else if (bytes > resting->bytes + kLifeSlack) {
+    broken("memory grew: %zu bytes when nothing is wanted, %zu the first time in this life", bytes, resting->bytes);
+  }
+  const uint64_t rise = bytes - std::min(bytes, resting->bytes);
+  world().counts.rise = std::max(world().counts.rise, rise);
+}
+
+}  // namespace
+
+void memory_watch_event(size_t bytes) {
+  gsWatched.events.push_back(bytes);
+  gsWatched.event_bytes += bytes;
+}
+
+void memory_watch_pass() {
+  if (!allocations_counted()) {
+    return;
+  }
+  Watched *watched = &gsWatched;
+  const View &told = view();
+  forget_posted_events(watched);
+  const bool changed = told.incarnation != watched->incarnation || told.effective.incarnation != watched->effective ||
+                       expectation_commands() != 0;
+  watched->incarnation = told.incarnation;
+  watched->effective = told.effective.incarnation;
+  watched->alike = changed ? 0 : watched->alike + 1;
+  if (watched->passes++ < kFirstPasses || watched->alike < 2) {
+    watched->alike = std::min(watched->alike, 1);
+    return;
+  }
+  const size_t bytes = allocations_bytes() - watched->event_bytes;
+  check_alike(watched, bytes);
+  if (told.effective.count == 0) {
+    check_resting(watched, bytes);
+  }
+}
+
+}  // namespace simulate
