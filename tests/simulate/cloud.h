@@ -1,21 +1,16 @@
-// The model of the cloud: what it wants of the appliance, the documents that say so, and its answer to each request,
-// three in ten of them faulty in one of many ways. Answers are made in memory; nothing blocks, only the clock moves.
+// The model of the cloud: its answer to each request. Here are the wire server and the storage service; the metadata
+// service has its own file. Answers are made in memory; nothing blocks, only the clock moves.
 #ifndef KELVANE_TESTS_SIMULATE_CLOUD_H
 #define KELVANE_TESTS_SIMULATE_CLOUD_H
 
 #include <curl/curl.h>
 
 #include <cstdint>
-#include <string>
 #include <string_view>
 
 #include "tests/simulate/world.h"
 
 namespace simulate {
-
-// The first revision of a new world, and the next one: something of the current one changes.
-void cloud_begin();
-void cloud_publish();
 
 enum class Method { kGet, kHead, kPost, kPut };
 
@@ -23,6 +18,8 @@ struct Request {
   std::string_view url;
   Method method;
   bool fail_on_error;
+  long timeout;           // in seconds, 0 for none
+  bool identified;        // the transport certificate is shown
   std::string_view body;  // of a POST or PUT
 };
 
@@ -36,9 +33,10 @@ struct Reply {
 // Answers a request, takes the time that it takes, and lets the view of the agent's knowledge follow what it was given.
 Reply cloud_answer(const Request &request);
 
-// The command that CustomScript finds in these settings, empty for none; and the identifier that it configures.
-std::string command_of(const Wanted &wanted);
-std::string appliance_of(const Wanted &wanted);
+struct Route {
+  const char *part;  // of the address
+  Reply (*answer)(const Request &request);
+};
 
 }  // namespace simulate
 

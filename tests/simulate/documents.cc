@@ -1,28 +1,10 @@
 #include "tests/simulate/documents.h"
 
-#include <map>
-
-#include "tests/simulate/cloud.h"
+#include "tests/simulate/wanted.h"
 
 namespace simulate {
 
 namespace {
-
-struct Rendered {
-  int32_t incarnation = -1;
-  std::string text;
-};
-
-// The current and the previous revision alternate at most.
-template <typename Render>
-const std::string &kept(Rendered (&slots)[2], const Revision &revision, Render render) {
-  Rendered &slot = slots[revision.incarnation & 1];
-  if (slot.incarnation != revision.incarnation) {
-    slot.text = render(revision);
-    slot.incarnation = revision.incarnation;
-  }
-  return slot.text;
-}
 
 std::string render_goal_state(const Revision &revision) {
   const std::string number = std::to_string(revision.incarnation);
@@ -35,12 +17,6 @@ std::string render_goal_state(const Revision &revision) {
          base + "extensions&amp;incarnation=" + number + "</ExtensionsConfig><Certificates>" + base +
          "certificates</Certificates><ConfigName>c." + number +
          "</ConfigName></Configuration></RoleInstance></RoleInstanceList></Container></GoalState>";
-}
-
-const char *asked_text(const Wanted &wanted) {
-  static const char *const kLower[] = {"enabled", "disabled", "uninstall", "enable"};
-  static const char *const kUpper[] = {"Enabled", "DISABLED", "Uninstall", "ENABLE"};
-  return (wanted.other_case ? kUpper : kLower)[static_cast<int>(wanted.asked)];
 }
 
 // JSON in XML: the texts hold nothing that either would have to escape but quotation marks inside JSON texts.
@@ -103,6 +79,12 @@ const std::string &versions_document() {
       "<?xml version=\"1.0\"?><Versions><Preferred><Version>2012-11-30</Version></Preferred><Supported>"
       "<Version>2012-11-30</Version></Supported></Versions>";
   return text;
+}
+
+const char *asked_text(const Wanted &wanted) {
+  static const char *const kLower[] = {"enabled", "disabled", "uninstall", "enable"};
+  static const char *const kUpper[] = {"Enabled", "DISABLED", "Uninstall", "ENABLE"};
+  return (wanted.other_case ? kUpper : kLower)[static_cast<int>(wanted.asked)];
 }
 
 std::string base64(const std::string &bytes) {

@@ -4,8 +4,8 @@
 #include <csignal>
 
 #include "platform/platform.h"
-#include "tests/simulate/cloud.h"
 #include "tests/simulate/disk.h"
+#include "tests/simulate/wanted.h"
 #include "tests/simulate/world.h"
 
 namespace simulate {

@@ -6,8 +6,9 @@
 #include <cstring>
 #include <vector>
 
-#include "tests/simulate/cloud.h"
+#include "tests/simulate/metadata_service.h"
 #include "tests/simulate/view.h"
+#include "tests/simulate/wanted.h"
 
 namespace simulate {
 
@@ -137,7 +138,7 @@ void launch(int row, Command command, const char *version, const Wanted *entry) 
     return;
   }
   if (entry != nullptr) {
-    put(plugin->extension_name, kNameTexts[row]);
+    put(plugin->extension_name, world().metadata ? settings_name_of(row).c_str() : kNameTexts[row]);
   }
   switch (command) {
     case Command::kInstall:
@@ -196,6 +197,10 @@ void handle(const Wanted &wanted, const Wanted *entry, bool unchanged) {
 }  // namespace
 
 const Wanted *settings_entry(const Revision &revision, int index) {
+  if (world().metadata) {
+    const Wanted &own = revision.wanted[index];
+    return own.settings != Settings::kNoEntry ? &own : nullptr;
+  }
   const auto same = [&](int other) {
     return revision.wanted[other].name == revision.wanted[index].name &&
            std::strcmp(revision.wanted[other].version, revision.wanted[index].version) == 0;

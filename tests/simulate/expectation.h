@@ -27,8 +27,8 @@ const Expectation &expectation();
 int expectation_commands();
 int expectation_seen();
 
-// The settings entry that goes with the wanted extension at index, null for none: the last one of its name and version,
-// and only for the first extension of these.
+// The settings that go with the wanted extension at index, null for none: its own under the metadata service; of the
+// wire server's, the last entry of its name and version, and only for the first extension of these.
 const Wanted *settings_entry(const Revision &revision, int index);
 
 }  // namespace simulate

@@ -9,13 +9,16 @@
 
 #include "plugins/plugin.h"
 #include "plugins/plugin_registry.h"
+#include "protocol/metadata/metadata_state.h"
 #include "protocol/wire/ext_config.h"
 #include "protocol/wire/goal_state.h"
 #include "protocol/wire/status_blob.h"
 #include "tests/simulate/disk.h"
 #include "tests/simulate/expectation.h"
 #include "tests/simulate/memory_watch.h"
+#include "tests/simulate/metadata_reports.h"
 #include "tests/simulate/requests.h"
+#include "tests/simulate/sent.h"
 #include "tests/simulate/stored.h"
 #include "tests/simulate/view.h"
 
@@ -179,13 +182,27 @@ void check_asked() {
 
 // ---- what the agent knows --------------------------------------------------------------------------------------
 
-void check_followed() {
-  const View &told = view();
+void check_wire_followed(const View &told) {
   const char *incarnation = kelvane::goal_state()->incarnation.get();
   const std::string should = told.incarnation != 0 ? std::to_string(told.incarnation) : "";
   same_text("goal state", "incarnation", incarnation != nullptr ? incarnation : "", should.c_str());
-  same_number("extensions", "incarnation", kelvane::ext_config()->incarnation, told.effective.incarnation);
-  same_number("extensions", "count", kelvane::ext_config()->handlers.count, told.effective.count);
+  same_number("extensions", "incarnation", kelvane::ext_config()->incarnation, told.held.incarnation);
+  same_number("extensions", "count", kelvane::ext_config()->handlers.count, told.held.count);
+}
+
+void check_metadata_followed(const View &told) {
+  const kelvane::MetadataState *state = kelvane::metadata_state();
+  const std::string should = told.held_etag != 0 ? "\"" + std::to_string(told.held_etag) + "\"" : "";
+  same_text("metadata", "ETag", state->etag.present() ? state->etag.get() : "", should.c_str());
+  same_number("metadata", "number of handlers", state->handlers.count, told.held.count);
+}
+
+void check_followed() {
+  if (world().metadata) {
+    check_metadata_followed(view());
+  } else {
+    check_wire_followed(view());
+  }
 }
 
 // ---- capacities and descriptors ---------------------------------------------------------------------------
@@ -207,10 +224,22 @@ void check_capacities() {
   if (blob->extension_count > kelvane::kStatusBlobExtensions || blob->vm.handler_count > 3) {
     broken("the status blob holds %d extensions and %d handlers", blob->extension_count, blob->vm.handler_count);
   }
+  // Nobody drains the queue under the metadata service; that is meant.
+  if (world().metadata) {
+    return;
+  }
   const uint64_t queued = gsLife.events - std::min(gsLife.events, events_posted());
   world().counts.longest_queue = std::max(world().counts.longest_queue, queued);
   if (queued > kLongestQueue) {
     broken("%llu events wait", static_cast<unsigned long long>(queued));
+  }
+}
+
+void check_sent() {
+  if (world().metadata) {
+    check_metadata_reports(sent_last());
+  } else if (!sent_last().status_blob.empty()) {
+    check_status_document(sent_last().status_blob);
   }
 }
 
@@ -219,11 +248,11 @@ void check_documents() {
   if (expectation_commands() > 0) {
     check_status_file(disk_bytes(kStatusFile));
   }
-  if (!last_status_document().empty() && (expectation_commands() > 0 || gsLife.passes % 100 == 0)) {
+  if (expectation_commands() > 0 || gsLife.passes % 100 == 0) {
     world().counts.documents++;
-    check_status_document(last_status_document());
+    check_sent();
   }
-  forget_status_document();
+  sent_forget();
 }
 
 }  // namespace
@@ -238,6 +267,7 @@ void invariants_begin_pass() {
   w.last_pass = w.now;
   w.back_since_pass = 0;
   w.counts.passes++;
+  w.counts.metadata_lives += w.metadata && gsLife.passes == 0 ? 1 : 0;
   gsLife.passes++;
   happened("pass");
   expectation_begin_pass();

@@ -8,9 +8,9 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "tests/simulate/cloud.h"
 #include "tests/simulate/events.h"
 #include "tests/simulate/invariants.h"
+#include "tests/simulate/wanted.h"
 #include "tests/simulate/world.h"
 
 namespace simulate {
@@ -20,9 +20,27 @@ namespace {
 // Real seconds that a life may take: an agent that loops without the clock moving never ends by itself.
 constexpr unsigned kLongestLife = 900;
 
+// The address of the wire server is known from before, comes a while after the start, or never.
+void draw_lease(World &w) {
+  const bool never = w.dice.percent(w.metadata_percent);
+  const int64_t late = w.dice.percent(20) ? w.dice.between(1, 60) : 0;
+  w.endpoint_at = never ? INT64_MAX : w.now + late;
+  w.configuration.port.AzureEndpoint = 0;
+  w.metadata = true;
+}
+
+// What the agent prints, others would see; the simulation tells what it has to in the world.
+void silence(const World &w) {
+  if (!w.log && std::freopen("/dev/null", "w", stdout) == nullptr) {
+    std::exit(2);
+  }
+}
+
 [[noreturn]] void live() {
   prctl(PR_SET_PDEATHSIG, SIGKILL);  // whoever ends the program ends this, too
   alarm(kLongestLife);
+  silence(world());
+  draw_lease(world());
   invariants_begin_life();
   events_begin_life();
   agent_main();

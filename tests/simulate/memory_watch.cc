@@ -6,7 +6,7 @@
 
 #include "tests/simulate/allocations.h"
 #include "tests/simulate/expectation.h"
-#include "tests/simulate/requests.h"
+#include "tests/simulate/sent.h"
 #include "tests/simulate/view.h"
 
 namespace simulate {
@@ -16,9 +16,9 @@ namespace {
 // The type of the status blob is kept from one pass to the next: no text, or one of 12 bytes at most.
 constexpr size_t kPassSlack = 16;
 
-// OpenSSL keeps texts of the errors that it met last, and an incarnation of more digits is a longer text in a few
-// places. 300 bytes were seen, in a year of one life.
-constexpr size_t kLifeSlack = 1024;
+// OpenSSL keeps room for the texts of the last 16 errors, 81 bytes each, and an incarnation of more digits is a longer
+// text in a few places.
+constexpr size_t kLifeSlack = 2048;
 
 // What is cached when it is first needed is there after this many passes.
 constexpr uint64_t kFirstPasses = 100;
@@ -30,7 +30,8 @@ struct Resting {
 
 struct Watched {
   uint64_t passes;
-  int32_t incarnation, effective;
+  int32_t incarnation, effective, held;
+  uint64_t certificates;
   int alike;     // passes in a row that changed nothing
   size_t bytes;  // after the first that counts of these
   Resting resting;
@@ -91,9 +92,12 @@ void memory_watch_pass() {
   const View &told = view();
   forget_posted_events(watched);
   const bool changed = told.incarnation != watched->incarnation || told.effective.incarnation != watched->effective ||
+                       told.held.incarnation != watched->held || told.certificates != watched->certificates ||
                        expectation_commands() != 0;
   watched->incarnation = told.incarnation;
   watched->effective = told.effective.incarnation;
+  watched->held = told.held.incarnation;
+  watched->certificates = told.certificates;
   watched->alike = changed ? 0 : watched->alike + 1;
   if (watched->passes++ < kFirstPasses || watched->alike < 2) {
     watched->alike = std::min(watched->alike, 1);
@@ -101,7 +105,7 @@ void memory_watch_pass() {
   }
   const size_t bytes = allocations_bytes() - watched->event_bytes;
   check_alike(watched, bytes);
-  if (told.effective.count == 0) {
+  if (told.held.count == 0) {
     check_resting(watched, bytes);
   }
 }

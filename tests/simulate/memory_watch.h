@@ -8,7 +8,7 @@
 
 namespace simulate {
 
-// An event of so many bytes was queued. Events leave the queue in their order (requests.h counts them).
+// An event of so many bytes was queued. Events leave the queue in their order (sent.h counts them).
 void memory_watch_event(size_t bytes);
 
 // A pass is over and everything else about it was found right.

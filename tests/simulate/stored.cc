@@ -3,32 +3,14 @@
 #include <algorithm>
 #include <cstring>
 #include <map>
-#include <nlohmann/json.hpp>
 #include <vector>
 
-#include "tests/simulate/expectation.h"
+#include "tests/simulate/check_json.h"
 #include "tests/simulate/view.h"
 
 namespace simulate {
 
 namespace {
-
-using Json = nlohmann::json;
-
-void same(const std::string &what, const Json &is, const Json &should) {
-  if (is != should) {
-    broken("%s is %s and should be %s", what.c_str(), is.dump().c_str(), should.dump().c_str());
-  }
-}
-
-Json parse(const char *what, std::string_view bytes) {
-  Json parsed = Json::parse(bytes, nullptr, false);
-  if (parsed.is_discarded()) {
-    const std::string_view end = bytes.substr(bytes.size() - std::min<size_t>(bytes.size(), 200));
-    broken("the %s of %zu bytes is no JSON: ...%s", what, bytes.size(), std::string(end).c_str());
-  }
-  return parsed;
-}
 
 Json config_of(const Expected &plugin) {
   Json config = {{"installed", plugin.installed}};
@@ -51,16 +33,8 @@ Json element_of(int row, const Expected &plugin) {
 
 // ---- the status document ---------------------------------------------------------------------------------------
 
-std::string cut(const char *text, size_t length) {
-  return std::string(text).substr(0, length);
-}
-
 Json formatted(const std::string &text) {
   return {{"lang", "en-US"}, {"message", text.empty() ? Json() : Json(text)}};
-}
-
-bool has_status(const Wanted &wanted, const Expected &plugin) {
-  return wanted.version[0] != '\0' && std::strcmp(plugin.version, wanted.version) == 0;
 }
 
 // By the name under which the extension's status is recorded: the latest status of six names at most.
@@ -80,24 +54,24 @@ std::map<std::string, const Expected *> recorded(const Revision &revision) {
 void check_handler(const Json &is, int row, const Expected &plugin,
                    const std::map<std::string, const Expected *> &names) {
   const std::string what = std::string("the status of ") + kNameTexts[row];
-  same(what + ", name", is.at("handlerName"), cut(kNameTexts[row], 127));
-  same(what + ", version", is.at("handlerVersion"), plugin.version);
-  same(what + ", status", is.at("status"), plugin.installed != 0 ? "Ready" : "NotReady");
-  same(what + ", message", is.value("formattedMessage", Json()),
-       plugin.message[0] != '\0' ? formatted(cut(plugin.message, 127)) : Json());
+  same_json(what + ", name", is.at("handlerName"), cut(kNameTexts[row], 127));
+  same_json(what + ", version", is.at("handlerVersion"), plugin.version);
+  same_json(what + ", status", is.at("status"), plugin.installed != 0 ? "Ready" : "NotReady");
+  same_json(what + ", message", is.value("formattedMessage", Json()),
+            plugin.message[0] != '\0' ? formatted(cut(plugin.message, 127)) : Json());
   if (names.empty()) {
-    same(what + ", settings status", is.contains("runtimeSettingsStatus"), false);
+    same_json(what + ", settings status", is.contains("runtimeSettingsStatus"), false);
     return;
   }
   const Json settings = is.at("runtimeSettingsStatus");
   const auto found = names.find(cut(plugin.extension_name, 127));
   if (found == names.end()) {
-    same(what + ", settings status", settings, Json::object());
+    same_json(what + ", settings status", settings, Json::object());
     return;
   }
   // What a plugin says of itself when it is not installed is nothing, and its number is then 0.
   const Expected &told = *found->second;
-  same(what + ", sequence number", settings.at("sequenceNumber"), told.installed != 0 ? told.sequence_number : 0);
+  same_json(what + ", sequence number", settings.at("sequenceNumber"), told.installed != 0 ? told.sequence_number : 0);
 }
 
 // The text of what was put. In pages it is filled up with zeroes, and a document that fills its pages to the last byte
@@ -115,7 +89,7 @@ std::string text_of(const std::string &put) {
 }  // namespace
 
 void check_status_file(std::string_view bytes) {
-  const Json file = parse("status file", bytes);
+  const Json file = parse_json("status file", bytes);
   Json should = Json::object();
   for (int row = 0; row < kNames; row++) {
     const Expected &plugin = world().durable.plugins[row];
@@ -123,15 +97,15 @@ void check_status_file(std::string_view bytes) {
       should[kNameTexts[row]] = element_of(row, plugin);
     }
   }
-  same("number of plugins in the status file", file.size(), should.size());
+  same_json("number of plugins in the status file", file.size(), should.size());
   for (const Json &element : file) {
     const std::string name = element.at("name").get<std::string>();
-    same("status file: " + name, element, should.value(name, Json()));
+    same_json("status file: " + name, element, should.value(name, Json()));
   }
 }
 
 void check_status_document(const std::string &document) {
-  const Json status = parse("status document", text_of(document));
+  const Json status = parse_json("status document", text_of(document));
   const Json &handlers = status.at("aggregateStatus").at("handlerAggregateStatus");
   const Revision &revision = view().effective;
   const auto names = recorded(revision);
@@ -146,7 +120,7 @@ void check_status_document(const std::string &document) {
       check_handler(handlers[reported++], row, plugin, names);
     }
   }
-  same("number of handlers in the status document", handlers.size(), reported);
+  same_json("number of handlers in the status document", handlers.size(), reported);
 }
 
 }  // namespace simulate

@@ -1,6 +1,7 @@
 #include "tests/simulate/view.h"
 
 #include "tests/simulate/documents.h"
+#include "tests/simulate/metadata_service.h"
 
 namespace simulate {
 
@@ -22,28 +23,98 @@ const Revision *revision_of(std::string_view bytes, Document document) {
   return bytes == document(w.previous) ? &w.previous : nullptr;
 }
 
+void goal_state_given(const Given &given) {
+  const Revision *told = given.result == CURLE_OK ? revision_of(given.collected, goal_state_document) : nullptr;
+  gsView.incarnation = told != nullptr ? told->incarnation : gsView.incarnation;
+}
+
+void extensions_given(const Given &given) {
+  const Revision *told = given.result == CURLE_OK ? revision_of(given.collected, extensions_document) : nullptr;
+  if (told != nullptr) {
+    gsView.effective = gsView.held = *told;
+  }
+}
+
+// ---- the metadata service --------------------------------------------------------------------------------------
+
+constexpr int kAttempts = 3;
+
+int32_t etag_in(std::string_view header) {
+  for (const Revision *each : {&world().current, &world().previous}) {
+    if (contains(header, etag_of(*each))) {
+      return each->incarnation;
+    }
+  }
+  return 0;
+}
+
+// The call is over: what it brought counts for this pass alone, the rest stays for the configuration dump.
+void handlers_told(const Given &given) {
+  static const Revision kNothing = {};
+  static int32_t marker = 0;  // of the pass before
+  const Revision *told = nullptr;
+  if (given.result == CURLE_OK) {
+    told = given.collected == metadata_error_document() ? &kNothing : revision_of(given.collected, handlers_document);
+  }
+  gsView.effective = told != nullptr ? *told : kNothing;
+  if (told != nullptr) {
+    gsView.held = *told;
+    gsView.held_etag = gsView.incarnation;
+  }
+  const bool same_etag = gsView.incarnation != 0 && gsView.incarnation == marker;
+  const bool whole = gsView.incarnation != 0 && gsView.effective.incarnation == gsView.incarnation;
+  const bool missed = gsView.incarnation != 0 && (same_etag ? gsView.missed : !whole);
+  world().counts.missed += missed && !gsView.missed ? 1 : 0;
+  gsView.missed = missed;
+  marker = gsView.incarnation;
+}
+
+void handlers_given(const Given &given) {
+  static int attempts = 0;
+  if (attempts++ == 0) {
+    gsView.incarnation = 0;
+  }
+  const int32_t etag = etag_in(given.header);
+  gsView.incarnation = etag != 0 ? etag : gsView.incarnation;
+  if (given.result == CURLE_OK || attempts == kAttempts) {
+    attempts = 0;
+    handlers_told(given);
+  }
+}
+
+void certificate_given(const Given &) {
+  gsView.certificates++;
+}
+
+struct Row {
+  const char *part;  // of the address
+  void (*given)(const Given &given);
+};
+
+constexpr Row kRows[] = {
+    {"comp=goalstate", goal_state_given},
+    {"comp=extensions", extensions_given},
+    {"Microsoft.Compute/certificateData/", certificate_given},
+    {"Microsoft.Compute/extensionHandlers", handlers_given},
+};
+
 }  // namespace
 
 const View &view() {
   return gsView;
 }
 
-void view_given(std::string_view url, CURLcode result, std::string_view collected) {
-  if (result != CURLE_OK) {
-    return;
-  }
-  if (contains(url, "comp=goalstate")) {
-    const Revision *told = revision_of(collected, goal_state_document);
-    gsView.incarnation = told != nullptr ? told->incarnation : gsView.incarnation;
-  } else if (contains(url, "comp=extensions")) {
-    const Revision *told = revision_of(collected, extensions_document);
-    gsView.effective = told != nullptr ? *told : gsView.effective;
+void view_given(const Given &given) {
+  for (const Row &row : kRows) {
+    if (contains(given.url, row.part)) {
+      row.given(given);
+    }
   }
 }
 
 bool view_is_current() {
   const int32_t wanted = world().current.incarnation;
-  return gsView.incarnation == wanted && gsView.effective.incarnation == wanted;
+  return gsView.incarnation == wanted && gsView.effective.incarnation == wanted && !gsView.missed;
 }
 
 }  // namespace simulate

@@ -1,4 +1,4 @@
-// What the agent was told: which incarnation it last read whole and which extensions it therefore has, followed from
+// What the agent was told: which incarnation or ETag it goes by and which extensions it therefore has, followed from
 // the bytes that it was given, attempt by attempt, and from nothing that the agent itself says. Lives as long as the
 // agent's process does.
 #ifndef KELVANE_TESTS_SIMULATE_VIEW_H
@@ -13,15 +13,32 @@
 namespace simulate {
 
 struct View {
-  int32_t incarnation;  // 0 before any
-  Revision effective;   // incarnation 0 before any
+  // Of the wire server: read last. Of the metadata service: the ETag of this pass. 0 for none.
+  int32_t incarnation;
+  // The extensions that this pass goes by. Of the wire server: read last; of the metadata service: read in this pass.
+  // Incarnation 0 for none.
+  Revision effective;
+  // The extensions read last; and, under the metadata service, the ETag that came with them.
+  Revision held;
+  int32_t held_etag;
+  // The ETag stands for a document that never came through, so that its change is deliberately taken for handled: an
+  // ETag counts as soon as its header is there.
+  bool missed;
+  // How often a certificate was asked for.
+  uint64_t certificates;
 };
 
 const View &view();
 
-// A GET for this address is over, with this result; collected is all that the caller's buffer holds by now, which may
-// begin with what earlier attempts of the same call left.
-void view_given(std::string_view url, CURLcode result, std::string_view collected);
+// What one attempt of a GET gave: its result, all that the caller's buffer holds by now (which may begin with what
+// earlier attempts of the same call left), and the header line that the agent may look at.
+struct Given {
+  std::string_view url;
+  CURLcode result;
+  std::string_view collected;
+  std::string_view header;
+};
+void view_given(const Given &given);
 
 // Whether the agent has been told everything that the cloud wants at the moment.
 bool view_is_current();

@@ -61,6 +61,8 @@ void set_habits(World &w) {
   w.mean_restart = w.steady ? 0 : dice.between(longest / 4, longest);
   w.mean_cut = w.steady ? 0 : dice.between(longest / 4, longest);
   w.mean_jump = dice.between(6 * kHour, 5 * kDay);
+  const uint32_t service = dice.below(100);
+  w.metadata_percent = service < 65 ? 0 : service < 85 ? 100 : 50;
 }
 
 void set_factory(World &w) {
@@ -69,7 +71,6 @@ void set_factory(World &w) {
   std::snprintf(factory.settings.time_zone, sizeof factory.settings.time_zone, "UTC");
   std::snprintf(factory.port.name, sizeof factory.port.name, "port1");
   factory.port.addressing_mode = NCFG_ADDRESSING_DHCP;
-  factory.port.AzureEndpoint = 0x10813FA8;  // 168.63.129.16
   factory.accounts = 1;
   std::snprintf(factory.account[0].name, sizeof factory.account[0].name, "admin");
   std::snprintf(w.zone.os_version, sizeof w.zone.os_version, "Pellix 7.4");

@@ -115,7 +115,8 @@ struct Counts {
   uint64_t turns, passes, clean_passes, settled_checks, commands, requests, faults, events, revisions, restarts, cuts,
       jumps, documents;
   uint64_t longest_queue;
-  uint64_t rise;  // of memory, in bytes, between two times in a life at which nothing was wanted
+  uint64_t metadata_lives, missed;  // changes that a broken answer under its ETag hid
+  uint64_t rise;                    // of memory, in bytes, between two times in a life at which nothing was wanted
 };
 
 enum class End : uint8_t { kNone, kRestart, kPowerCut, kOver, kBroken };
@@ -133,9 +134,12 @@ struct World {
   int64_t change_at, restart_at, cut_at, jump_at, command_at;
   int64_t mean_change, mean_restart, mean_cut, mean_jump;
   uint32_t fault_percent;
-  int64_t last_pass;         // start of the last pass
-  int64_t back_since_pass;   // seconds that the wall clock was set back since
-  int32_t cut_at_file_call;  // counts down file calls to a power cut; 0 for none
+  uint32_t metadata_percent;  // of the starts find no wire server and take the metadata service
+  int64_t endpoint_at;        // when the lease with the wire server's address comes, in this life
+  bool metadata;              // what the agent must have chosen from that
+  int64_t last_pass;          // start of the last pass
+  int64_t back_since_pass;    // seconds that the wall clock was set back since
+  int32_t cut_at_file_call;   // counts down file calls to a power cut; 0 for none
 
   Revision current, previous;
   Expectation durable;  // what the status file holds, as it should be

@@ -9,6 +9,7 @@
 #include "include/buffer.h"
 #include "tests/simulate/cloud.h"
 #include "tests/simulate/requests.h"
+#include "tests/simulate/sent.h"
 #include "tests/simulate/view.h"
 
 #undef curl_easy_setopt
@@ -22,6 +23,8 @@ struct Handle {
   std::string url;
   bool no_body, post, upload, fail_on_error;
   long size;
+  long timeout;
+  const curl_slist *headers;
   const char *fields;
   Callback write, read, header;
   void *write_data, *read_data, *header_data;
@@ -29,8 +32,6 @@ struct Handle {
 };
 
 int gsHandles = 0;
-std::string gsStatusDocument;
-uint64_t gsEventsPosted = 0;
 
 Handle *of(CURL *handle) {
   return static_cast<Handle *>(handle);
@@ -49,6 +50,9 @@ void set_number(Handle *handle, unsigned option, long value) {
       break;
     case CURLOPT_UPLOAD:
       handle->upload = value != 0;
+      break;
+    case CURLOPT_TIMEOUT:
+      handle->timeout = value;
       break;
     case CURLOPT_FAILONERROR:
       handle->fail_on_error = value != 0;
@@ -69,6 +73,9 @@ void set_object(Handle *handle, unsigned option, void *value) {
       break;
     case CURLOPT_POSTFIELDS:
       handle->fields = static_cast<const char *>(value);
+      break;
+    case CURLOPT_HTTPHEADER:
+      handle->headers = static_cast<const curl_slist *>(value);
       break;
     case CURLOPT_WRITEDATA:
       handle->write_data = value;
@@ -102,6 +109,16 @@ simulate::Method method_of(const Handle &handle) {
     return simulate::Method::kPost;
   }
   return handle.no_body ? simulate::Method::kHead : simulate::Method::kGet;
+}
+
+bool identified(const Handle &handle) {
+  constexpr std::string_view kName = "x-ms-vmagent-public-x509-cert: ";
+  for (const curl_slist *each = handle.headers; each != nullptr; each = each->next) {
+    if (std::string_view(each->data).substr(0, kName.size()) == kName) {
+      return true;
+    }
+  }
+  return false;
 }
 
 std::string read_upload(const Handle &handle) {
@@ -147,26 +164,11 @@ void deliver_header(const Handle &handle, std::string_view line) {
   }
 }
 
-uint64_t count(std::string_view text, std::string_view part) {
-  uint64_t found = 0;
-  for (size_t at = text.find(part); at != std::string_view::npos; at = text.find(part, at + part.size())) {
-    found++;
-  }
-  return found;
-}
-
-void keep_what_was_sent(const simulate::Request &request) {
-  if (request.url.find("storage.example.net") != std::string_view::npos && request.body.size() > 1) {
-    gsStatusDocument = request.body;
-  } else if (request.url.find("comp=telemetrydata") != std::string_view::npos) {
-    gsEventsPosted += count(request.body, "<Event ");
-  }
-}
-
 CURLcode perform(Handle *handle) {
   const std::string body = body_of(*handle);
-  const simulate::Request request = {handle->url, method_of(*handle), handle->fail_on_error, body};
-  keep_what_was_sent(request);
+  const simulate::Request request = {handle->url,     method_of(*handle),  handle->fail_on_error,
+                                     handle->timeout, identified(*handle), body};
+  simulate::sent(request.url, request.body);
   const simulate::Reply reply = simulate::cloud_answer(request);
   handle->code = reply.code;
   deliver_header(*handle, reply.header);
@@ -174,8 +176,8 @@ CURLcode perform(Handle *handle) {
   const CURLcode result = delivered != CURLE_OK ? delivered : reply.result;
   if (request.method == simulate::Method::kGet) {
     const auto *buffer = static_cast<const kelvane::Buffer *>(handle->write_data);
-    simulate::view_given(request.url, result,
-                         std::string_view(buffer->data != nullptr ? buffer->data : "", buffer->length));
+    simulate::view_given({request.url, result,
+                          std::string_view(buffer->data != nullptr ? buffer->data : "", buffer->length), reply.header});
   }
   return result;
 }
@@ -186,18 +188,6 @@ namespace simulate {
 
 int requests_open() {
   return gsHandles;
-}
-
-const std::string &last_status_document() {
-  return gsStatusDocument;
-}
-
-void forget_status_document() {
-  gsStatusDocument.clear();
-}
-
-uint64_t events_posted() {
-  return gsEventsPosted;
 }
 
 }  // namespace simulate

@@ -1,0 +1,59 @@
+#include "tests/simulate/sent.h"
+
+namespace simulate {
+
+namespace {
+
+Sent gsSent;
+uint64_t gsEventsPosted = 0;
+
+bool contains(std::string_view text, std::string_view part) {
+  return text.find(part) != std::string_view::npos;
+}
+
+uint64_t count(std::string_view text, std::string_view part) {
+  uint64_t found = 0;
+  for (size_t at = text.find(part); at != std::string_view::npos; at = text.find(part, at + part.size())) {
+    found++;
+  }
+  return found;
+}
+
+// Between the resource and the query.
+std::string extension_in(std::string_view url) {
+  constexpr std::string_view kResource = "/status/extensions/";
+  const std::string_view rest = url.substr(url.find(kResource) + kResource.size());
+  return std::string(rest.substr(0, rest.find("?api-version=")));
+}
+
+}  // namespace
+
+void sent(std::string_view url, std::string_view body) {
+  if (contains(url, "storage.example.net")) {
+    if (body.size() > 1) {
+      gsSent.status_blob = body;
+    }
+  } else if (contains(url, "comp=telemetrydata")) {
+    gsEventsPosted += count(body, "<Event ");
+  } else if (contains(url, "/status/vmagent?")) {
+    gsSent.vm_status = body;
+  } else if (contains(url, "/status/extensions/")) {
+    gsSent.extensions[extension_in(url)] = body;
+  }
+}
+
+const Sent &sent_last() {
+  return gsSent;
+}
+
+void sent_forget() {
+  gsSent.status_blob.clear();
+  gsSent.vm_status.clear();
+  gsSent.extensions.clear();
+}
+
+uint64_t events_posted() {
+  return gsEventsPosted;
+}
+
+}  // namespace simulate

@@ -1,0 +1,30 @@
+// What the agent sent and somebody looks at later: kept from one look to the next.
+#ifndef KELVANE_TESTS_SIMULATE_SENT_H
+#define KELVANE_TESTS_SIMULATE_SENT_H
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <string_view>
+
+namespace simulate {
+
+struct Sent {
+  std::string status_blob;                        // whole or in pages
+  std::string vm_status;                          // to the metadata service
+  std::map<std::string, std::string> extensions;  // to the metadata service, by the name in the address
+};
+
+// A request goes out.
+void sent(std::string_view url, std::string_view body);
+
+// The last of each kind since they were forgotten; empty for none.
+const Sent &sent_last();
+void sent_forget();
+
+// Telemetry events in all posts of this life.
+uint64_t events_posted();
+
+}  // namespace simulate
+
+#endif

@@ -1,0 +1,166 @@
+#include "tests/simulate/wanted.h"
+
+#include <algorithm>
+#include <cstdio>
+
+#include "tests/simulate/documents.h"
+
+namespace simulate {
+
+namespace {
+
+// Equal numbers in other texts, three numbers, and one that is longer than what a plugin keeps.
+constexpr const char *kVersions[] = {
+    "1.0.0.0",
+    "1.2.0.0",
+    "1.1.9.9",
+    "1.10.0.0",
+    "2.0.0.1",
+    "2.0.0.10",
+    "01.2.0.0",
+    "1.2.3",
+    "not.a.one",
+    "",
+    "1.2.0.0.build-of-the-long-winter-2025",
+};
+
+void draw_version(Wanted *wanted) {
+  Dice &dice = world().dice;
+  // Mostly ordinary ones.
+  const uint32_t count = dice.percent(85) ? 6 : sizeof kVersions / sizeof kVersions[0];
+  std::snprintf(wanted->version, sizeof wanted->version, "%s", kVersions[dice.below(count)]);
+}
+
+void draw_asked(Wanted *wanted) {
+  Dice &dice = world().dice;
+  const uint32_t roll = dice.below(100);
+  wanted->asked = roll < 70   ? Asked::kEnabled
+                  : roll < 83 ? Asked::kDisabled
+                  : roll < 97 ? Asked::kUninstall
+                              : Asked::kUnknown;
+  wanted->other_case = dice.percent(10);
+}
+
+void draw_settings(Wanted *wanted) {
+  Dice &dice = world().dice;
+  wanted->settings = static_cast<Settings>(dice.below(static_cast<uint32_t>(Settings::kCount)));
+  // Numbers that come again, one that means "none" to a plugin, and ever new ones.
+  const uint32_t roll = dice.below(100);
+  wanted->sequence_number = roll < 30   ? static_cast<int32_t>(dice.below(4))
+                            : roll < 33 ? -1
+                                        : world().current.incarnation;
+}
+
+bool listed(const Revision &revision, int name) {
+  return std::any_of(revision.wanted, revision.wanted + revision.count,
+                     [name](const Wanted &each) { return each.name == name; });
+}
+
+void add(Revision *revision) {
+  Dice &dice = world().dice;
+  const int name = static_cast<int>(dice.below(kNames));
+  // One name twice, with other versions, is allowed but rare.
+  if (revision->count == kMostWanted || (listed(*revision, name) && !dice.percent(10))) {
+    return;
+  }
+  Wanted &made = revision->wanted[revision->count++];
+  made = {};
+  made.name = name;
+  draw_version(&made);
+  draw_asked(&made);
+  draw_settings(&made);
+}
+
+void remove_one(Revision *revision, uint32_t index) {
+  std::copy(revision->wanted + index + 1, revision->wanted + revision->count, revision->wanted + index);
+  revision->count--;
+}
+
+void change_one(Revision *revision) {
+  if (revision->count == 0) {
+    add(revision);
+    return;
+  }
+  const uint32_t index = world().dice.below(static_cast<uint32_t>(revision->count));
+  Wanted *wanted = &revision->wanted[index];
+  switch (world().dice.below(6)) {
+    case 0:
+      draw_version(wanted);
+      break;
+    case 1:
+      draw_asked(wanted);
+      break;
+    case 2:
+      draw_settings(wanted);
+      break;
+    case 3:
+      remove_one(revision, index);
+      break;
+    case 4:
+      add(revision);
+      break;
+    default:
+      wanted->asked = Asked::kEnabled;
+      wanted->sequence_number = revision->incarnation;
+      break;
+  }
+}
+
+void note_revision(const Revision &revision) {
+  char text[100];
+  int used = std::snprintf(text, sizeof text, "incarnation %d:", revision.incarnation);
+  for (int i = 0; i < revision.count && used < static_cast<int>(sizeof text) - 1; i++) {
+    const Wanted &each = revision.wanted[i];
+    used += std::snprintf(text + used, sizeof text - static_cast<size_t>(used), " %d%c%s#%d/%d", each.name,
+                          "+-xo"[static_cast<int>(each.asked)], each.version, each.sequence_number,
+                          static_cast<int>(each.settings));
+  }
+  happened("%s", text);
+}
+
+}  // namespace
+
+void cloud_publish() {
+  World &w = world();
+  w.previous = w.current;
+  w.current.incarnation++;
+  w.counts.revisions++;
+  w.current.page_blob = w.dice.percent(30);
+  // At times nothing at all is wanted.
+  if (w.dice.percent(4)) {
+    w.current.count = 0;
+  } else {
+    for (uint32_t changes = 1 + w.dice.below(4); changes > 0; changes--) {
+      change_one(&w.current);
+    }
+  }
+  note_revision(w.current);
+}
+
+void cloud_begin() {
+  world().current.incarnation = 0;
+  cloud_publish();
+  world().previous = world().current;
+}
+
+std::string appliance_of(const Wanted &wanted) {
+  return "appliance-" + std::to_string(wanted.sequence_number);
+}
+
+std::string command_of(const Wanted &wanted) {
+  switch (wanted.settings) {
+    case Settings::kInvalid:
+      return "sh other.sh now";
+    case Settings::kPartial:
+      return "sh config-eventhub.sh op-1 " + base64("{\"Logging\": {\"ApplianceID\": \"half\"}}");
+    case Settings::kEventHub:
+      return "sh config-eventhub.sh op-" + std::to_string(wanted.sequence_number) + " " +
+             base64("{\"Logging\": {\"ApplianceID\": \"" + appliance_of(wanted) +
+                    "\", \"Connection\": {\"PolicySASKey\": \"k\", \"PolicyName\": \"p\", \"EventHubName\": \"e\", "
+                    "\"ServiceBusNamespace\": \"s\"}}}");
+    default:
+      return "";
+  }
+}
+
+}  // namespace simulate
