@@ -8,10 +8,6 @@
 
 namespace kelvane {
 
-void file_close_stream(FILE *stream) {
-  fclose(stream);
-}
-
 void DescriptorOwner::close_now() {
   if (descriptor_ >= 0) {
     close(descriptor_);

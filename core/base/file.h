@@ -1,20 +1,15 @@
-// Small file helpers and the owners of descriptors and streams. Paths are the real absolute ones. Blocks for as long as
+// Small file helpers and the owner of descriptors. Paths are the real absolute ones. Blocks for as long as
 // the disk does; nothing is logged: the callers know whether a failure matters.
 #ifndef KELVANE_CORE_BASE_FILE_H
 #define KELVANE_CORE_BASE_FILE_H
 
 #include <stddef.h>
 #include <stdint.h>
-#include <stdio.h>
 #include <sys/types.h>
 
 #include "core/base/buffer.h"
-#include "core/base/owned.h"
 
 namespace kelvane {
-
-void file_close_stream(FILE *stream);
-using FileOwner = Owned<FILE, file_close_stream>;
 
 // An open descriptor, closed at the end.
 class DescriptorOwner {

@@ -7,8 +7,9 @@ namespace kelvane {
 void utc_time_format(int64_t seconds, UtcTime *out) {
   const time_t when = seconds;
   struct tm utc = {};
-  if (gmtime_r(&when, &utc) == nullptr || strftime(out->text, sizeof out->text, "%Y-%m-%dT%H:%M:%SZ", &utc) == 0) {
-    out->text[0] = '\0';
+  out->text[0] = '\0';
+  if (gmtime_r(&when, &utc) != nullptr) {
+    strftime(out->text, sizeof out->text, "%Y-%m-%dT%H:%M:%SZ", &utc);
   }
 }
 

@@ -4,7 +4,7 @@
 
 #include "core/base/xml.h"
 #include "tests/support/recording_fixture.h"
-#include "tests/unit/provision/refused_memory.h"
+#include "tests/support/refused_memory.h"
 
 namespace {
 

@@ -12,7 +12,7 @@
 #include "tests/support/recording_fixture.h"
 #include "tests/support/recording_state.h"
 #include "tests/support/watched_memory.h"
-#include "tests/unit/provision/refused_memory.h"
+#include "tests/support/refused_memory.h"
 
 namespace {
 

@@ -5,6 +5,8 @@
 
 #include <string>
 
+#include "tests/support/refused_memory.h"
+
 namespace {
 
 using kelvane::Buffer;
@@ -44,6 +46,15 @@ TEST(Buffer, FreedIsNullAndZero) {
   EXPECT_EQ(buffer.length(), 0u);
   kelvane::__freeBuffer(buffer.get());
   EXPECT_EQ(buffer.data(), nullptr);
+}
+
+TEST(Buffer, IsEmptyWhenThereIsNoMemoryForTheCopy) {
+  BufferOwner buffer;
+  kelvane::__makeBuffer(buffer.get(), "old");
+  const refused_memory::Refusal refusal(1501);
+  kelvane::__makeBuffer(buffer.get(), std::string(1500, 'x').c_str());
+  EXPECT_EQ(buffer.data(), nullptr);
+  EXPECT_EQ(buffer.length(), 0u);
 }
 
 TEST(Buffer, NoRecordIsNoOperation) {

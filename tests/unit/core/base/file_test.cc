@@ -1,5 +1,6 @@
 #include "core/base/file.h"
 
+#include <errno.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -11,6 +12,37 @@
 #include <thread>
 
 #include "tests/support/files.h"
+#include "tests/support/refused_memory.h"
+
+extern "C" {
+ssize_t __real_read(int descriptor, void *bytes, size_t size);
+ssize_t __real_write(int descriptor, const void *bytes, size_t size);
+ssize_t __wrap_read(int descriptor, void *bytes, size_t size);
+ssize_t __wrap_write(int descriptor, const void *bytes, size_t size);
+}
+
+namespace {
+
+int interrupts = 0;  // of the next reads and writes, so many are interrupted by a signal
+
+bool interrupted() {
+  if (interrupts == 0) {
+    return false;
+  }
+  interrupts--;
+  errno = EINTR;
+  return true;
+}
+
+}  // namespace
+
+ssize_t __wrap_read(int descriptor, void *bytes, size_t size) {
+  return interrupted() ? -1 : __real_read(descriptor, bytes, size);
+}
+
+ssize_t __wrap_write(int descriptor, const void *bytes, size_t size) {
+  return interrupted() ? -1 : __real_write(descriptor, bytes, size);
+}
 
 namespace {
 
@@ -103,6 +135,30 @@ TEST(File, ShortReadsAndWritesGoOn) {
   writer.join();
   got.resize(bytes.size());
   EXPECT_EQ(got, bytes);
+}
+
+TEST(File, InterruptedReadsAndWritesGoOn) {
+  support::TempDir dir;
+  const DescriptorOwner to(open(dir.write("file", "").c_str(), O_WRONLY | O_CLOEXEC));
+  interrupts = 2;
+  EXPECT_EQ(kelvane::file_write_full(to.get(), "abc", 3), 0);
+  EXPECT_EQ(interrupts, 0);
+  EXPECT_EQ(dir.read("file"), "abc");
+  const DescriptorOwner from(open(dir.file("file").c_str(), O_RDONLY | O_CLOEXEC));
+  char bytes[4] = {};
+  interrupts = 2;
+  EXPECT_EQ(kelvane::file_read_full(from.get(), bytes, sizeof bytes), 3);
+  EXPECT_EQ(interrupts, 0);
+  EXPECT_STREQ(bytes, "abc");
+}
+
+TEST(File, WhatThereIsNoMemoryForIsNotRead) {
+  support::TempDir dir;
+  const DescriptorOwner file(open(dir.write("file", std::string(1600, 'x')).c_str(), O_RDONLY | O_CLOEXEC));
+  BufferOwner out;
+  const refused_memory::Refusal refusal(1601);
+  EXPECT_EQ(kelvane::file_read_all(file.get(), 2000, out.get()), -1);
+  EXPECT_EQ(out.data(), nullptr);
 }
 
 TEST(File, WriteFailureIsSeen) {

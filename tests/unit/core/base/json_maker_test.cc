@@ -4,8 +4,29 @@
 
 #include <string>
 
+extern "C" {
+int __real_json_object_object_add(json_object *object, const char *key, json_object *value);
+int __real_json_object_array_add(json_object *array, json_object *value);
+int __wrap_json_object_object_add(json_object *object, const char *key, json_object *value);
+int __wrap_json_object_array_add(json_object *array, json_object *value);
+}
+
 using kelvane::JsonMaker;
 using kelvane::JsonOwner;
+
+namespace {
+
+bool no_place = false;
+
+}  // namespace
+
+int __wrap_json_object_object_add(json_object *object, const char *key, json_object *value) {
+  return no_place ? -1 : __real_json_object_object_add(object, key, value);
+}
+
+int __wrap_json_object_array_add(json_object *array, json_object *value) {
+  return no_place ? -1 : __real_json_object_array_add(array, value);
+}
 
 namespace {
 
@@ -38,6 +59,22 @@ TEST(JsonMaker, WhatFindsNoPlaceIsGivenBackAndTheDocumentIsIncomplete) {
   maker.complete = true;
   kelvane::json_append(&maker, nullptr, kelvane::json_make_object(&maker));
   EXPECT_FALSE(maker.complete);
+}
+
+TEST(JsonMaker, WhatTheLibraryFindsNoPlaceForIsGivenBackToo) {
+  JsonMaker maker;
+  const JsonOwner object(kelvane::json_make_object(&maker));
+  const JsonOwner array(kelvane::json_make_array(&maker));
+  no_place = true;
+  kelvane::json_add_text(&maker, object.get(), "key", "value");
+  const bool with_member = maker.complete;
+  maker.complete = true;
+  kelvane::json_append(&maker, array.get(), kelvane::json_make_text(&maker, "value"));
+  no_place = false;
+  EXPECT_FALSE(with_member);
+  EXPECT_FALSE(maker.complete);
+  EXPECT_EQ(text_of(object), "{ }");
+  EXPECT_EQ(text_of(array), "[ ]");
 }
 
 TEST(JsonMaker, StaysIncompleteWhateverFollows) {

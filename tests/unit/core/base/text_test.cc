@@ -128,6 +128,9 @@ TEST(TextField, NeverSplitsACharacter) {
 TEST(TextField, StrayContinuationBytesCostAtMostThree) {
   char field[8];
   EXPECT_EQ(kelvane::text_copy_field(field, "\x80\x80\x80\x80\x80\x80\x80\x80\x80\x80"), 4u);
+  char small[3];
+  EXPECT_EQ(kelvane::text_copy_field(small, "\x80\x80\x80"), 0u);
+  EXPECT_EQ(std::string(small, 3), std::string(3, '\0'));
 }
 
 TEST(TextField, NullEmptiesItAndSizeZeroIsNothing) {

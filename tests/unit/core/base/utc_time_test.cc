@@ -35,9 +35,11 @@ TEST(UtcTime, TheTimeZoneDoesNotMatter) {
 
 TEST(UtcTime, YearsMayHaveMoreDigits) {
   EXPECT_EQ(formatted(253402300800), "10000-01-01T00:00:00Z");
+  EXPECT_EQ(formatted(67767976233532799), "2147483647-12-31T23:59:59Z");
 }
 
 TEST(UtcTime, ATimeBeyondTheCalendarIsEmpty) {
+  EXPECT_EQ(formatted(67768036191676800), "");
   EXPECT_EQ(formatted(INT64_MAX), "");
   EXPECT_EQ(formatted(INT64_MIN), "");
 }
