@@ -9,6 +9,7 @@
 
 #include "tests/simulate/events.h"
 #include "tests/simulate/expectation.h"
+#include "tests/simulate/trouble.h"
 
 namespace simulate {
 
@@ -22,12 +23,12 @@ enum class Open : uint8_t { kNot, kFile, kRandom, kOther };
 struct Descriptor {
   Open open;
   bool writing;
+  bool failed;  // a write
   File *file;
   size_t at;
 };
 
 Descriptor gsDescriptors[kDescriptors];
-int gsStatusWrites = 0;
 
 int fail(int error) {
   errno = error;
@@ -73,6 +74,18 @@ bool is_status(const File *file) {
   return file != nullptr && std::strcmp(file->path, kStatusFile) == 0;
 }
 
+bool being_written(const char *path) {
+  return std::any_of(std::begin(gsDescriptors), std::end(gsDescriptors), [path](const Descriptor &each) {
+    return each.writing && each.file != nullptr && std::strcmp(each.file->path, path) == 0;
+  });
+}
+
+// A call that changes the disk: the power may go just then, and it may fail with what this gives.
+int write_call(const char *what) {
+  file_call(what);
+  return file_fails(what);
+}
+
 // What was written and not yet forced to the disk may be lost, whole or in part.
 void spoil(File *file) {
   Dice &dice = world().dice;
@@ -96,11 +109,12 @@ void spoil(File *file) {
 
 int disk_open(const char *path, int flags) {
   const bool writing = (flags & O_ACCMODE) != O_RDONLY;
-  if (writing) {
-    file_call("open");
+  const int error = writing ? write_call("open") : 0;
+  if (error != 0) {
+    return fail(error);
   }
   if (std::strcmp(path, "/dev/urandom") == 0) {
-    return new_descriptor({Open::kRandom, false, nullptr, 0});
+    return new_descriptor({Open::kRandom, false, false, nullptr, 0});
   }
   File *file = find(path);
   if (file != nullptr && (flags & O_EXCL) != 0) {
@@ -115,7 +129,7 @@ int disk_open(const char *path, int flags) {
   if ((flags & O_TRUNC) != 0) {
     file->length = 0;
   }
-  return new_descriptor({Open::kFile, writing, file, 0});
+  return new_descriptor({Open::kFile, writing, false, file, 0});
 }
 
 int disk_close(int number) {
@@ -124,8 +138,11 @@ int disk_close(int number) {
     return fail(EBADF);
   }
   if (descriptor->writing && is_status(descriptor->file)) {
-    gsStatusWrites++;
-    expectation_saved();
+    const bool whole = !descriptor->failed && descriptor->file->exists;
+    world().status_spoilt = !whole;
+    if (whole) {
+      expectation_saved();
+    }
   }
   *descriptor = {};
   return 0;
@@ -151,11 +168,16 @@ ssize_t disk_read(int number, void *bytes, size_t size) {
 }
 
 ssize_t disk_write(int number, const void *bytes, size_t size) {
-  file_call("write");
   Descriptor *descriptor = descriptor_of(number);
   if (descriptor == nullptr || !descriptor->writing) {
     return fail(EBADF);
   }
+  const int error = write_call("write");
+  if (error != 0 && (descriptor->failed || size < 2 || world().dice.percent(50))) {
+    descriptor->failed = true;
+    return fail(error);
+  }
+  size = error != 0 ? size / 2 : size;  // a short one, before it fails altogether at times
   if (descriptor->at + size > kFileSize) {
     return fail(ENOSPC);
   }
@@ -170,23 +192,28 @@ int disk_exists(const char *path) {
 }
 
 int disk_unlink(const char *path) {
-  file_call("unlink");
+  const bool saving = std::strcmp(path, kStatusFile) == 0 && !being_written(path);
+  if (saving) {
+    expectation_saving();
+  }
+  const int error = write_call("unlink");
   File *file = find(path);
-  if (file == nullptr) {
-    return fail(ENOENT);
+  if (file == nullptr || error != 0) {
+    return fail(file == nullptr ? ENOENT : error);
   }
   if (is_status(file)) {
-    expectation_unsaved();
+    expectation_lost();
+    world().status_spoilt = true;
   }
   file->exists = false;
   return 0;
 }
 
 int disk_rename(const char *from, const char *to) {
-  file_call("rename");
+  const int error = write_call("rename");
   File *file = find(from);
-  if (file == nullptr) {
-    return fail(ENOENT);
+  if (file == nullptr || error != 0) {
+    return fail(file == nullptr ? ENOENT : error);
   }
   File *old = find(to);
   if (old != nullptr) {
@@ -212,7 +239,7 @@ int disk_reopen(int number) {
   if (index < 0 || index >= kDescriptors) {
     return fail(EBADF);
   }
-  gsDescriptors[index] = {Open::kOther, false, nullptr, 0};
+  gsDescriptors[index] = {Open::kOther, false, false, nullptr, 0};
   return number;
 }
 
@@ -238,10 +265,6 @@ int disk_open_count() {
                                         [](const Descriptor &each) { return each.open != Open::kNot; }));
 }
 
-int disk_status_writes() {
-  return gsStatusWrites;
-}
-
 void disk_power_cut() {
   for (File &file : world().files) {
     if (file.exists && std::strncmp(file.path, "/tmp/", 5) == 0) {
@@ -254,9 +277,7 @@ void disk_power_cut() {
   } else if (world().dice.percent(15)) {
     spoil(status);
     expectation_lost();
-  } else if (std::any_of(std::begin(gsDescriptors), std::end(gsDescriptors),
-                         [](const Descriptor &each) { return each.writing && is_status(each.file); })) {
-    // Made and not written whole.
+  } else if (being_written(kStatusFile)) {
     expectation_lost();
   }
 }

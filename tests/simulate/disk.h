@@ -35,9 +35,6 @@ std::string_view disk_bytes(const char *path);
 // Open descriptors.
 int disk_open_count();
 
-// How often the status file was written whole in this life.
-int disk_status_writes();
-
 // What a power cut does to the disk.
 void disk_power_cut();
 

@@ -5,6 +5,7 @@
 
 #include "platform/platform.h"
 #include "tests/simulate/disk.h"
+#include "tests/simulate/trouble.h"
 #include "tests/simulate/wanted.h"
 #include "tests/simulate/world.h"
 
@@ -71,6 +72,11 @@ void cut(World &w) {
   power_cut();
 }
 
+void trouble(World &w) {
+  w.trouble_at = after(w.mean_trouble);
+  trouble_begin();
+}
+
 struct Kind {
   int64_t World::*at;
   void (*happen)(World &w);
@@ -78,7 +84,7 @@ struct Kind {
 
 constexpr Kind kKinds[] = {
     {&World::change_at, change},   {&World::jump_at, jump}, {&World::command_at, dump},
-    {&World::restart_at, restart}, {&World::cut_at, cut},
+    {&World::restart_at, restart}, {&World::cut_at, cut},   {&World::trouble_at, trouble},
 };
 
 void find_next(World &w) {
@@ -117,11 +123,16 @@ void events_begin() {
   w.command_at = after(kDay);
   w.restart_at = after(w.mean_restart);
   w.cut_at = after(w.mean_cut);
+  w.trouble_at = after(w.mean_trouble);
   find_next(w);
 }
 
+// One start in ten falls into trouble.
 void events_begin_life() {
   World &w = world();
+  if (w.dice.percent(10)) {
+    trouble_begin();
+  }
   w.command_at = w.now + 5 * kMinute;
   find_next(w);
 }

@@ -257,17 +257,17 @@ void expectation_foretell() {
   gsQuietEffective = told.effective.incarnation;
 }
 
-void expectation_saved() {
+void expectation_saving() {
   expectation_foretell();
   if (gsSeen >= expectation_commands()) {
     broken("the status file is written %d times, after %d commands", gsSeen + 1, expectation_commands());
   }
-  world().durable = gsSteps[static_cast<size_t>(gsSeen++)];
+  gsSeen++;
   world().counts.commands++;
 }
 
-void expectation_unsaved() {
-  expectation_foretell();
+void expectation_saved() {
+  world().durable = gsSteps[static_cast<size_t>(gsSeen - 1)];
 }
 
 void expectation_lost() {
@@ -280,6 +280,10 @@ void expectation_lost() {
       put(durable->plugins[row].version, "0.0.0.0");
     }
   }
+}
+
+void expectation_hub_is(const char *appliance_id) {
+  put(gsNow.appliance_id, appliance_id);
 }
 
 const Expectation &expectation() {

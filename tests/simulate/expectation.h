@@ -17,10 +17,13 @@ void expectation_begin();
 void expectation_begin_pass();
 void expectation_foretell();
 
-// The status file was written whole, was deleted to be written, and did not survive a power cut.
+// The status file is about to be written, which happens once after each command; was written whole; is gone, or cut.
+void expectation_saving();
 void expectation_saved();
-void expectation_unsaved();
 void expectation_lost();
+
+// Calls of the platform failed: this is what the event hub's record holds.
+void expectation_hub_is(const char *appliance_id);
 
 // What should be now, the commands of this pass, and those that were seen.
 const Expectation &expectation();

@@ -80,6 +80,15 @@ void check_plugin(const kelvane::Plugin &plugin, const Expected &should) {
   same_text(plugin.name, "message", plugin.data->message, should.message);
 }
 
+// What a failed call left pending is written with whatever is written next.
+void settle_event_hub() {
+  World &w = world();
+  if (w.hub_in_doubt) {
+    expectation_hub_is(w.written.event_hub.appliance_id);
+    w.hub_in_doubt = std::strcmp(w.written.event_hub.appliance_id, w.configuration.event_hub.appliance_id) != 0;
+  }
+}
+
 void check_plugins() {
   const Expectation &should = expectation();
   const auto known = std::count_if(std::begin(should.plugins), std::end(should.plugins),
@@ -93,6 +102,7 @@ void check_plugins() {
     }
     check_plugin(*plugin, should.plugins[row]);
   }
+  settle_event_hub();
   same_text("event hub", "appliance", world().written.event_hub.appliance_id, should.appliance_id);
 }
 
@@ -245,7 +255,7 @@ void check_sent() {
 
 // Documents are parsed when something changed, and now and then.
 void check_documents() {
-  if (expectation_commands() > 0) {
+  if (expectation_commands() > 0 && !world().status_spoilt) {
     check_status_file(disk_bytes(kStatusFile));
   }
   if (expectation_commands() > 0 || gsLife.passes % 100 == 0) {

@@ -43,8 +43,11 @@ void silence(const World &w) {
   draw_lease(world());
   invariants_begin_life();
   events_begin_life();
-  agent_main();
-  broken("the agent's main returned");
+  const int status = agent_main();
+  if (status != -1 || !world().port_hidden) {
+    broken("the agent's main returned %d", status);
+  }
+  end_life(End::kGivenUp);
 }
 
 // The status of the agent's process, as wait tells it.
@@ -52,6 +55,7 @@ int play_life() {
   std::fflush(nullptr);
   world().end = End::kNone;
   world().last_pass = world().now;
+  world().port_hidden = world().keyless = false;
   world().back_since_pass = 0;
   const pid_t child = fork();
   if (child == 0) {
@@ -84,7 +88,7 @@ bool survived(int status) {
 }
 
 void start_again(World &w) {
-  const bool restart = w.end == End::kNone;
+  const bool restart = w.end != End::kPowerCut;
   w.counts.restarts += restart ? 1 : 0;
   // The supervisor is quick; a machine takes a while.
   w.now += restart ? w.dice.between(1, 5) : w.dice.between(20, 300);

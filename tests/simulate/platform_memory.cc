@@ -11,10 +11,12 @@
 #include "platform/platform.h"
 #include "tests/simulate/disk.h"
 #include "tests/simulate/platform_memory.h"
+#include "tests/simulate/trouble.h"
 #include "tests/simulate/world.h"
 
 using simulate::Configuration;
 using simulate::kAccounts;
+using simulate::platform_fails;
 using simulate::world;
 
 namespace {
@@ -123,6 +125,10 @@ int32_t cmf_get_cur_domain_id(void) {
 }
 
 int32_t cmf_write_config(int32_t) {
+  if (platform_fails("writing the configuration")) {
+    world().hub_in_doubt = true;
+    return -1;
+  }
   world().written = world().configuration;
   return 0;
 }
@@ -140,6 +146,10 @@ cmf_query *cmf_query_create(uint32_t table) {
   if (!known_table(table)) {
     return nullptr;
   }
+  if (platform_fails("making a query")) {
+    world().hub_in_doubt = true;
+    return nullptr;
+  }
   auto *query = new Query();
   query->table = table;
   return &query->head;
@@ -155,6 +165,10 @@ void cmf_query_free(cmf_query *query) {
 
 void *cmf_query_do_table_find(cmf_query *query, int32_t, const char *key, int32_t) {
   Query *asked = of(query);
+  if (platform_fails("looking up a record")) {
+    world().port_hidden = world().port_hidden || asked->table == NCFG_TABLE_INTERFACES;
+    return nullptr;
+  }
   Configuration &now = world().configuration;
   if (asked->table == NCFG_TABLE_ACCOUNTS) {
     return find_account(asked, key);
@@ -175,6 +189,10 @@ void *cmf_query_do_table_find(cmf_query *query, int32_t, const char *key, int32_
 }
 
 void *cmf_query_update(cmf_query *query) {
+  if (platform_fails("reading a single record")) {
+    world().hub_in_doubt = true;
+    return nullptr;
+  }
   Query *asked = of(query);
   Configuration &now = world().configuration;
   if (asked->table == NCFG_TABLE_SYSTEM_SETTINGS) {
@@ -187,7 +205,9 @@ void *cmf_query_update(cmf_query *query) {
 }
 
 void *cmf_query_table_head(cmf_query *query) {
-  return of(query)->table == NCFG_TABLE_INTERFACES ? cmf_query_do_table_find(query, 0, "port1", 2) : nullptr;
+  Query *asked = of(query);
+  ncfg_interface *port = &world().configuration.port;
+  return asked->table == NCFG_TABLE_INTERFACES ? lend(asked, 1, port, port, sizeof *port) : nullptr;
 }
 
 void *cmf_query_get_next(cmf_query *) {
@@ -195,6 +215,10 @@ void *cmf_query_get_next(cmf_query *) {
 }
 
 int32_t cmf_query_commit(cmf_query *query) {
+  if (platform_fails("a commit")) {
+    world().hub_in_doubt = true;
+    return -1;
+  }
   Query *asked = of(query);
   if (asked->target == nullptr) {
     return -1;
@@ -204,6 +228,9 @@ int32_t cmf_query_commit(cmf_query *query) {
 }
 
 int32_t cmf_query_table_append(cmf_query *query, const void *record) {
+  if (platform_fails("an append")) {
+    return -1;
+  }
   Configuration &now = world().configuration;
   if (of(query)->table != NCFG_TABLE_ACCOUNTS || now.accounts == kAccounts) {
     return -1;
@@ -213,6 +240,9 @@ int32_t cmf_query_table_append(cmf_query *query, const void *record) {
 }
 
 int32_t __nCfg_sess_table_change_by_mkey(int32_t, uint32_t table, const void *, const void *new_record, int32_t) {
+  if (platform_fails("changing a record")) {
+    return -1;
+  }
   if (table != NCFG_TABLE_INTERFACES) {
     return -1;
   }
@@ -241,6 +271,9 @@ void message(const char *format, ...) {
 void log_system_event(uint32_t, int32_t, int32_t, const char *, int32_t, int32_t, const char *) {}
 
 const char *make_new_passwd(const char *, int32_t) {
+  if (platform_fails("storing a password")) {
+    return nullptr;
+  }
   return "*";
 }
 
@@ -259,15 +292,26 @@ int32_t ssh_pubkey_data_set(const char *, const char *, int32_t) {
 }
 
 int32_t openssl_init_rng(void) {
+  if (platform_fails("seeding")) {
+    return -1;
+  }
   return 0;
 }
 
 // The same key at every start: making one takes longer than a day of the simulation.
 rsa_st *generate_RSA_key(int32_t, uint64_t, void *, void *) {
+  if (platform_fails("making a key")) {
+    world().keyless = true;
+    return nullptr;
+  }
   return RSAPrivateKey_dup(gsKey);
 }
 
 int32_t get_rnd_bytes(void *buffer, size_t length) {
+  if (platform_fails("random bytes")) {
+    world().keyless = true;
+    return -1;
+  }
   auto *to = static_cast<unsigned char *>(buffer);
   std::generate(to, to + length, [] { return static_cast<unsigned char>(world().dice.next()); });
   return 0;
@@ -303,6 +347,9 @@ const char *get_zoneinfo(int32_t) {
 }
 
 int32_t ncfg_copyfile(const char *source, const char *destination) {
+  if (platform_fails("copying a file")) {
+    return -1;
+  }
   return simulate::disk_exists(source) == 0 ? simulate::disk_put(destination, simulate::disk_bytes(source)) : -1;
 }
 

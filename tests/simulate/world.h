@@ -115,11 +115,12 @@ struct Counts {
   uint64_t turns, passes, clean_passes, settled_checks, commands, requests, faults, events, revisions, restarts, cuts,
       jumps, documents;
   uint64_t longest_queue;
-  uint64_t metadata_lives, missed;  // changes that a broken answer under its ETag hid
-  uint64_t rise;                    // of memory, in bytes, between two times in a life at which nothing was wanted
+  uint64_t metadata_lives, missed, troubles, failed_calls,
+      failed_writes;  // changes that a broken answer under its ETag hid
+  uint64_t rise;      // of memory, in bytes, between two times in a life at which nothing was wanted
 };
 
-enum class End : uint8_t { kNone, kRestart, kPowerCut, kOver, kBroken };
+enum class End : uint8_t { kNone, kRestart, kPowerCut, kGivenUp, kOver, kBroken };
 
 struct World {
   uint64_t seed;
@@ -131,8 +132,8 @@ struct World {
   int64_t offset;  // of the wall clock
   int64_t until;
   int64_t next_event;  // nothing happens before
-  int64_t change_at, restart_at, cut_at, jump_at, command_at;
-  int64_t mean_change, mean_restart, mean_cut, mean_jump;
+  int64_t change_at, restart_at, cut_at, jump_at, command_at, trouble_at;
+  int64_t mean_change, mean_restart, mean_cut, mean_jump, mean_trouble;
   uint32_t fault_percent;
   uint32_t metadata_percent;  // of the starts find no wire server and take the metadata service
   int64_t endpoint_at;        // when the lease with the wire server's address comes, in this life
@@ -140,6 +141,12 @@ struct World {
   int64_t last_pass;          // start of the last pass
   int64_t back_since_pass;    // seconds that the wall clock was set back since
   int32_t cut_at_file_call;   // counts down file calls to a power cut; 0 for none
+
+  int64_t trouble_until;
+  bool port_hidden;    // a look for the first port failed in this life: the agent gives up its start
+  bool keyless;        // no transport certificate could be made in this life
+  bool hub_in_doubt;   // a call that configures the event hub failed, and what is pending may yet be written
+  bool status_spoilt;  // the status file could not be written
 
   Revision current, previous;
   Expectation durable;  // what the status file holds, as it should be
