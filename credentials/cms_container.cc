@@ -18,6 +18,9 @@ int refuse_password(char *, int, int, void *) {
 }  // namespace
 
 CmsContainerResult CmsContainerProcess(BIO *pem, EVP_PKEY *key, X509 *certificate) {
+  if (BIO_ctrl_pending(pem) > kCmsMaxText) {
+    return CmsContainerResult::kCmsUnreadable;
+  }
   const CmsOwner cms(PEM_read_bio_CMS(pem, nullptr, refuse_password, nullptr));
   if (!cms.present()) {
     return CmsContainerResult::kCmsUnreadable;

@@ -13,13 +13,18 @@
 #define KELVANE_CREDENTIALS_CMS_CONTAINER_H
 
 #include <openssl/ossl_typ.h>
+#include <stddef.h>
 #include <stdint.h>
 
 namespace kelvane {
 
+// Bytes of a PEM text. Twenty certificates with keys of 2048 bits, which is what the store has room for, come to 55 KB;
+// the library decrypts a megabyte in 50 ms.
+inline constexpr size_t kCmsMaxText = size_t{256} * 1024;
+
 enum class CmsContainerResult : uint8_t {
   kDone,           // the stores hold what the container held up to its first broken place
-  kCmsUnreadable,  // no CMS message in PEM form
+  kCmsUnreadable,  // no CMS message in PEM form, or a longer one than kCmsMaxText
   kRecipient,      // not a message for this certificate, or there is no key or certificate
   kDecrypt,        // the content cannot be decrypted, or memory ran out
   kContainer,      // the content is no PKCS#12 container

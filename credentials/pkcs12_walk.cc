@@ -16,27 +16,46 @@ namespace {
 // fails, so that the stack never depends on what a container holds.
 constexpr int32_t kMaxNesting = 32;
 
-// Iterations of key derivation for one container: some seconds of work, half a minute at the worst. The platform's
-// containers take 2,000 for each of their few bags, the most careful exporters less than a million.
-constexpr uint64_t kKeyDerivationBudget = 16'000'000;
+// What one container may make the agent work, in iterations of key derivation: some 50 ms. The platform's containers
+// take 2,000 iterations for each of their few keys, and 2,000 for all certificates together; as many of them as the
+// store has room for, twenty pairs, come to 62,000.
+constexpr uint64_t kWorkBudget = 100'000;
+
+// What a bag costs beside that: to decode a certificate or key takes as long as so many iterations.
+constexpr uint64_t kBagCost = 500;
+
+// The longest key that is converted, as DER: RSA with 8192 bits has 4,700 bytes. What settings that are encrypted to a
+// key cost grows with the cube of its length.
+constexpr int kMaxKeyBytes = 5000;
 
 constexpr char kEmptyPassword[] = "";
 
 struct Walk {
   CertificateCallback callback;
-  uint64_t budget;  // iterations that are left
+  uint64_t budget;  // what is left of the work
 };
 
 int32_t process_bags(Walk *walk, const STACK_OF(PKCS12_SAFEBAG) * bags, int32_t depth);
 
-// 0 when the walk may still afford to derive this key.
-int32_t pay_for(Walk *walk, const X509_ALGOR *algorithm) {
-  const uint64_t cost = pbe_cost(algorithm);
+// 0 when the walk may still afford it.
+int32_t pay(Walk *walk, uint64_t cost) {
   if (cost > walk->budget) {
     return -1;
   }
   walk->budget -= cost;
   return 0;
+}
+
+// What it costs to convert a key. Of every kind but RSA the library may compute the public half, a power with numbers
+// as long as the key says, for hours if they are long.
+uint64_t conversion_cost(const PKCS8_PRIV_KEY_INFO *private_key) {
+  const ASN1_OBJECT *algorithm = nullptr;
+  const int length = i2d_PKCS8_PRIV_KEY_INFO(private_key, nullptr);
+  if (length < 0 || length > kMaxKeyBytes || PKCS8_pkey_get0(&algorithm, nullptr, nullptr, nullptr, private_key) != 1) {
+    return kPbeCostAbsurd;
+  }
+  const auto bytes = static_cast<uint64_t>(length);
+  return OBJ_obj2nid(algorithm) == NID_rsaEncryption ? 0 : bytes * bytes * bytes / 20'000;
 }
 
 // The value of a bag's local key id, lent by the bag; a length of 0 when it has none of a usable type.
@@ -61,7 +80,10 @@ KeyId key_id_of(const PKCS12_SAFEBAG *bag) {
 }
 
 // Converts the key and stores it under the bag's key id. -1 only when it cannot be converted.
-int32_t store_key(const PKCS12_SAFEBAG *bag, const PKCS8_PRIV_KEY_INFO *private_key) {
+int32_t store_key(Walk *walk, const PKCS12_SAFEBAG *bag, const PKCS8_PRIV_KEY_INFO *private_key) {
+  if (pay(walk, conversion_cost(private_key)) != 0) {
+    return -1;
+  }
   EvpKeyOwner key(EVP_PKCS82PKEY(private_key));
   if (!key.present()) {
     return -1;
@@ -73,21 +95,21 @@ int32_t store_key(const PKCS12_SAFEBAG *bag, const PKCS8_PRIV_KEY_INFO *private_
   return 0;
 }
 
-int32_t process_key(Walk *, const PKCS12_SAFEBAG *bag, int32_t) {
-  return key_id_attribute(bag) != nullptr ? store_key(bag, PKCS12_SAFEBAG_get0_p8inf(bag)) : 0;
+int32_t process_key(Walk *walk, const PKCS12_SAFEBAG *bag, int32_t) {
+  return key_id_attribute(bag) != nullptr ? store_key(walk, bag, PKCS12_SAFEBAG_get0_p8inf(bag)) : 0;
 }
 
 int32_t process_shrouded_key(Walk *walk, const PKCS12_SAFEBAG *bag, int32_t) {
   const X509_ALGOR *algorithm = nullptr;
   X509_SIG_get0(PKCS12_SAFEBAG_get0_pkcs8(bag), &algorithm, nullptr);
-  if (pay_for(walk, algorithm) != 0) {
+  if (pay(walk, pbe_cost(algorithm)) != 0) {
     return -1;
   }
   const Pkcs8Owner private_key(PKCS12_decrypt_skey(bag, kEmptyPassword, 0));
   if (!private_key.present()) {
     return -1;
   }
-  return key_id_attribute(bag) != nullptr ? store_key(bag, private_key.get()) : 0;
+  return key_id_attribute(bag) != nullptr ? store_key(walk, bag, private_key.get()) : 0;
 }
 
 int32_t process_certificate(Walk *walk, const PKCS12_SAFEBAG *bag, int32_t) {
@@ -123,8 +145,11 @@ constexpr BagRow kBags[] = {
     {.nid = NID_safeContentsBag, .process = process_safes},
 };
 
-// A bag of any other type is skipped.
+// A bag of any other type is skipped. Every bag is paid for, also one that has cost the library time only to be read.
 int32_t process_bag(Walk *walk, const PKCS12_SAFEBAG *bag, int32_t depth) {
+  if (pay(walk, kBagCost) != 0) {
+    return -1;
+  }
   for (const BagRow &row : kBags) {
     if (row.nid == PKCS12_SAFEBAG_get_nid(bag)) {
       return row.process(walk, bag, depth);
@@ -152,7 +177,7 @@ Pkcs12BagsOwner unpack_data(Walk *, PKCS7 *content) {
 Pkcs12BagsOwner unpack_encrypted(Walk *walk, PKCS7 *content) {
   const PKCS7_ENCRYPT *encrypted = content->d.encrypted;
   if (encrypted == nullptr || encrypted->enc_data->enc_data == nullptr ||
-      pay_for(walk, encrypted->enc_data->algorithm) != 0) {
+      pay(walk, pbe_cost(encrypted->enc_data->algorithm)) != 0) {
     return Pkcs12BagsOwner();
   }
   return Pkcs12BagsOwner(PKCS12_unpack_p7encdata(content, kEmptyPassword, -1));
@@ -210,7 +235,7 @@ bool has_safes(PKCS12 *container) {
 void ProcessPKCS12(PKCS12 *container, CertificateCallback callback) {
   CertStoreClear();
   const Pkcs12SafesOwner safes(has_safes(container) ? PKCS12_unpack_authsafes(container) : nullptr);
-  Walk walk = {.callback = callback, .budget = kKeyDerivationBudget};
+  Walk walk = {.callback = callback, .budget = kWorkBudget};
   const int count = safes.present() ? sk_PKCS7_num(safes.get()) : 0;
   for (int i = 0; i < count; i++) {
     if (process_content(&walk, sk_PKCS7_value(safes.get(), i)) != 0) {

@@ -18,7 +18,7 @@ namespace {
 Pkcs7Owner read_message(const char *base64) {
   const size_t room = strlen(base64);
   Secret decoded;
-  if (room > INT_MAX || decoded.allocate(room + 1) != 0) {
+  if (room > kProtectedMaxText || decoded.allocate(room + 1) != 0) {
     return Pkcs7Owner();
   }
   const int32_t length = miglib_b64_pton(base64, decoded.bytes(), room);

@@ -5,11 +5,16 @@
 #ifndef KELVANE_EXTENSIONS_HANDLER_SETTINGS_H
 #define KELVANE_EXTENSIONS_HANDLER_SETTINGS_H
 
+#include <stddef.h>
 #include <stdint.h>
 
 #include "core/base/json_owners.h"
 
 namespace kelvane {
+
+// Bytes of the base64 text of protected settings; those that are longer are not decrypted. The platform's are a few
+// kilobytes. The library decrypts a megabyte in 50 ms.
+inline constexpr size_t kProtectedMaxText = size_t{256} * 1024;
 
 // Parses a runtime-settings document and, where the certificate store knows the thumbprint, replaces the text of its
 // protected settings by the decrypted value. Absent when the text is null, no JSON, or no object.

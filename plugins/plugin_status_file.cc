@@ -19,6 +19,10 @@ namespace {
 
 constexpr char kStatusFile[] = "/data/etc/.plugin_status";
 
+// Elements that are read, and plugins that they may make the registry hold; what stands behind them is not read. The
+// registry compares a name with all that it has. A machine has a dozen extensions, and seldom more names than that.
+constexpr int32_t kMaxPlugins = 1000;
+
 // States that are none of ours are kept for the agent's lifetime: the records only refer to their texts.
 struct ForeignState {
   char *text;
@@ -104,7 +108,8 @@ void plugin_status_load() {
   if (!json_object_is_type(plugins.get(), json_type_array)) {
     return;
   }
-  for (size_t i = 0; i < json_object_array_length(plugins.get()); i++) {
+  const size_t length = json_object_array_length(plugins.get());
+  for (size_t i = 0; i < length && i < kMaxPlugins && plugin_registry_count() < kMaxPlugins; i++) {
     load_element(json_object_array_get_idx(plugins.get(), i));
   }
 }

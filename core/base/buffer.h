@@ -10,8 +10,8 @@
 
 namespace kelvane {
 
-// Bytes that a response may have: four times the longest document that is read at all (kJsonMaxBytes), so that nothing
-// that sends without end can take the appliance's memory.
+// Bytes that a response may have: sixteen times the longest document that is read at all (kJsonMaxBytes), so that
+// nothing that sends without end can take the appliance's memory.
 inline constexpr uint64_t kBufferMaxBytes = uint64_t{32} * 1024 * 1024;
 
 // Frees the buffer's contents and fills it with a copy of text, without counting the terminator. A null text or failed

@@ -11,12 +11,14 @@
 
 namespace kelvane {
 
-// Bytes of a text. The platform's runtime settings stay below one megabyte.
-inline constexpr uint64_t kJsonMaxBytes = uint64_t{8} * 1024 * 1024;
+// Within the two caps no reading of a text takes 50 ms of CPU time (tests/bench/readings_bench.cc).
 
-// Values of a text: every array element, member, object and array counts. Settings have a few dozen, the status file
-// about ten for each plugin.
-inline constexpr uint64_t kJsonMaxValues = 100000;
+// Bytes of a text. The platform's runtime settings and certificate documents stay below half a megabyte.
+inline constexpr uint64_t kJsonMaxBytes = uint64_t{2} * 1024 * 1024;
+
+// Values of a text: every array element, member, object and array counts. Settings have a few dozen; the status file
+// and the metadata service's extensions about ten for each plugin, of which a machine has a dozen.
+inline constexpr uint64_t kJsonMaxValues = 20000;
 
 // Parses a text. Absent for a null text, one over the caps or not UTF-8, one that json-c refuses, and for the JSON
 // value null.

@@ -1,8 +1,10 @@
 // What an XML document from outside may hold at the most. Each cap is far above what the platform sends and far below
-// what makes Mini-XML slow or fat: within them gate, parse and GetNodeTextData of the worst document take less than
-// 50 ms and 37 MB. Measured in a release build with Mini-XML 3.3.1, in ms of CPU time: 40 for as many attributes and
-// words as allowed with entities behind them, 36 for entities alone, 23 for as many elements as allowed, 21 for words,
-// 17 for attributes, 14 for one long word or name, 10 for an extensions configuration of 1 MB.
+// what makes Mini-XML, or one of the agent's readers, slow or fat: within them no reading of a document takes 50 ms of
+// CPU time or 37 MB. tests/bench/readings_bench.cc measures it for the dearest documents of each reader.
+//
+// How far above: a machine has a dozen extensions, seldom more than that. With fifty of them and their settings an
+// extensions configuration has about 250 elements, 750 attributes and 6 levels; the other documents have less, but for
+// the provisioning document's depth of 12.
 #ifndef KELVANE_CORE_BASE_XML_CAPS_H
 #define KELVANE_CORE_BASE_XML_CAPS_H
 
@@ -11,22 +13,27 @@
 namespace kelvane {
 
 // Bytes of a document. The largest that the platform sends are extensions configurations of some hundred kilobytes,
-// whose runtime settings may hold a script: 1 MB of settings and 400 plugins.
+// whose runtime settings may hold a script.
 inline constexpr uint64_t kXmlMaxBytes = uint64_t{2} * 1024 * 1024;
 
-// Nodes of a document: elements, comments, instructions, CDATA sections, and white-space-separated words of text. Each
-// costs 130 bytes and more. 400 plugins with their settings are about 2,000 elements, 1 MB of script some 150,000
-// words.
-inline constexpr uint64_t kXmlMaxNodes = 262144;
+// Nodes of a document, and references in it: elements, comments, instructions, CDATA sections, white-space-separated
+// words of text, and each "&quot;" and the like. A node costs 130 bytes and more, a reference a tenth of a microsecond.
+// A script of 250 KB in the settings has some 40,000 words; fifty extensions with thirty settings each have 6,000
+// references.
+inline constexpr uint64_t kXmlMaxNodes = 65536;
+
+// Elements of a document, which are what readers do something for: thirty times what fifty extensions take.
+inline constexpr uint64_t kXmlMaxElements = 8192;
 
 // Attributes of one element: the library's look-up makes them quadratic. A plugin element has fewer than 20.
 inline constexpr uint32_t kXmlMaxAttributes = 32;
 
-// Attributes of a document. 400 plugins have about 6,000.
-inline constexpr uint64_t kXmlMaxDocumentAttributes = 32768;
+// Attributes of a document: five times what fifty extensions take. They bound how many plugins there can be and how
+// many entries of settings, each of which is looked for among all plugins.
+inline constexpr uint64_t kXmlMaxDocumentAttributes = 4096;
 
-// Depth of nesting. The deepest document of the platform has about 12 levels.
-inline constexpr uint32_t kXmlMaxDepth = 256;
+// Depth of nesting: keys of the provisioning document that are nested look through each other.
+inline constexpr uint32_t kXmlMaxDepth = 24;
 
 }  // namespace kelvane
 

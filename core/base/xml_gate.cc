@@ -19,6 +19,7 @@ struct Walk {
   const char *end;
   XmlGateVerdict verdict;
   uint64_t nodes;
+  uint64_t elements;
   uint64_t attributes;
   uint32_t depth;
   bool root_seen;
@@ -71,6 +72,10 @@ bool skip_space(Walk *walk) {
 
 bool count_node(Walk *walk) {
   return ++walk->nodes <= kXmlMaxNodes || refuse(walk, XmlGateVerdict::kTooManyNodes);
+}
+
+bool count_element(Walk *walk) {
+  return count_node(walk) && (++walk->elements <= kXmlMaxElements || refuse(walk, XmlGateVerdict::kTooManyElements));
 }
 
 // ---- characters ----
@@ -173,6 +178,9 @@ bool take_character_reference(Walk *walk) {
 }
 
 bool take_reference(Walk *walk) {
+  if (!count_node(walk)) {
+    return false;
+  }
   if (take(walk, "&#")) {
     return take_character_reference(walk);
   }
@@ -384,7 +392,7 @@ bool walk_start_tag(Walk *walk) {
     return malformed(walk);
   }
   walk->root_seen = true;
-  if (!take_name(walk, &name) || !count_node(walk)) {
+  if (!take_name(walk, &name) || !count_element(walk)) {
     return false;
   }
   for (uint32_t count = 0;; count++) {
@@ -483,6 +491,7 @@ XmlGateVerdict xml_gate_check(const char *bytes, uint64_t length) {
   walk.end = end;
   walk.verdict = XmlGateVerdict::kPassed;
   walk.nodes = 0;
+  walk.elements = 0;
   walk.attributes = 0;
   walk.depth = 0;
   walk.root_seen = false;

@@ -2,7 +2,7 @@
 // library reads past its buffer on malformed UTF-8, leaks on some malformed documents, and is quadratic in the
 // attributes of one element; what passes here is strict UTF-8 without NUL or forbidden control characters, well-formed
 // XML 1.0 without a document type, within the caps of xml_caps.h, and free of the few well-formed things that the
-// library cannot read. Called by core/base/xml.cc only. Two passes, linear in the input's length; some 10 KB of stack;
+// library cannot read. Called by core/base/xml.cc only. Two passes, linear in the input's length; some 2 KB of stack;
 // never fails otherwise than by its verdict.
 //
 // Well-formed, and refused all the same because Mini-XML 3.3 does not read it (each has a test):
@@ -30,7 +30,8 @@ enum class XmlGateVerdict : uint8_t {
   kTooLong,
   kNotUtf8,  // malformed, NUL, or a character that XML forbids
   kNotWellFormed,
-  kTooManyNodes,       // elements, comments, instructions, CDATA sections, words of text
+  kTooManyNodes,  // elements, comments, instructions, CDATA sections, words of text
+  kTooManyElements,
   kTooManyAttributes,  // of one element, or of the document
   kTooDeep,
 };

@@ -7,6 +7,7 @@
 #include "credentials/transport_cert.h"
 #include "tests/fuzz/fixed_key.h"
 #include "tests/fuzz/world.h"
+#include "tests/fuzz/worst_containers.h"
 #include "tests/fuzz/worst_seeds.h"
 #include "tests/support/files.h"
 #include "tools/fabric/bytes.h"
@@ -95,9 +96,11 @@ void Seeds::write_fixed() {
         R"({"runtimeSettings":[{"handlerSettings":{"protectedSettings":")" +
             protect_settings(plain, fuzz::fixed_certificate()) + R"(","protectedSettingsCertThumbprint":")" +
             thumbprint_of(fuzz::fixed_certificate()) + R"(","publicSettings":{"a":1}}}]})");
-  for (const auto &[name, bytes] : fuzz::worst_seeds()) {
-    const size_t slash = name.find('/');
-    write("worst/" + name.substr(0, slash), name.substr(slash + 1), bytes);
+  for (const auto &worst : {fuzz::worst_seeds(), fuzz::worst_containers()}) {
+    for (const auto &[name, bytes] : worst) {
+      const size_t slash = name.find('/');
+      write("worst/" + name.substr(0, slash), name.substr(slash + 1), bytes);
+    }
   }
 }
 

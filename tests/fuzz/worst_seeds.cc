@@ -1,5 +1,7 @@
 #include "tests/fuzz/worst_seeds.h"
 
+#include <algorithm>
+
 #include "core/base/json.h"
 #include "core/base/xml_caps.h"
 
@@ -15,17 +17,35 @@ std::string repeated(const std::string &text, size_t times) {
   return out;
 }
 
-// As many plugins as attributes are allowed, each with an entry of settings; the entries in reverse order, so that each
-// is looked for to the end.
+// As many plugins and entries of settings as attributes are allowed, with long names that differ in their last
+// characters; no entry has a plugin's version, so that each is looked for to the end.
 std::string many_plugins() {
-  constexpr size_t kPlugins = kelvane::kXmlMaxDocumentAttributes / 5;
+  constexpr size_t kEach = kelvane::kXmlMaxDocumentAttributes / 4;
+  constexpr size_t kNameLength = kelvane::kXmlMaxBytes / (2 * kEach) - 50;
   std::string plugins, settings;
-  for (size_t i = 0; i < kPlugins; i++) {
-    const std::string name = "name=\"P" + std::to_string(i) + "\" version=\"1.2.3.4\"";
-    plugins += "<Plugin " + name + "/>";
-    settings.insert(0, "<Plugin " + name + "><RuntimeSettings seqNo=\"1\">{}</RuntimeSettings></Plugin>");
+  for (size_t i = 0; i < kEach; i++) {
+    const std::string name = "<Plugin name=\"" + std::string(kNameLength, 'n') + std::to_string(i) + "\" version=\"1.";
+    plugins += name + "2\"/>";
+    settings += name + "3\"/>";
   }
   return "<Extensions><Plugins>" + plugins + "</Plugins><PluginSettings>" + settings + "</PluginSettings></Extensions>";
+}
+
+// One plugin, whose settings are told as often as elements are allowed.
+std::string many_settings(const std::string &settings) {
+  return "<Extensions><Plugins><Plugin name='P' version='1'/></Plugins><PluginSettings><Plugin name='P' version='1'>" +
+         repeated(
+             "<RuntimeSettings>" + settings + "</RuntimeSettings>",
+             std::min<size_t>(kelvane::kXmlMaxElements - 10, kelvane::kXmlMaxBytes / (36 + settings.size()) - 10)) +
+         "</Plugin></PluginSettings></Extensions>";
+}
+
+// Keys within keys, as deep as allowed, and in the innermost as many words as allowed: each key looks through all that
+// is in it.
+std::string nested_keys() {
+  constexpr size_t kDepth = kelvane::kXmlMaxDepth - 2;
+  return "<a><PublicKeys>" + repeated("<PublicKey>", kDepth) + repeated("w ", kelvane::kXmlMaxNodes - kDepth - 10) +
+         repeated("</PublicKey>", kDepth) + "</PublicKeys></a>";
 }
 
 std::string many_words(const std::string &name) {
@@ -41,12 +61,45 @@ std::string many_names(size_t count) {
   return out + "]";
 }
 
-std::string many_members() {
+// As many members as allowed, with this value each.
+std::string many_members(const std::string &value = "0") {
   std::string out = "{";
-  for (size_t i = 0; i < kelvane::kJsonMaxValues - 2; i++) {
-    out += (i != 0 ? ",\"" : "\"") + std::to_string(i) + "\":0";
+  const size_t members = value == "{}" ? kelvane::kJsonMaxValues / 2 - 1 : kelvane::kJsonMaxValues - 2;
+  for (size_t i = 0; i < members; i++) {
+    out += (i != 0 ? ",\"" : "\"") + std::to_string(i) + "\":" + value;
   }
   return out + "}";
+}
+
+// Handlers with a level of members each, and long texts in them.
+std::string many_handlers() {
+  const std::string text = std::string(100, 'x');
+  std::string out;
+  for (size_t i = 0; i < kelvane::kJsonMaxValues / 17; i++) {
+    out += (i != 0 ? "," : "[") + ("{\"name\":\"N" + std::to_string(i)) +
+           "\",\"properties\":{\"version\":\"1.2.3.4\",\"state\":\"enabled\",\"upgradePolicy\":\"auto\",\"extensions\":"
+           "[{" +
+           "\"name\":\"" + text + "\",\"publicSettings\":{\"a\":\"" + text + "\"},\"protectedSettings\":\"" + text +
+           "\",\"certificateThumbprint\":\"" + text + "\",\"sequenceNumber\":1}]},\"versionUris\":[{\"uri\":\"u\"}]}";
+  }
+  return out + "]";
+}
+
+// As many references as allowed, and then one word.
+std::string references(const std::string &reference, const std::string &name) {
+  const std::string begin = "<a><" + name + ">" + repeated(reference, kelvane::kXmlMaxNodes - 4);
+  const std::string end = "</" + name + "></a>";
+  return begin + std::string(kelvane::kXmlMaxBytes - begin.size() - end.size(), 'x') + end;
+}
+
+// As many elements, attributes and words as allowed, and then one word.
+std::string everything(const std::string &name) {
+  constexpr size_t kWithAttributes = kelvane::kXmlMaxDocumentAttributes / 2;
+  const std::string begin = "<a>" + repeated("<b c='1' d='2'/>", kWithAttributes) +
+                            repeated("<b/>", kelvane::kXmlMaxElements - kWithAttributes - 2) + "<" + name + ">" +
+                            repeated("w ", kelvane::kXmlMaxNodes - kelvane::kXmlMaxElements - 2);
+  const std::string end = "</" + name + "></a>";
+  return begin + std::string(kelvane::kXmlMaxBytes - begin.size() - end.size(), 'x') + end;
 }
 
 }  // namespace
@@ -54,30 +107,47 @@ std::string many_members() {
 std::map<std::string, std::string> worst_seeds() {
   const std::string line = repeated("A", 64) + "\n";
   const std::string settings = "{\"runtimeSettings\":[{\"handlerSettings\":{\"publicSettings\":\"";
+  const std::string handler_settings = R"({"runtimeSettings":[{"handlerSettings":{"publicSettings":{"a":"b"}}}]})";
+  constexpr size_t kJsonRoom = kelvane::kJsonMaxBytes - 100;
   return {
-      {"ovf/many_keys",
-       "<a><PublicKeys>" + repeated("<PublicKey><Value>k</Value></PublicKey>", 50000) + "</PublicKeys></a>"},
+      {"ovf/many_keys", "<a><PublicKeys>" +
+                            repeated("<PublicKey><Value>k</Value></PublicKey>", kelvane::kXmlMaxElements / 2 - 2) +
+                            "</PublicKeys></a>"},
+      {"ovf/nested_keys", nested_keys()},
       {"ovf/many_words", many_words("UserPassword")},
+      {"ovf/everything", everything("UserPassword")},
       {"goal_state/many_words", many_words("ContainerId")},
-      {"goal_state/many_elements", "<a>" + repeated("<b/>", kelvane::kXmlMaxNodes - 10) + "</a>"},
+      {"goal_state/everything", everything("Port")},
+      {"goal_state/references", references("&lt;", "Port")},
+      {"goal_state/long_references", references("&#x41;", "Port")},
       {"certificates/long_data", "<a><Data>\n" + repeated(line, 30000) + "</Data></a>"},
+      {"certificates/many_words", many_words("Data")},
       {"ext_config/many_plugins", many_plugins()},
+      {"ext_config/many_settings", many_settings(handler_settings)},
+      {"ext_config/many_small_settings", many_settings("{}")},
       {"ext_config/many_words", many_words("StatusUploadBlob")},
       {"ext_config/long_settings",
        "<Extensions><Plugins><Plugin name='P' version='1'/></Plugins><PluginSettings><Plugin name='P' "
        "version='1'><RuntimeSettings>" +
            settings + repeated("x", 1900000) + "\"}}]}</RuntimeSettings></Plugin></PluginSettings></Extensions>"},
-      {"runtime_settings/long_text", settings + repeated("\\u0041", 1300000) + "\"}}]}"},
+      {"runtime_settings/long_text", settings + repeated("\\u0041", kJsonRoom / 6) + "\"}}]}"},
+      {"runtime_settings/long_number", "[" + std::string(kJsonRoom, '7') + "]"},
+      {"runtime_settings/long_fraction", "[0." + std::string(kJsonRoom, '7') + "]"},
       {"runtime_settings/many_members", many_members()},
-      {"protected_settings/long_text", "t" + repeated(line, 15000)},
+      {"runtime_settings/many_numbers", many_members("0." + std::string(80, '7'))},
+      {"runtime_settings/many_objects", many_members("{}")},
+      {"protected_settings/long_text", "t" + repeated(line, kJsonRoom / line.size())},
       {"custom_script/many_blanks", repeated(" ", 1000000)},
       {"custom_script/long_settings", "config-eventhub.sh operation\n" + many_members()},
-      // Not as many as the caps allow: the registry compares each name with all before it (docs/fuzzing.md).
-      {"plugin_status/many_names", many_names(2000)},
+      {"plugin_status/many_names", many_names(kelvane::kJsonMaxValues / 2 - 2)},
+      // With room for what the agent writes beside it: a longer file than the cap is not read again.
+      {"plugin_status/long_text", "[{\"name\":\"" + std::string(kJsonRoom - 2000, 'x') + "\"}]"},
       {"headers/long_value", "x-ms-blob-type: " + repeated("x", 100000) + "\r\n"},
       {"metadata_identity/many_members", many_members()},
+      {"metadata_identity/long_text", "{\"vmName\":\"" + repeated("\\u0001", kJsonRoom / 6) + "\"}"},
       {"metadata_handlers/many_names", many_names(kelvane::kJsonMaxValues / 2 - 2)},
-      {"metadata_certificates/long_data", "{\"certificateData\":\"" + repeated("QUJD", 1900000) + "\"}"},
+      {"metadata_handlers/many_handlers", many_handlers()},
+      {"metadata_certificates/long_data", "{\"certificateData\":\"" + repeated("QUJD", kJsonRoom / 4) + "\"}"},
       {"platform_texts/long_base64", repeated(line, 15000)},
   };
 }

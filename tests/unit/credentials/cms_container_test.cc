@@ -124,6 +124,14 @@ TEST_F(CmsContainerTest, AGoodMessageFillsBothStores) {
   EXPECT_EQ(recording::ssh_key("user", 1), containers::ssh_key(key_));
 }
 
+TEST_F(CmsContainerTest, AMessageOf256KilobytesIsTheLongest) {
+  std::string message = message_for(good_container(), recipient_);
+  message.insert(0, std::string(262144 - message.size(), '\n'));
+  EXPECT_EQ(process("\n" + message), CmsContainerResult::kCmsUnreadable);
+  expect_untouched("a byte more");
+  EXPECT_EQ(process(message), CmsContainerResult::kDone);
+}
+
 TEST_F(CmsContainerTest, TheContentIsDecryptedIntoMemoryThatIsWiped) {
   EXPECT_EQ(process(message_for(good_container(), recipient_)), CmsContainerResult::kDone);
   EXPECT_EQ(buffer_type, BIO_s_secmem());

@@ -541,17 +541,20 @@ TEST_F(Pkcs12WalkTest, RefusesToDeriveKeysForHours) {
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));
 }
 
-TEST_F(Pkcs12WalkTest, DerivesSixteenMillionIterationsAndNoMore) {
+// In this and the following test a bag costs 500 iterations beside its own.
+TEST_F(Pkcs12WalkTest, WorksForAHundredThousandIterationsAndNoMore) {
   pretending = true;
-  const std::string all = expensive_bag(16000000, id_);
+  const std::string all = expensive_bag(99000, id_);
   for (int round = 0; round < 2; round++) {
     unpacked.clear();
     walk({data_content({all, certificate_bag(certificate_, id_)})});
     EXPECT_TRUE(stored_with_key(certificate_, key_)) << "a budget for each container";
     EXPECT_EQ(unpacked, (Lines{"safes", "data", "key(\"\", 0)"}));
   }
+  walk({data_content({expensive_bag(99001, id_), certificate_bag(certificate_, id_)})});
+  EXPECT_TRUE(absent(certificate_)) << "the certificate can no longer be paid";
   unpacked.clear();
-  walk({data_content({expensive_bag(16000001, id_), certificate_bag(other_, id_)})});
+  walk({data_content({expensive_bag(99501, id_), certificate_bag(other_, id_)})});
   EXPECT_TRUE(absent(other_));
   EXPECT_EQ(unpacked, (Lines{"safes", "data"})) << "refused before anything is derived";
 }
@@ -563,28 +566,82 @@ TEST_F(Pkcs12WalkTest, KeysAndContentsPayFromOneBudget) {
       oid(NID_pkcs7_encrypted) +
           tlv(containers::kContext0,
               tlv(containers::kSequence,
-                  integer(0) + tlv(containers::kSequence, oid(NID_pkcs7_data) + containers::pbkdf2_algorithm(9000000) +
+                  integer(0) + tlv(containers::kSequence, oid(NID_pkcs7_data) + containers::pbkdf2_algorithm(50000) +
                                                               tlv(0x80, "sixteen bytes...")))));
-  walk({content, data_content({expensive_bag(6999999, id_), expensive_bag(1, id_), certificate_bag(certificate_, id_),
+  walk({content, data_content({expensive_bag(47999, id_), expensive_bag(1, id_), certificate_bag(certificate_, id_),
                                expensive_bag(1, id_), certificate_bag(other_, local_key_id("\2"))})});
   EXPECT_TRUE(stored_with_key(certificate_, key_));
   EXPECT_TRUE(absent(other_));
   EXPECT_EQ(unpacked, (Lines{"safes", "encrypted(\"\", -1)", "data", "key(\"\", 0)", "key(\"\", 0)"}));
   unpacked.clear();
-  walk({data_content({expensive_bag(7000001, id_)}), content});
+  walk({data_content({expensive_bag(49501, id_)}), content});
   EXPECT_EQ(unpacked, (Lines{"safes", "data", "key(\"\", 0)"})) << "the content can no longer be paid";
 }
 
-TEST_F(Pkcs12WalkTest, TwentyKeysOfACarefulExporterStayWithinTheBudget) {
-  // 20 keys and one encrypted content at 600,000 iterations are 12.6 million; here at a hundredth.
-  std::vector<std::string> bags;
-  const std::string algorithm = containers::pbkdf2_algorithm(6000);
+TEST_F(Pkcs12WalkTest, AFullStoreOfThePlatformsOwnKindStaysWithinTheBudget) {
+  std::vector<std::string> keys;
+  std::vector<std::string> certificates;
+  const std::string algorithm = containers::pbkdf2_algorithm(2000);
   for (int i = 0; i < 20; i++) {
-    bags.push_back(shrouded_bag(der(key_), local_key_id(std::to_string(i)), "", algorithm));
+    keys.push_back(shrouded_bag(der(key_), local_key_id(std::to_string(i)), "", algorithm));
+    certificates.push_back(certificate_bag(certificate_, local_key_id(std::to_string(i))));
   }
-  walk({encrypted_content({certificate_bag(certificate_, local_key_id("19"))}, "", algorithm), data_content(bags)});
+  walk({encrypted_content(certificates, "", algorithm), data_content(keys)});
   EXPECT_EQ(last_dump_line(), records(20));
   EXPECT_TRUE(stored_with_key(certificate_, key_));
+}
+
+TEST_F(Pkcs12WalkTest, TwoHundredBagsAreTheMost) {
+  std::vector<std::string> bags(199, certificate_bag(certificate_, local_key_id("1")));
+  bags.push_back(certificate_bag(other_, local_key_id("2")));
+  walk({data_content(bags)});
+  EXPECT_TRUE(stored_alone(certificate_));
+  EXPECT_TRUE(stored_alone(other_));
+  bags.insert(bags.begin(), bags[0]);
+  walk({data_content(bags)});
+  EXPECT_TRUE(absent(other_));
+}
+
+// A positive number of so many bytes.
+std::string number_of(size_t bytes) {
+  return tlv(2, "\x3f" + std::string(bytes - 1, '\x55'));
+}
+
+std::string plain_key(const std::string &algorithm, const std::string &key) {
+  return tlv(containers::kSequence,
+             integer(0) + tlv(containers::kSequence, algorithm) + tlv(containers::kOctetString, key));
+}
+
+// A key whose public half is a power of numbers with so many bytes.
+std::string dsa_key(size_t bytes) {
+  const std::string parameters = number_of(bytes) + number_of(20) + number_of(bytes);
+  return plain_key(oid(NID_dsa) + tlv(containers::kSequence, parameters), number_of(20));
+}
+
+// A key in form only: the library does not look whether the numbers belong together.
+std::string rsa_key_of(size_t bytes) {
+  std::string numbers = integer(0) + number_of(bytes) + integer(65537) + number_of(bytes);
+  for (int i = 0; i < 5; i++) {
+    numbers += number_of(bytes / 2);
+  }
+  return plain_key(oid(NID_rsaEncryption) + tlv(5, ""), tlv(containers::kSequence, numbers));
+}
+
+TEST_F(Pkcs12WalkTest, KeysThatMakeTheLibraryComputeAreBounded) {
+  walk({data_content({bag(NID_keyBag, dsa_key(128), id_), certificate_bag(certificate_, local_key_id("2"))})});
+  EXPECT_TRUE(stored_alone(certificate_));
+  EXPECT_EQ(last_dump_line(), records(2));
+  walk({data_content({bag(NID_keyBag, dsa_key(600), id_), certificate_bag(certificate_, local_key_id("2"))})});
+  EXPECT_TRUE(absent(certificate_));
+  EXPECT_EQ(last_dump_line(), records(0));
+}
+
+TEST_F(Pkcs12WalkTest, AKeyOfFiveThousandBytesIsTheLongest) {
+  ASSERT_EQ(rsa_key_of(1097).size(), 5000u);
+  walk({data_content({bag(NID_keyBag, rsa_key_of(1097), id_)})});
+  EXPECT_EQ(last_dump_line(), records(1));
+  walk({data_content({bag(NID_keyBag, rsa_key_of(1098), id_)})});
+  EXPECT_EQ(last_dump_line(), records(0));
 }
 
 }  // namespace

@@ -397,6 +397,38 @@ TEST_F(PluginStatusFile, AThousandPluginsComeBack) {
   EXPECT_EQ(saved(), first);
 }
 
+TEST_F(PluginStatusFile, OfMoreThanAThousandPluginsTheFirstAreTaken) {
+  std::string text = R"([{"name":"N0"})";
+  for (int i = 1; i < 1001; i++) {
+    text += R"(,{"name":"N)" + std::to_string(i) + R"("})";
+  }
+  loaded(text + "]");
+  ASSERT_EQ(plugin_registry_count(), 1000);
+  EXPECT_STREQ(kelvane::plugin_registry_at(999)->name, "N999");
+}
+
+TEST_F(PluginStatusFile, AThousandPluginsAreCountedWithThoseThatWereThere) {
+  plugin_world::fresh_registry();
+  kelvane::pluginManager_Find("there");
+  std::string text = "[";
+  for (int i = 0; i < 1000; i++) {
+    text += R"({"name":"N)" + std::to_string(i) + R"("},)";
+  }
+  os_.write(kStatusFile, text + R"({"name":"last"}])");
+  plugin_status_load();
+  ASSERT_EQ(plugin_registry_count(), 1000);
+  EXPECT_STREQ(kelvane::plugin_registry_at(999)->name, "N998");
+}
+
+TEST_F(PluginStatusFile, OfElementsWithKnownNamesNoMoreThanAThousandAreRead) {
+  std::string text = R"([{"name":"there","version":"1"})";
+  for (int i = 0; i < 999; i++) {
+    text += R"(,{"name":"there"})";
+  }
+  loaded(text + R"(,{"name":"there","version":"2"}])");
+  EXPECT_STREQ(kelvane::plugin_registry_at(0)->version, "1");
+}
+
 TEST_F(PluginStatusFile, TextsOfEveryKindComeBackAsTheyWere) {
   Plugin *plugin = pluginManager_Find("Quote\"d\\N\u00e4me/\x01");
   plugin->data->installed = 1;

@@ -224,19 +224,35 @@ TEST(XmlGate, CapsTheBytes) {
   EXPECT_EQ(check(most + "\n"), Verdict::kTooLong);
 }
 
+TEST(XmlGate, TheCapsAreTheseNumbers) {
+  EXPECT_EQ(kelvane::kXmlMaxBytes, 2097152u);
+  EXPECT_EQ(kelvane::kXmlMaxNodes, 65536u);
+  EXPECT_EQ(kelvane::kXmlMaxElements, 8192u);
+  EXPECT_EQ(kelvane::kXmlMaxAttributes, 32u);
+  EXPECT_EQ(kelvane::kXmlMaxDocumentAttributes, 4096u);
+  EXPECT_EQ(kelvane::kXmlMaxDepth, 24u);
+}
+
 TEST(XmlGate, CapsTheNodes) {
-  const std::string most = "<a>" + repeated("<a/>", kelvane::kXmlMaxNodes - 1);
+  const std::string most = "<a>" + repeated("w ", kelvane::kXmlMaxNodes - 1002) + repeated("<b/>", 1000);
   expect_passed(most + "</a>");
-  EXPECT_EQ(check(most + "<a/></a>"), Verdict::kTooManyNodes);
+  EXPECT_EQ(check(most + "<b/></a>"), Verdict::kTooManyNodes);
+}
+
+TEST(XmlGate, CapsTheElements) {
+  const std::string most = "<a>" + repeated("<b/>", kelvane::kXmlMaxElements - 1);
+  expect_passed(most + "w <!--c--></a>");
+  EXPECT_EQ(check(most + "<b/></a>"), Verdict::kTooManyElements);
+  EXPECT_EQ(check(most + "<b></b></a>"), Verdict::kTooManyElements);
 }
 
 TEST(XmlGate, CountsEveryKindOfMarkupAsANode) {
   for (const char *unit : {"<!--c-->", "<?p?>", "<![CDATA[]]>"}) {
-    const std::string fill = repeated("<a/>", kelvane::kXmlMaxNodes - 1001);
+    const std::string fill = repeated("w ", kelvane::kXmlMaxNodes - 1002) + "w";
     EXPECT_EQ(check("<a>" + fill + repeated(unit, 1000) + "</a>"), Verdict::kPassed) << unit;
     EXPECT_EQ(check("<a>" + fill + repeated(unit, 1001) + "</a>"), Verdict::kTooManyNodes) << unit;
   }
-  const std::string declared = "<?xml version='1.0'?><a>" + repeated("<a/>", kelvane::kXmlMaxNodes - 1) + "</a>";
+  const std::string declared = "<?xml version='1.0'?><a>" + repeated("w ", kelvane::kXmlMaxNodes - 2) + "</a>";
   EXPECT_EQ(check(declared), Verdict::kTooManyNodes);
 }
 
@@ -244,7 +260,18 @@ TEST(XmlGate, CountsEveryWordOfTextAsANode) {
   expect_passed("<a>" + repeated("w ", kelvane::kXmlMaxNodes - 2) + "</a>");
   EXPECT_EQ(check("<a>" + repeated("w ", kelvane::kXmlMaxNodes - 1) + "</a>"), Verdict::kTooManyNodes)
       << "the space in front of the end tag is a node too";
-  EXPECT_EQ(check("<a>" + repeated("<b/> ", kelvane::kXmlMaxNodes / 2) + "</a>"), Verdict::kTooManyNodes);
+  EXPECT_EQ(check("<a>" + repeated("<!--c--> ", kelvane::kXmlMaxNodes / 2) + "</a>"), Verdict::kTooManyNodes);
+}
+
+TEST(XmlGate, CountsEveryReferenceAsANode) {
+  for (const char *unit : {"&lt;", "&#65;"}) {
+    const std::string most = "<a>" + repeated(unit, kelvane::kXmlMaxNodes - 2);
+    expect_passed(most + "</a>");
+    EXPECT_EQ(check(most + unit + "</a>"), Verdict::kTooManyNodes) << unit;
+    const std::string in_value = "<a b='" + repeated(unit, kelvane::kXmlMaxNodes - 1);
+    expect_passed(in_value + "'/>");
+    EXPECT_EQ(check(in_value + unit + "'/>"), Verdict::kTooManyNodes) << unit;
+  }
 }
 
 TEST(XmlGate, CapsTheAttributesOfAnElement) {
