@@ -5,13 +5,15 @@
 #include "tests/fuzz/record_calls.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-  const support::TempDir folder;
+  static const std::string factory = fuzz::factory_database();
+  static const support::TempDir folder;
   reference_set_root(folder.path().c_str());
+  folder.write("data/etc/kelvane-config.db", factory);
   fuzz::require(conf_init() == 0, "there is a connection");
   fuzz::RecordCalls(data, size).run();
   const std::string before = fuzz::all_records();
   fuzz::require(cmf_write_config(cmf_get_cur_domain_id()) == 0, "what is pending is written");
-  fuzz::require(fuzz::all_records() == before, "writing changes nothing that this process sees");
+  fuzz::require(fuzz::all_records_as_they_are() == before, "writing changes nothing that this process sees");
   conf_end();
   fuzz::require(conf_init() == 0, "there is a connection again");
   fuzz::require(fuzz::all_records() == before, "what was written is found again");
