@@ -174,11 +174,12 @@ launcher() {
 
 # build PRESET [TARGET...]: configures and builds a preset in build/PRESET.
 build() {
-  local preset=$1 targets=()
+  local preset=$1 targets=() what=''
   shift
-  if (($#)); then targets=(--target "$@"); fi
+  if (($#)); then targets=(--target "$@") what=" ($1)"; fi
+  if (($# > 1)); then what=" ($1 and $(($# - 1)) more)"; fi
   cd "$root"
   # shellcheck disable=SC2046
   step "$preset-configure" "configuring build/$preset" cmake --preset "$preset" $(launcher)
-  step "$preset-build" "building build/$preset${*:+ ($*)}" cmake --build "build/$preset" -j "$(jobs)" "${targets[@]}"
+  step "$preset-build" "building build/$preset$what" cmake --build "build/$preset" -j "$(jobs)" "${targets[@]}"
 }
