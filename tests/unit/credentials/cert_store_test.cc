@@ -10,6 +10,8 @@
 extern "C" {
 BIO *__real_BIO_new(const BIO_METHOD *type);
 BIO *__wrap_BIO_new(const BIO_METHOD *type);
+int __real_BIO_write(BIO *bio, const void *bytes, int length);
+int __wrap_BIO_write(BIO *bio, const void *bytes, int length);
 int __real_PEM_write_bio_X509(BIO *bio, X509 *certificate);
 int __wrap_PEM_write_bio_X509(BIO *bio, X509 *certificate);
 int __real_PEM_write_bio_PrivateKey(BIO *, EVP_PKEY *, const EVP_CIPHER *, unsigned char *, int, pem_password_cb *,
@@ -25,6 +27,7 @@ namespace {
 bool no_buffer = false;
 const BIO_METHOD *buffer_type = nullptr;
 bool no_writing = false;
+bool no_terminator = false;
 bool no_digest = false;
 
 }  // namespace
@@ -32,6 +35,9 @@ bool no_digest = false;
 BIO *__wrap_BIO_new(const BIO_METHOD *type) {
   buffer_type = type;
   return no_buffer ? nullptr : __real_BIO_new(type);
+}
+int __wrap_BIO_write(BIO *bio, const void *bytes, int length) {
+  return no_terminator ? -1 : __real_BIO_write(bio, bytes, length);
 }
 int __wrap_PEM_write_bio_X509(BIO *bio, X509 *certificate) {
   return no_writing ? 0 : __real_PEM_write_bio_X509(bio, certificate);
@@ -56,7 +62,7 @@ class CertStoreTest : public RecordingTest {
  protected:
   CertStoreTest() { CertStoreClear(); }
   ~CertStoreTest() override {
-    no_buffer = no_writing = no_digest = false;
+    no_buffer = no_writing = no_terminator = no_digest = false;
     CertStoreClear();
   }
 
@@ -261,12 +267,15 @@ TEST_F(CertStoreTest, DumpWritesKeysIntoMemoryThatIsWiped) {
 TEST_F(CertStoreTest, DumpSaysWhatCannotBeWritten) {
   add("1", make("unwritable"));
   add("1", containers::rsa_key(1));
-  recording::clear_trace();
-  no_writing = true;
-  CertStoreDump();
-  EXPECT_EQ(Lines(recording::messages().begin() + 1, recording::messages().end()),
-            (Lines{"[0] Cert 1 Key 1\n", "[0] Certificate bio failed\n", "[0] Certificate Key bio failed\n",
-                   "End Dump 1 certificate(s)\n"}));
+  for (bool *failing : {&no_writing, &no_terminator}) {
+    recording::clear_trace();
+    *failing = true;
+    CertStoreDump();
+    *failing = false;
+    EXPECT_EQ(Lines(recording::messages().begin() + 1, recording::messages().end()),
+              (Lines{"[0] Cert 1 Key 1\n", "[0] Certificate bio failed\n", "[0] Certificate Key bio failed\n",
+                     "End Dump 1 certificate(s)\n"}));
+  }
 }
 
 TEST_F(CertStoreTest, DumpWithoutMemoryIsSilentAboutKeysOnly) {

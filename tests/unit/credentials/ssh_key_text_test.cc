@@ -5,6 +5,24 @@
 #include "tests/support/recording_fixture.h"
 #include "tests/unit/credentials/containers.h"
 
+extern "C" {
+void __real_RSA_get0_key(const RSA *key, const BIGNUM **modulus, const BIGNUM **exponent, const BIGNUM **secret);
+void __wrap_RSA_get0_key(const RSA *key, const BIGNUM **modulus, const BIGNUM **exponent, const BIGNUM **secret);
+}
+
+namespace {
+
+bool no_modulus = false;
+bool no_exponent = false;
+
+}  // namespace
+
+void __wrap_RSA_get0_key(const RSA *key, const BIGNUM **modulus, const BIGNUM **exponent, const BIGNUM **secret) {
+  __real_RSA_get0_key(key, modulus, exponent, secret);
+  *modulus = no_modulus ? nullptr : *modulus;
+  *exponent = no_exponent ? nullptr : *exponent;
+}
+
 namespace {
 
 using containers::Certificate;
@@ -24,7 +42,10 @@ class SshKeyTextTest : public RecordingTest {
     recording::set_debug_level(100);
     calls.clear();
   }
-  ~SshKeyTextTest() override { EXPECT_EQ(recording::trace(), Lines{}); }
+  ~SshKeyTextTest() override {
+    no_modulus = no_exponent = false;
+    EXPECT_EQ(recording::trace(), Lines{});
+  }
 
   static std::string text_of(const Key &key) {
     Text text;
@@ -80,6 +101,16 @@ TEST_F(SshKeyTextTest, OtherKeysYieldNothing) {
     EXPECT_EQ(calls, Lines{});
     EXPECT_STREQ(text.get(), "before");
   }
+}
+
+TEST_F(SshKeyTextTest, AKeyThatLacksANumberYieldsNothing) {
+  const Certificate certificate = containers::certificate(containers::rsa_key(1), "ssh");
+  for (bool *lacking : {&no_modulus, &no_exponent}) {
+    *lacking = true;
+    makeSSHKey(certificate.get(), note, nullptr);
+    *lacking = false;
+  }
+  EXPECT_EQ(calls, Lines{});
 }
 
 TEST_F(SshKeyTextTest, ACertificateWithoutKeyYieldsNothing) {

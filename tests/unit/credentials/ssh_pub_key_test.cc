@@ -193,6 +193,11 @@ TEST_F(SshPubKeyTest, UnselectedKeysTakeNoSlot) {
             (Lines{"ssh_pubkey_data_set(\"user\", \"two\", 1)", "ssh_pubkey_data_set(\"user\", \"four\", 2)"}));
 }
 
+TEST_F(SshPubKeyTest, ASelectedCandidateWithoutAKeyTakesNoSlot) {
+  SSHPubKeyAdd(nullptr, "finger", 1);
+  EXPECT_EQ(installed(), Lines{});
+}
+
 TEST_F(SshPubKeyTest, AnEntryWhoseWriteFailedUsesUpItsSlot) {
   fill(4, 1);
   recording::set_ssh_result(1, -5);

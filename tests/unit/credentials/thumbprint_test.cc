@@ -14,6 +14,7 @@ int __wrap_X509_digest(const X509 *, const EVP_MD *, unsigned char *, unsigned i
 namespace {
 
 bool no_digest = false;
+bool short_digest = false;
 std::string offered;
 
 void note(const char *, const char *fingerprint, int32_t) {
@@ -23,7 +24,9 @@ void note(const char *, const char *fingerprint, int32_t) {
 }  // namespace
 
 int __wrap_X509_digest(const X509 *certificate, const EVP_MD *type, unsigned char *digest, unsigned int *length) {
-  return no_digest ? 0 : __real_X509_digest(certificate, type, digest, length);
+  const int result = no_digest ? 0 : __real_X509_digest(certificate, type, digest, length);
+  *length = short_digest ? 16 : *length;
+  return result;
 }
 
 namespace {
@@ -31,7 +34,7 @@ namespace {
 class ThumbprintTest : public ::testing::Test {
  protected:
   ThumbprintTest() { memset(field_, 'x', sizeof field_); }
-  ~ThumbprintTest() override { no_digest = false; }
+  ~ThumbprintTest() override { no_digest = short_digest = false; }
 
   std::string field() const { return std::string(field_, sizeof field_); }
 
@@ -46,6 +49,12 @@ TEST_F(ThumbprintTest, Is40UppercaseDigitsWithZerosBehind) {
 
 TEST_F(ThumbprintTest, IsZerosAloneWhenTheDigestFails) {
   no_digest = true;
+  kelvane::certificate_thumbprint(certificate_.get(), field_);
+  EXPECT_EQ(field(), std::string(50, '\0'));
+}
+
+TEST_F(ThumbprintTest, IsZerosAloneWhenTheDigestHasAnotherLength) {
+  short_digest = true;
   kelvane::certificate_thumbprint(certificate_.get(), field_);
   EXPECT_EQ(field(), std::string(50, '\0'));
 }
