@@ -12,7 +12,9 @@
 #include <cstring>
 #include <ctime>
 #include <map>
+#include <sstream>
 #include <string>
+#include <vector>
 
 #include "platform/platform.h"
 
@@ -105,15 +107,86 @@ void machine() {
   std::printf("%s\n", name);
 }
 
+// ---- deeds with words: "put:/data/etc/x:text" -------------------------------------------------------------------
+
+using Words = std::vector<std::string>;
+
+Words words_of(const std::string &text) {
+  std::istringstream stream(text);
+  Words out;
+  for (std::string word; std::getline(stream, word, ':');) {
+    out.push_back(word);
+  }
+  return out;
+}
+
+void put(const Words &words) {
+  const int descriptor = open(words[1].c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+  show("put", write(descriptor, words[2].data(), words[2].size()));
+  close(descriptor);
+}
+
+// A file or a folder.
+void make_durable(const Words &words) {
+  const int descriptor = open(words[1].c_str(), O_RDONLY | O_CLOEXEC);
+  show("fsync", fsync(descriptor));
+  close(descriptor);
+}
+
+// What comes behind the first part is written after the sync.
+void put_in_two(const Words &words) {
+  const int descriptor = open(words[1].c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+  show("put", write(descriptor, words[2].data(), words[2].size()));
+  show("fsync", fsync(descriptor));
+  show("put", write(descriptor, words[3].data(), words[3].size()));
+  close(descriptor);
+}
+
+void name_host(const Words &words) {
+  cmf_query *query = cmf_query_create(100);
+  auto *settings = static_cast<ncfg_system_settings *>(cmf_query_update(query));
+  std::snprintf(settings->host_name, sizeof settings->host_name, "%s", words[1].c_str());
+  show("commit", cmf_query_commit(query));
+  cmf_query_free(query);
+  show("write", cmf_write_config(cmf_get_cur_domain_id()));
+}
+
+void print_host_name(const Words &) {
+  cmf_query *query = cmf_query_create(100);
+  const auto *settings = static_cast<ncfg_system_settings *>(cmf_query_update(query));
+  std::printf("host %s\n", settings != nullptr ? settings->host_name : "none");
+  cmf_query_free(query);
+}
+
+const std::map<std::string, void (*)(const Words &)> kWorded = {
+    {"put", put},
+    {"fsync", make_durable},
+    {"put-in-two", put_in_two},
+    {"name", name_host},
+    {"host", print_host_name},
+    {"unlink", [](const Words &words) { show("unlink", unlink(words[1].c_str())); }},
+    {"rename", [](const Words &words) { show("rename", rename(words[1].c_str(), words[2].c_str())); }},
+    {"symlink", [](const Words &words) { show("symlink", symlink(words[1].c_str(), words[2].c_str())); }},
+    {"copy", [](const Words &words) { show("copy", ncfg_copyfile(words[1].c_str(), words[2].c_str())); }},
+    {"sync", [](const Words &) { sync(); }},
+    {"access", [](const Words &words) { show("access", access(words[1].c_str(), F_OK)); }},
+    {"exit", [](const Words &) { exit(7); }},
+};
+
 }  // namespace
 
 int main(int argc, char **argv) {
-  const std::map<std::string, void (*)()> deeds = {
-      {"files", files},     {"disc", disc},         {"clock", clock_},    {"loop", loop},
-      {"signals", signals}, {"platform", platform}, {"machine", machine}, {"exit", [] { exit(7); }}};
+  const std::map<std::string, void (*)()> deeds = {{"files", files},    {"disc", disc},       {"clock", clock_},
+                                                   {"loop", loop},      {"signals", signals}, {"platform", platform},
+                                                   {"machine", machine}};
   conf_init();
   for (int i = 1; i < argc; ++i) {
-    deeds.at(argv[i])();
+    const Words words = words_of(argv[i]);
+    if (deeds.count(argv[i]) != 0) {
+      deeds.at(argv[i])();
+    } else {
+      kWorded.at(words.at(0))(words);
+    }
   }
   conf_end();
   return 3;

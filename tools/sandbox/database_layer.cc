@@ -9,6 +9,8 @@
 #include <cstdio>
 #include <deque>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <map>
 #include <set>
 #include <stdexcept>
@@ -33,11 +35,18 @@ struct Change {
   std::string after;
   sqlite3_int64 size_before = 0;
   bool truncation = false;
+  size_t serial = 0;  // among all changes of the process
 };
 
 std::map<std::string, std::deque<Change>> &unsynced() {
   static auto *const kUnsynced = new std::map<std::string, std::deque<Change>>;
   return *kUnsynced;
+}
+
+// What was in the files whose removal was not synced.
+std::map<std::string, std::string> &removed() {
+  static auto *const kRemoved = new std::map<std::string, std::string>;
+  return *kRemoved;
 }
 
 std::set<std::string> &opened_paths() {
@@ -68,8 +77,15 @@ std::string last_part(const char *path) {
   return path != nullptr ? std::filesystem::path(path).filename().string() : "a temporary file";
 }
 
+// Once the agent has ended, only its being killed is of interest.
 int strike(const char *call, const std::string &path) {
-  return world().active ? world().strike("database", call, last_part(path.c_str())) : 0;
+  if (world().active) {
+    return world().strike("database", call, last_part(path.c_str()));
+  }
+  if (world().closing) {
+    world().strike("closing", call, last_part(path.c_str()));
+  }
+  return 0;
 }
 
 int sqlite_error(int fault, int otherwise) {
@@ -95,10 +111,14 @@ std::string part_of(File &file, sqlite3_int64 at, sqlite3_int64 length) {
 void note_change(File &file, sqlite3_int64 at, std::string after, bool truncation) {
   const sqlite3_int64 size = size_of(file);
   const sqlite3_int64 length = truncation ? size - at : static_cast<sqlite3_int64>(after.size());
-  unsynced()[*file.path].push_back({at, part_of(file, at, length), std::move(after), size, truncation});
+  static size_t serial = 0;
+  unsynced()[*file.path].push_back({at, part_of(file, at, length), std::move(after), size, truncation, ++serial});
 }
 
 int close_file(sqlite3_file *file) {
+  if (!world().active) {
+    strike("close", *file_of(file).path);
+  }
   const int result = real_of(file)->pMethods->xClose(real_of(file));
   delete file_of(file).path;
   return result;
@@ -223,8 +243,17 @@ int delete_file(sqlite3_vfs *vfs, const char *path, int sync_folder) {
   if (strike("delete", path) > 0) {
     return SQLITE_IOERR_DELETE;
   }
-  unsynced().erase(path);
-  return machine_of(vfs)->xDelete(machine_of(vfs), path, sync_folder);
+  std::ifstream file(path, std::ios::binary);
+  const std::string bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+  const bool there = file.good() || !bytes.empty();
+  const int result = machine_of(vfs)->xDelete(machine_of(vfs), path, sync_folder);
+  if (result == SQLITE_OK) {
+    unsynced().erase(path);
+    if (sync_folder == 0 && there) {
+      removed()[path] = bytes;
+    }
+  }
+  return result;
 }
 
 int access_file(sqlite3_vfs *vfs, const char *path, int flags, int *out) {
@@ -235,8 +264,7 @@ int full_path(sqlite3_vfs *vfs, const char *path, int size, char *out) {
   return machine_of(vfs)->xFullPathname(machine_of(vfs), path, size, out);
 }
 
-// ---- the loss of power
-// -----------------------------------------------------------------------------------------------
+// ---- the loss of power -------------------------------------------------------------------------------------------
 
 void apply(int descriptor, sqlite3_int64 at, const std::string &bytes) {
   if (pwrite(descriptor, bytes.data(), bytes.size(), at) < 0) {
@@ -259,9 +287,8 @@ void lose(const std::string &path, const std::deque<Change> &changes, unsigned n
     apply(descriptor, change->at, change->before);
     cut(descriptor, change->size_before);
   }
-  size_t index = 0;
   for (const Change &change : changes) {
-    const unsigned choice = choice_of_loss(number, last_part(path.c_str()) + std::to_string(++index));
+    const unsigned choice = choice_of_loss(number, last_part(path.c_str()) + std::to_string(change.serial), 3);
     if (choice != 0 && change.truncation) {
       cut(descriptor, change.at);
     } else if (choice != 0) {
@@ -296,6 +323,11 @@ void use_database_layer() {
 
 // While the files are still open: SQLite's locks go with the process. The shared memory is no file of the disk's.
 void lose_power_of_database(unsigned number) {
+  for (const auto &[path, bytes] : removed()) {
+    if (choice_of_loss(number, "removal of " + last_part(path.c_str()), 2) == 0 && !std::filesystem::exists(path)) {
+      std::ofstream(path, std::ios::binary) << bytes;
+    }
+  }
   for (const auto &[path, changes] : unsynced()) {
     lose(path, changes, number);
   }

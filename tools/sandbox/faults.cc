@@ -28,7 +28,10 @@ std::string take_last(std::string &text, const std::string &whole) {
 }
 
 // The classes whose calls stand in no trace, and are not meant by "*".
-constexpr std::array kUntraced = {"memory", "bytes", "database"};
+constexpr std::array kUntraced = {"memory", "bytes", "database", "inside", "closing"};
+
+// The classes of calls that are not the agent's: no name of a call means them.
+constexpr std::array kNotTheAgents = {"inside", "closing"};
 
 constexpr char kPowerName[] = "POWER";
 
@@ -42,8 +45,16 @@ int error_of(const std::string &name) {
   return errno_value(name);
 }
 
-bool is_any_call(const std::string &call, const std::string &call_class) {
-  return call == "*" && std::find(kUntraced.begin(), kUntraced.end(), call_class) == kUntraced.end();
+template <typename Names>
+bool among(const Names &names, const std::string &name) {
+  return std::find(names.begin(), names.end(), name) != names.end();
+}
+
+bool means(const std::string &row, const std::string &call, const std::string &call_class) {
+  if (row == call_class) {
+    return true;
+  }
+  return !among(kNotTheAgents, call_class) && (row == call || (row == "*" && !among(kUntraced, call_class)));
 }
 
 }  // namespace
@@ -80,7 +91,7 @@ void Faults::add(const std::string &text) {
 int Faults::due(const std::string &call, const std::string &subject, const std::string &call_class) {
   int error = 0;
   for (Row &row : rows_) {
-    const bool this_call = is_any_call(row.call, call_class) || row.call == call || row.call == call_class;
+    const bool this_call = means(row.call, call, call_class);
     const bool this_subject = row.subject.empty() || fnmatch(row.subject.c_str(), subject.c_str(), 0) == 0;
     if (!this_call || !this_subject) {
       continue;

@@ -31,6 +31,7 @@ struct Options {
   std::string script;
   std::vector<std::string> faults;
   std::string sites;
+  std::string key;
   int64_t memory_mib = 2048;
   int64_t processors = 2;
   bool help = false;

@@ -1,11 +1,13 @@
-// The sites: every call of the agent's that can be made to fail, in classes, each class counted from 1.
+// The sites: every call that can be made to fail or be the last one, in classes, each class counted from 1.
 //   memory    malloc, calloc and realloc in the agent's own code (the libraries' allocations are not counted)
 //   file      the calls that take a path
-//   bytes     read, write and fstat on the files that the agent opened
+//   bytes     read, write and fstat on the files that the agent opened, and sync
 //   system    the other calls into the operating system
 //   platform  the calls into the platform
 //   request   the transfers
 //   database  what SQLite does to the files of the configuration database, on the agent's behalf
+//   inside    what the platform does to other files in the agent's calls; nothing fails there, but a process can end
+//   closing   what SQLite does to its files after the agent's end; the same holds there
 // With a file, each is a line "CLASS NUMBER CALL(SUBJECT)", and at the end come remarks: "open PATH" for each file that
 // the agent left open, and "end STATUS". The numbers are those by which faults.h names a call of a class. Blocks for as
 // long as the disk does; a line that cannot be written is lost.

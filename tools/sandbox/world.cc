@@ -111,6 +111,17 @@ int World::strike(const std::string &call_class, const std::string &call, const 
   return fault;
 }
 
+// The copies that the platform makes bear the number of the process.
+void World::strike_inside(const std::string &call, const std::string &place) {
+  const std::string number = std::to_string(getpid());
+  std::string subject = paths.shown(place);
+  const size_t at = subject.rfind(number);
+  if (at != std::string::npos) {
+    subject.replace(at, number.size(), "PID");
+  }
+  strike("inside", call, subject);
+}
+
 void set_up(const Options &options) {
   World &w = world();
   w.options = options;
@@ -176,6 +187,7 @@ void end_process(int status, const std::string &last_line) {
   world().sites.remark("end", std::to_string(status));
   world().active = false;
   check_leaks();
+  world().closing = true;
   __real_exit(status);
 }
 
@@ -183,7 +195,11 @@ SystemCall::SystemCall(std::string name_of_call, const std::string &subject, std
     : name(std::move(name_of_call)),
       shown(std::move(shown_arguments)),
       agent(world().agent_calls()),
-      fault(agent ? errno_of(world().strike(class_of_system_call(name), name, subject)) : 0) {}
+      fault(agent ? errno_of(world().strike(class_of_system_call(name), name, subject)) : 0) {
+  if (world().active && !agent && class_of_system_call(name) == "file") {
+    world().strike_inside(name, subject);
+  }
+}
 
 int SystemCall::done(int result) const {
   const int error = errno;

@@ -20,6 +20,7 @@ namespace sandbox {
 
 struct World {
   bool active = false;
+  bool closing = false;  // the agent has ended, and what it left open is closed
   Options options;
   Paths paths;
   Clock clock;
@@ -35,6 +36,9 @@ struct World {
   // Counts a call of this class and says how it is to fail: a number of errno or libcurl's, kShort, or 0. Does not come
   // back when the process is to be killed there.
   int strike(const std::string &call_class, const std::string &call, const std::string &subject);
+
+  // The same for what the platform does to a file of its own or of the agent's; it can only be killed there.
+  void strike_inside(const std::string &call, const std::string &place);
 };
 
 World &world();

@@ -1,10 +1,14 @@
-// The wrapped calls on the files that the agent opened. They stand in no trace unless they fail as planned.
+// The wrapped calls on the files that the agent opened, and the syncs. They stand in no trace unless they fail as
+// planned.
 #include <fcntl.h>
 #include <features.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <filesystem>
+#include <string>
+#include <system_error>
 
 #include "tools/sandbox/durability.h"
 #include "tools/sandbox/errno_names.h"
@@ -16,6 +20,7 @@ extern "C" {
 ssize_t __real_read(int descriptor, void *bytes, size_t size);
 ssize_t __real_write(int descriptor, const void *bytes, size_t size);
 int __real_fsync(int descriptor);
+void __real_sync(void);
 #if __GLIBC_PREREQ(2, 33)
 int __real_fstat(int descriptor, struct stat *out);
 #endif
@@ -42,6 +47,19 @@ int fault_of(const char *call, const std::string &path) {
   return fault;
 }
 
+// What the platform does to a file below the root.
+void strike_inside(const char *call, int descriptor) {
+  if (!world().active || world().agent_calls()) {
+    return;
+  }
+  std::error_code failed;
+  const std::string place =
+      std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(descriptor), failed).string();
+  if (!failed && place.rfind(world().paths.root() + "/", 0) == 0) {
+    world().strike_inside(call, place);
+  }
+}
+
 template <typename Call>
 ssize_t transfer(const char *name, int descriptor, size_t size, Call &&call) {
   const std::string *path = path_of(descriptor);
@@ -62,15 +80,29 @@ ssize_t __wrap_read(int descriptor, void *bytes, size_t size) {
 }
 
 ssize_t __wrap_write(int descriptor, const void *bytes, size_t size) {
+  strike_inside("write", descriptor);
   return transfer("write", descriptor, size, [&](size_t most) { return __real_write(descriptor, bytes, most); });
 }
 
 int __wrap_fsync(int descriptor) {
+  strike_inside("fsync", descriptor);
   const int result = __real_fsync(descriptor);
   if (result == 0 && world().active) {
     sandbox::made_durable(descriptor);
   }
   return result;
+}
+
+// Nothing is written to the machine's disc: what matters is what would be there.
+void __wrap_sync(void) {
+  if (!world().active) {
+    __real_sync();
+    return;
+  }
+  if (world().agent_calls()) {
+    world().strike("bytes", "sync", "");
+  }
+  sandbox::all_made_durable();
 }
 
 #if __GLIBC_PREREQ(2, 33)

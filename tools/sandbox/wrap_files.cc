@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
+#include <cstring>
 
 #include "tools/sandbox/durability.h"
 #include "tools/sandbox/open_files.h"
@@ -102,13 +103,14 @@ int real_lstat(const char *path, struct stat *out) {
 }
 #endif
 
-// The same for calls that change what is there.
-template <typename Call>
-int changing_call(const char *name, const char *path, const std::string &more, Call &&call) {
-  return path_call(name, path, more, [&](const std::string &at) {
-    sandbox::about_to_change(at);
-    return call(at);
-  });
+// What was noted about a change holds when the change was made.
+int noted(int result) {
+  if (result < 0) {
+    const int error = errno;
+    sandbox::not_done();
+    errno = error;
+  }
+  return result;
 }
 
 std::string flags_text(int flags) {
@@ -156,10 +158,14 @@ int open_with(const char *path, int flags, mode_t mode) {
     errno = error;
     return call.done(-1);
   }
-  if ((flags & O_ACCMODE) != O_RDONLY) {
-    sandbox::about_to_change(opened_path(path));
+  const bool writes = (flags & O_ACCMODE) != O_RDONLY;
+  if (writes) {
+    sandbox::about_to_write(opened_path(path), (flags & O_TRUNC) != 0);
   }
   const int descriptor = __real_open(opened_path(path).c_str(), flags, mode);
+  if (writes) {
+    noted(descriptor);
+  }
   if (descriptor < 0) {
     return call.done(-1);
   }
@@ -213,10 +219,14 @@ FILE *__wrap_fopen(const char *path, const char *mode) {
     call.done(-1);
     return nullptr;
   }
-  if (mode[0] != 'r') {
-    sandbox::about_to_change(opened_path(path));
+  const bool writes = mode[0] != 'r' || std::strchr(mode, '+') != nullptr;
+  if (writes) {
+    sandbox::about_to_write(opened_path(path), mode[0] == 'w');
   }
   FILE *stream = __real_fopen(opened_path(path).c_str(), mode);
+  if (writes) {
+    noted(stream != nullptr ? 0 : -1);
+  }
   if (stream == nullptr) {
     call.done(-1);
     return nullptr;
@@ -272,32 +282,38 @@ int __wrap___lxstat(int, const char *path, struct stat *out) {
 }
 
 int __wrap_unlink(const char *path) {
-  return changing_call("unlink", path, "", [](const std::string &at) { return __real_unlink(at.c_str()); });
+  return path_call("unlink", path, "", [](const std::string &at) {
+    sandbox::about_to_remove(at);
+    return noted(__real_unlink(at.c_str()));
+  });
 }
 
 int __wrap_remove(const char *path) {
-  return changing_call("unlink", path, "", [](const std::string &at) { return __real_remove(at.c_str()); });
+  return path_call("unlink", path, "", [](const std::string &at) {
+    sandbox::about_to_remove(at);
+    return noted(__real_remove(at.c_str()));
+  });
 }
 
 int __wrap_rename(const char *from, const char *to) {
   return two_path_call("rename", from, to, [&] {
     sandbox::about_to_rename(mapped(from), mapped(to));
-    return __real_rename(mapped(from).c_str(), mapped(to).c_str());
+    return noted(__real_rename(mapped(from).c_str(), mapped(to).c_str()));
   });
 }
 
 int __wrap_link(const char *from, const char *to) {
   return two_path_call("link", from, to, [&] {
-    sandbox::about_to_change(mapped(to));
-    return __real_link(mapped(from).c_str(), mapped(to).c_str());
+    sandbox::about_to_name(mapped(from), mapped(to));
+    return noted(__real_link(mapped(from).c_str(), mapped(to).c_str()));
   });
 }
 
 // The target is text and stays as it is.
 int __wrap_symlink(const char *target, const char *path) {
   return two_path_call("symlink", target, path, [&] {
-    sandbox::about_to_change(mapped(path));
-    return __real_symlink(target, mapped(path).c_str());
+    sandbox::about_to_make_link(mapped(path), target);
+    return noted(__real_symlink(target, mapped(path).c_str()));
   });
 }
 
@@ -316,8 +332,10 @@ int __wrap_chmod(const char *path, mode_t mode) {
 }
 
 int __wrap_truncate(const char *path, off_t size) {
-  return changing_call("truncate", path, ", " + std::to_string(size),
-                       [&](const std::string &at) { return __real_truncate(at.c_str(), size); });
+  return path_call("truncate", path, ", " + std::to_string(size), [&](const std::string &at) {
+    sandbox::about_to_write(at, size == 0);
+    return __real_truncate(at.c_str(), size);
+  });
 }
 
 ssize_t __wrap_readlink(const char *path, char *out, size_t size) {

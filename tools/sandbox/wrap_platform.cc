@@ -9,6 +9,7 @@
 #include <string>
 
 #include "platform/platform.h"
+#include "tools/sandbox/kept_key.h"
 #include "tools/sandbox/records.h"
 #include "tools/sandbox/text_forms.h"
 #include "tools/sandbox/world.h"
@@ -318,7 +319,9 @@ int32_t __wrap_openssl_init_rng(void) {
 
 rsa_st *__wrap_generate_RSA_key(int32_t bits, uint64_t exponent, void *callback, void *argument) {
   PlatformCall call("generate_RSA_key", list(number(bits), std::to_string(exponent)));
-  return call.object("a key", [&] { return __real_generate_RSA_key(bits, exponent, callback, argument); });
+  const auto make = [&] { return __real_generate_RSA_key(bits, exponent, callback, argument); };
+  const std::string &kept = world().options.key;
+  return call.object("a key", [&] { return kept.empty() ? make() : sandbox::kept_key(kept, bits, make); });
 }
 
 int32_t __wrap_get_rnd_bytes(void *buffer, size_t length) {

@@ -1,0 +1,243 @@
+// What a loss of power takes and what it leaves. The strike is in front of the access to "/end".
+#include <map>
+#include <set>
+#include <vector>
+
+#include "tests/sandbox/layer_fixture.h"
+
+namespace {
+
+namespace files = std::filesystem;
+
+using layer::Layer;
+using layer::read;
+using Found = std::set<std::string>;
+
+constexpr int kLosses = 24;  // enough for every outcome that a test names
+
+class Durability : public Layer {
+ protected:
+  // The deeds, then loss of power `number`, on an appliance that has these files already.
+  void lose(int number, const std::string &deeds, const std::map<std::string, std::string> &before = {}) {
+    files::remove_all(folder_ / "root");
+    for (const auto &[name, text] : before) {
+      files::create_directories((folder_ / "root" / name).parent_path());
+      std::ofstream(folder_ / "root" / name) << text;
+    }
+    EXPECT_EQ(run(deeds + " access:/end", "--fault access:/end:POWER" + std::to_string(number) + ":1"), 137)
+        << read(folder_ / "err");
+  }
+  std::string left(const std::string &name) const {
+    const files::path file = folder_ / "root" / name;
+    return files::exists(files::symlink_status(file)) ? "'" + read(file) + "'" : "absent";
+  }
+  // What many losses leave of it.
+  Found all_left(const std::string &name, const std::string &deeds, const std::map<std::string, std::string> &before) {
+    Found out;
+    for (int number = 0; number < kLosses; ++number) {
+      lose(number, deeds, before);
+      out.insert(left(name));
+    }
+    return out;
+  }
+};
+
+TEST_F(Durability, WhatIsNotSyncedIsGone) {
+  lose(0, "put:/data/etc/x:text");
+  EXPECT_EQ(left("data/etc/x"), "absent");
+}
+
+TEST_F(Durability, AnOldFileIsBack) {
+  lose(0, "put:/data/etc/x:text unlink:/data/etc/y", {{"data/etc/x", "old"}, {"data/etc/y", "there"}});
+  EXPECT_EQ(left("data/etc/x"), "'old'");
+  EXPECT_EQ(left("data/etc/y"), "'there'");
+}
+
+TEST_F(Durability, ASyncedFileInAFolderThatIsNotIsGone) {
+  lose(0, "put:/data/etc/x:text fsync:/data/etc/x");
+  EXPECT_EQ(left("data/etc/x"), "absent");
+}
+
+TEST_F(Durability, AFileInASyncedFolderThatIsNotSyncedItselfIsEmpty) {
+  lose(0, "put:/data/etc/x:text fsync:/data/etc");
+  EXPECT_EQ(left("data/etc/x"), "''");
+}
+
+TEST_F(Durability, TheFirstLossOfAnotherKindKeepsTheNamesAlone) {
+  lose(1, "put:/data/etc/x:text put:/data/etc/y:text rename:/data/etc/z:/data/etc/w",
+       {{"data/etc/y", "old"}, {"data/etc/z", "moved"}});
+  EXPECT_EQ(left("data/etc/x"), "''");
+  EXPECT_EQ(left("data/etc/y"), "''");
+  EXPECT_EQ(left("data/etc/z"), "absent");
+  EXPECT_EQ(left("data/etc/w"), "'moved'");
+}
+
+TEST_F(Durability, WhatIsSyncedStaysInEveryLoss) {
+  EXPECT_EQ(all_left("data/etc/x", "put:/data/etc/x:text fsync:/data/etc/x fsync:/data/etc", {}), Found{"'text'"});
+  EXPECT_EQ(all_left("data/etc/x", "put:/data/etc/x:text sync", {{"data/etc/x", "old"}}), Found{"'text'"});
+  EXPECT_EQ(all_left("data/etc/x", "unlink:/data/etc/x fsync:/data/etc", {{"data/etc/x", "old"}}), Found{"absent"});
+}
+
+TEST_F(Durability, AFileThatIsWrittenAnewMayBeOldNewCutOrEmpty) {
+  EXPECT_EQ(all_left("data/etc/x", "put:/data/etc/x:text", {{"data/etc/x", "old"}}),
+            (Found{"'old'", "'text'", "'te'", "''"}));
+}
+
+TEST_F(Durability, AFileThatIsRemovedAndMadeAgainMayBeGone) {
+  EXPECT_EQ(all_left("data/etc/x", "unlink:/data/etc/x put:/data/etc/x:text", {{"data/etc/x", "old"}}),
+            (Found{"'old'", "'text'", "'te'", "''", "absent"}));
+}
+
+TEST_F(Durability, WhatIsWrittenAfterTheSyncIsNotSynced) {
+  lose(0, "put-in-two:/data/etc/x:text:more fsync:/data/etc");
+  EXPECT_EQ(left("data/etc/x"), "'text'");
+}
+
+TEST_F(Durability, ARenameIsUndoneOnBothSidesOrOnNeither) {
+  Found pairs;
+  for (int number = 0; number < kLosses; ++number) {
+    lose(number, "rename:/etc/x:/data/etc/y", {{"etc/x", "text"}});
+    pairs.insert(left("etc/x") + " " + left("data/etc/y"));
+  }
+  EXPECT_EQ(pairs, (Found{"'text' absent", "absent 'text'"}));
+}
+
+TEST_F(Durability, ASyncedFolderKeepsARenameOfWhatIsNotSynced) {
+  lose(0, "put:/data/etc/x:new rename:/data/etc/x:/data/etc/y fsync:/data/etc", {{"data/etc/y", "old"}});
+  EXPECT_EQ(left("data/etc/x"), "absent");
+  EXPECT_EQ(left("data/etc/y"), "''");
+}
+
+TEST_F(Durability, OfTwoChangesEachMayBeTheOneThatStays) {
+  Found pairs;
+  for (int number = 0; number < kLosses; ++number) {
+    lose(number, "unlink:/data/etc/x unlink:/data/etc/y", {{"data/etc/x", "first"}, {"data/etc/y", "second"}});
+    pairs.insert(left("data/etc/x") + " " + left("data/etc/y"));
+  }
+  EXPECT_EQ(pairs, (Found{"'first' 'second'", "absent 'second'", "'first' absent", "absent absent"}));
+}
+
+TEST_F(Durability, AChangeThatFailsIsNone) {
+  lose(1, "unlink:/data/etc/x rename:/data/etc/x:/data/etc/y put:/data/none/z:text");
+  EXPECT_EQ(left("data/etc/x"), "absent");
+  EXPECT_EQ(left("data/etc/y"), "absent");
+  EXPECT_EQ(left("data/none/z"), "absent");
+}
+
+TEST_F(Durability, ASymbolicLinkComesAndGoes) {
+  lose(0, "symlink:/etc/zoneinfo/UTC:/etc/localtime");
+  EXPECT_EQ(left("etc/localtime"), "absent");
+  lose(1, "symlink:/etc/zoneinfo/UTC:/etc/localtime");
+  EXPECT_EQ(files::read_symlink(folder_ / "root/etc/localtime").string(), "/etc/zoneinfo/UTC");
+}
+
+TEST_F(Durability, WhatIsInMemoryIsAlwaysGone) {
+  for (const char *name : {"tmp/x", "run/x", "var/run/x"}) {
+    lose(1, "put:/" + std::string(name) + ":text sync");
+    EXPECT_EQ(left(name), "absent") << name;
+  }
+}
+
+TEST_F(Durability, ACopyOfThePlatformsIsThereWholeOrNotAtAll) {
+  lose(0, "copy:/etc/x:/data/etc/y", {{"etc/x", "text"}});
+  EXPECT_EQ(left("data/etc/y"), "'text'");
+  for (int site = 1; site <= 8; ++site) {
+    for (int number = 0; number < 4; ++number) {
+      files::remove_all(folder_ / "root");
+      files::create_directories(folder_ / "root/etc");
+      std::ofstream(folder_ / "root/etc/x") << "text";
+      const std::string fault = "inside::POWER" + std::to_string(number) + ":" + std::to_string(site);
+      ASSERT_EQ(run("copy:/etc/x:/data/etc/y", "--fault " + fault), 137) << fault;
+      EXPECT_TRUE(left("data/etc/y") == "'text'" || left("data/etc/y") == "absent") << fault << left("data/etc/y");
+    }
+  }
+}
+
+// ---- the database ------------------------------------------------------------------------------------------------
+
+class DatabaseLoss : public Durability {
+ protected:
+  // An appliance that has a database with the name "before", and the numbers of what is done to it afterwards.
+  DatabaseLoss() {
+    EXPECT_EQ(run("name:before", ""), 3) << read(folder_ / "err");
+    files::rename(folder_ / "root", folder_ / "prepared");
+    begin();
+    EXPECT_EQ(run("name:after", "--sites " + (folder_ / "sites").string()), 3);
+    std::ifstream sites(folder_ / "sites");
+    std::string name, call;
+    std::vector<int> syncs;  // of the log's head, of what is in it, and so on
+    for (int number = 0; sites >> name >> number && std::getline(sites, call);) {
+      if (name == "database" && call == " sync(kelvane-config.db-wal)") {
+        syncs.push_back(number);
+      }
+    }
+    log_sync_ = syncs.size() > 1 ? syncs[1] : 0;
+    EXPECT_GT(log_sync_, 0) << read(folder_ / "sites");
+  }
+  void begin() {
+    files::remove_all(folder_ / "root");
+    files::copy(folder_ / "prepared", folder_ / "root", files::copy_options::recursive);
+  }
+  // Renames the host and loses the power in front of this call.
+  void lose_at(int site, int number) {
+    begin();
+    EXPECT_EQ(run("name:after", "--fault database::POWER" + std::to_string(number) + ":" + std::to_string(site)), 137);
+  }
+  std::string log() const { return read(folder_ / "root/data/etc/kelvane-config.db-wal"); }
+  std::string host() {
+    EXPECT_EQ(run("host", ""), 3) << read(folder_ / "err");
+    return out_;
+  }
+
+  int log_sync_ = 0;
+};
+
+TEST_F(DatabaseLoss, WhatIsNotSyncedIsGone) {
+  lose_at(log_sync_, 0);
+  EXPECT_EQ(log().size(), 32U) << "its head was synced before";
+  EXPECT_EQ(host(), "host before\n");
+}
+
+TEST_F(DatabaseLoss, WhatIsSyncedStays) {
+  for (int number = 0; number < 4; ++number) {
+    begin();
+    EXPECT_EQ(run("name:after access:/end", "--fault access:/end:POWER" + std::to_string(number) + ":1"), 137);
+    EXPECT_EQ(host(), "host after\n") << number;
+  }
+}
+
+// A write-ahead log: a head of 32 bytes, then frames of 24 bytes and a page.
+constexpr size_t kPage = 4096;
+TEST_F(DatabaseLoss, LaterWritesMayStayWithoutEarlierOnesAndInPart) {
+  begin();
+  EXPECT_EQ(run("name:after", "--fault database::KILL:" + std::to_string(log_sync_)), 137);
+  const std::string whole = log();
+  ASSERT_GT(whole.size(), 32U + 24U);
+  bool reordered = false, torn = false;
+  for (int number = 1; number < kLosses; ++number) {
+    lose_at(log_sync_, number);
+    const std::string there = log();
+    reordered = reordered || (there.size() > 56 && there.substr(32, 24) == std::string(24, '\0'));
+    torn = torn || there.size() == whole.size() - kPage / 2;
+    const std::string name = host();
+    EXPECT_TRUE(name == "host before\n" || name == "host after\n") << number << " " << name;
+  }
+  EXPECT_TRUE(reordered);
+  EXPECT_TRUE(torn);
+}
+
+TEST_F(DatabaseLoss, ItsEndIsAPlaceToBeKilledAtToo) {
+  begin();
+  run("name:after exit", "--sites " + (folder_ / "sites").string());
+  EXPECT_NE(read(folder_ / "sites").find("\nclosing 1 "), std::string::npos) << read(folder_ / "sites");
+  for (int number = 0; number < 4; ++number) {
+    for (const int site : {1, 3, 5}) {
+      begin();
+      const std::string fault = "closing::POWER" + std::to_string(number) + ":" + std::to_string(site);
+      EXPECT_EQ(run("name:after exit", "--fault " + fault), 137) << fault;
+      EXPECT_EQ(host(), "host after\n") << fault;
+    }
+  }
+}
+
+}  // namespace
