@@ -1,5 +1,7 @@
 #include "provision/provision_agent.h"
 
+#include <unistd.h>
+
 #include "core/base/log.h"
 #include "core/base/text.h"
 #include "protocol/wire/endpoint.h"
@@ -58,6 +60,8 @@ void ProvisionAgent_Provision(mxml_node_t *document) {
   marker_write(WireProtocolGetEndpoint());
   LOG_ABOVE(5, "[kelvane]: Provisioning Done\n");
   custom_data_settle();
+  // With the marker but without what came after it, an appliance that lost its power would stay so for ever.
+  sync();
 }
 
 void report(const Protocol *protocol, const ProvisionStatus &status) {

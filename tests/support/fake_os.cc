@@ -109,6 +109,7 @@ int __real_unlink(const char *path);
 int __real_symlink(const char *target, const char *path);
 int __real_mkdir(const char *path, mode_t mode);
 int __real_rename(const char *from, const char *to);
+void __real_sync();
 int __real_mount(const char *source, const char *target, const char *type, unsigned long flags, const void *data);
 int __real_umount(const char *target);
 int __real_sethostname(const char *name, size_t length);
@@ -188,6 +189,14 @@ int __wrap_rename(const char *from, const char *to) {
   }
   return perform("rename", quoted(from) + ", " + quoted(to),
                  [&] { return __real_rename(current->real(from).c_str(), current->real(to).c_str()); });
+}
+
+void __wrap_sync() {
+  if (current == nullptr) {
+    __real_sync();
+    return;
+  }
+  current->enter("sync", "");
 }
 
 int __wrap_mount(const char *source, const char *target, const char *type, unsigned long flags, const void *data) {

@@ -1,10 +1,10 @@
 // A small operating system for unit tests. A test program that links kelvane-fake-os has these system calls of the code
-// under test replaced at link time: open, close, access, unlink, symlink, mkdir, rename, mount, umount, sethostname,
-// sleep, time, setenv, tzset, sigaction. While a FakeOs lives
+// under test replaced at link time: open, close, access, unlink, symlink, mkdir, rename, sync, mount, umount,
+// sethostname, sleep, time, setenv, tzset, sigaction. While a FakeOs lives
 //   - absolute paths lie under a temporary root, which has the folders that an appliance has ("/dev", "/cdrom", "/etc",
 //     "/data/etc/ssh", "/var/run");
 //   - sleep returns at once and moves the clock on, time returns that clock;
-//   - mount, umount and sethostname do nothing and succeed;
+//   - sync, mount, umount and sethostname do nothing and succeed;
 //   - every call is added to the recording platform's trace, so that one trace holds the order of everything; each of
 //     them can be made to fail.
 // Otherwise the real calls are made, and by other threads than the one that made the FakeOs, libFuzzer's for instance,

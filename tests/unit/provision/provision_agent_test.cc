@@ -114,6 +114,7 @@ TEST_F(ProvisionAgent, ProvisionsInThisOrder) {
       "access(\"/etc/tmpdata.conf\", F_OK)",
       "access(\"/data/etc/.customdata\", F_OK) -> ENOENT",
       "rename(\"/etc/tmpdata.conf\", \"/data/etc/.customdata\")",
+      "sync()",
       "open(\"/data/etc/ssh/ssh_host_rsa_key.pub.fp\", read)",
       "close(\"/data/etc/ssh/ssh_host_rsa_key.pub.fp\")",
       "report(\"Ready\", null, null, \"00112233445566778899aabbccddeeff\")",
