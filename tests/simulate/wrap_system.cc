@@ -36,6 +36,7 @@ int __wrap_rename(const char *from, const char *to);
 int __wrap_mkdir(const char *path, mode_t mode);
 int __wrap_symlink(const char *target, const char *path);
 int __wrap_dup2(int from, int to);
+void __wrap_sync(void);
 int __wrap_mount(const char *, const char *, const char *, unsigned long, const void *);
 int __wrap_umount(const char *);
 int __wrap_sethostname(const char *name, size_t length);
@@ -104,6 +105,8 @@ int __wrap_symlink(const char *, const char *) {
 int __wrap_dup2(int, int to) {
   return disk_reopen(to);
 }
+
+void __wrap_sync(void) {}
 
 // There is no medium in the drive.
 int __wrap_mount(const char *, const char *, const char *, unsigned long, const void *) {
