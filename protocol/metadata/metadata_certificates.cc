@@ -43,15 +43,22 @@ void fetch_certificate(const char *url, curl_slist *headers) {
 
 }  // namespace
 
-CurlListOwner metadata_certificate_headers() {
+int32_t metadata_certificate_headers(CurlListOwner *headers) {
+  headers->reset();
   TransportCert transport = {};
   TransportCertGet(&transport);
-  Text line;
-  if (transport.encoded_certificate == nullptr ||
-      text_format(&line, "%s %s", "x-ms-vmagent-public-x509-cert:", transport.encoded_certificate) != 0) {
-    return CurlListOwner();
+  if (transport.encoded_certificate == nullptr) {
+    return 0;
   }
-  return http_header_list({line.get()});
+  Text line;
+  if (text_format(&line, "%s %s", "x-ms-vmagent-public-x509-cert:", transport.encoded_certificate) == 0) {
+    *headers = http_header_list({line.get()});
+  }
+  if (!headers->present()) {
+    LOG_ABOVE(0, "[kelvane]: no memory for the certificate header, what needs it is not fetched\n");
+    return -1;
+  }
+  return 0;
 }
 
 BioOwner metadata_cms_pem(const char *data) {
@@ -92,7 +99,10 @@ int32_t metadata_certificates_fetch() {
   }
   json_object *list = json_member(document.get(), "certificates", json_type_array);
   const size_t count = list != nullptr ? json_object_array_length(list) : 0;
-  const CurlListOwner headers = metadata_certificate_headers();
+  CurlListOwner headers;
+  if (metadata_certificate_headers(&headers) != 0) {
+    return -1;
+  }
   for (size_t i = 0; i < count; i++) {
     const char *url = json_member_text(json_object_array_get_idx(list, i), "certificateDataUri");
     if (url != nullptr) {

@@ -14,8 +14,9 @@
 
 namespace kelvane {
 
-// The header that shows the transport certificate, as a list; an empty one without its text or without memory.
-CurlListOwner metadata_certificate_headers();
+// The header that shows the transport certificate, as a list, into *headers; an empty one without its text. 0, or -1
+// with *headers empty when memory ran out: what needs the header is then not to be asked for.
+int32_t metadata_certificate_headers(CurlListOwner *headers);
 
 // Frames the base64 text of a CMS message as PEM: lines of 74 characters, the last as long as it comes. Absent when
 // memory ran out.
@@ -24,8 +25,9 @@ BioOwner metadata_cms_pem(const char *data);
 // Takes one fetched document over into the stores. OpenSSL's error queue is empty afterwards.
 void processJSONCertificate(json_object *document);
 
-// Fetches the list, and each certificate that it names. 0; -1 when the list could not be fetched. Each container clears
-// the certificate store first, so that of several the last one is kept.
+// Fetches the list, and each certificate that it names. 0; -1 when the list could not be fetched, or
+// memory for the header ran out. Each container clears the certificate store first, so that of several the last one is
+// kept.
 int32_t metadata_certificates_fetch();
 
 }  // namespace kelvane

@@ -104,8 +104,11 @@ int64_t get_vmagent_manifests(const Protocol *, const char *previous_tag, char *
 int64_t get_ext_handlers(const Protocol *, const char *, char **tag, ExtHandlerList *list) {
   fetch_certificates();
   Text etag;
-  const CurlListOwner headers = metadata_certificate_headers();
-  const JsonOwner document = metadata_get(metadata_url(kMetadataExtensionHandlers), headers.get(), &etag);
+  CurlListOwner headers;
+  JsonOwner document;
+  if (metadata_certificate_headers(&headers) == 0) {
+    document = metadata_get(metadata_url(kMetadataExtensionHandlers), headers.get(), &etag);
+  }
   if (document.present()) {
     MetadataState *state = metadata_state();
     state->etag.reset();

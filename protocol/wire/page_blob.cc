@@ -9,8 +9,7 @@
 #include "core/base/owned.h"
 #include "core/base/text.h"
 #include "include/buffer.h"
-#include "protocol/wire/http_client.h"
-#include "protocol/wire/storage_headers.h"
+#include "protocol/wire/storage_request.h"
 
 namespace kelvane {
 
@@ -47,8 +46,7 @@ bool create_blob(const char *url, uint64_t size) {
   snprintf(length_line, sizeof length_line, "x-ms-blob-content-length: %" PRIu64, size);
   Buffer nothing = {};
   int64_t code = 0;
-  const int32_t result = __WireClient_call_storage_service(
-      kStoragePut, url, storage_headers({"x-ms-blob-type: PageBlob", length_line}), &nothing, nullptr, &code);
+  const int32_t result = storage_put(url, {"x-ms-blob-type: PageBlob", length_line}, &nothing, &code);
   if (!accepted(result, code)) {
     log_failure(result);
     return false;
@@ -61,8 +59,7 @@ bool write_pages(const char *page_url, Buffer *chunk, uint64_t start, int32_t *r
   char range[96];
   snprintf(range, sizeof range, "x-ms-range: bytes=%" PRIu64 "-%" PRIu64, start, start + chunk->length - 1);
   int64_t code = 0;
-  *result = __WireClient_call_storage_service(
-      kStoragePut, page_url, storage_headers({"x-ms-page-write: update", range}), chunk, nullptr, &code);
+  *result = storage_put(page_url, {"x-ms-page-write: update", range}, chunk, &code);
   return accepted(*result, code);
 }
 

@@ -3,6 +3,7 @@
 #include <stdio.h>
 
 #include "core/base/buffer.h"
+#include "core/base/log.h"
 #include "core/base/text.h"
 #include "protocol/wire/endpoint.h"
 #include "protocol/wire/goal_state.h"
@@ -42,6 +43,10 @@ void post(const char *url, const char *document) {
   BufferOwner request;
   BufferOwner response;
   __makeBuffer(request.get(), document);
+  if (request.empty()) {
+    LOG_ABOVE(0, "[kelvane]: no memory for a report to %s, it is not sent\n", url);
+    return;
+  }
   __WireClient_call_wireserver(1, url, wire_post_headers(), request.get(), response.get());
 }
 

@@ -11,7 +11,7 @@
 #include "protocol/wire/page_blob.h"
 #include "protocol/wire/status_blob.h"
 #include "protocol/wire/status_document.h"
-#include "protocol/wire/storage_headers.h"
+#include "protocol/wire/storage_request.h"
 #include "telemetry/event_queue.h"
 
 namespace kelvane {
@@ -71,8 +71,7 @@ const char *__StatusBlob_get_blob_type(const char *url) {
   captured_blob_type_clear();
   BufferOwner discarded;
   int64_t code = 0;
-  const int32_t result = __WireClient_call_storage_service(kStorageHead, url, storage_headers(nullptr, 0), nullptr,
-                                                           discarded.get(), &code);
+  const int32_t result = storage_request(kStorageHead, url, nullptr, 0, nullptr, discarded.get(), &code);
   if (result != 0) {
     // What a refusal says of the blob does not count.
     captured_blob_type_clear();
@@ -85,8 +84,7 @@ void __StatusBlob_put_block_blob(const char *url, const char *document) {
   // Lent: a PUT only reads its buffer.
   Buffer body = {.data = const_cast<char *>(document), .length = strlen(document)};
   int64_t code = 0;
-  __WireClient_call_storage_service(kStoragePut, url, storage_headers({"x-ms-blob-type: BlockBlob"}), &body, nullptr,
-                                    &code);
+  storage_put(url, {"x-ms-blob-type: BlockBlob"}, &body, &code);
 }
 
 }  // namespace kelvane

@@ -232,6 +232,30 @@ TEST_F(PageBlob, WithoutMemoryForTheChunkNothingIsSaid) {
   EXPECT_EQ(recording::messages(), Lines{});
 }
 
+TEST_F(PageBlob, WithoutMemoryForTheHeadersNothingIsSent) {
+  const std::string no_memory = "[kelvane]: no memory for the headers of a storage request, it is not sent\n";
+  recording::set_debug_level(1);
+  spies::refuse_malloc = 1;
+  put(text(10));
+  EXPECT_EQ(spies::refuse_malloc, 0);
+  EXPECT_EQ(peer_->request_lines(), Lines{});
+  EXPECT_EQ(recording::messages(), (Lines{no_memory, failure(-1)}));
+}
+
+TEST_F(PageBlob, WithoutMemoryForTheHeadersOfAPageItIsNotWritten) {
+  const std::string no_memory = "[kelvane]: no memory for the headers of a storage request, it is not sent\n";
+  recording::set_debug_level(1);
+  for (int nth = 1; nth <= 4; nth++) {  // date, version, and two more
+    peer_->forget_requests();
+    recording::clear_trace();
+    spies::spies().refuse_list_append = 4 + nth;
+    put(text(10));
+    EXPECT_EQ(spies::spies().refuse_list_append, 0);
+    EXPECT_EQ(peer_->request_lines(), Lines{kCreated});
+    EXPECT_EQ(recording::messages(), (Lines{no_memory, failure(-1)}));
+  }
+}
+
 TEST_F(PageBlob, WithoutMemoryForTheUrlNothingIsSaid) {
   recording::set_debug_level(6);
   spies::refuse_malloc = 2;  // the date header is the first

@@ -4,6 +4,7 @@
 #include "core/base/buffer.h"
 #include "protocol/wire/goal_state.h"
 #include "protocol/wire/wire_protocol.h"
+#include "tests/unit/protocol/allocation_spies.h"
 #include "tests/unit/protocol/spies.h"
 
 using kelvane::ProvisionStatus;
@@ -140,6 +141,22 @@ TEST_F(ReportsTest, AFailureIsRetriedAndNotTold) {
   EXPECT_EQ(peer_->request_lines()[8], kHealthLine);
   EXPECT_EQ(peer_->request_lines()[9], kRoleLine);
   EXPECT_EQ(body(8), body(0));
+}
+
+TEST_F(ReportsTest, AReportWithoutMemoryIsNotSentAndOneLineSaysSo) {
+  recording::set_debug_level(1);
+  spies::refuse_malloc = 1;
+  report({"Ready", nullptr, nullptr, "AB"});
+  EXPECT_EQ(spies::refuse_malloc, 0);
+  EXPECT_EQ(peer_->request_lines(), Lines{kRoleLine});
+  spies::refuse_malloc = 2;
+  report({"Ready", nullptr, nullptr, "AB"});
+  EXPECT_EQ(spies::refuse_malloc, 0);
+  EXPECT_EQ(peer_->request_lines(), (Lines{kRoleLine, kHealthLine}));
+  EXPECT_EQ(recording::messages(),
+            (Lines{"[kelvane]: no memory for a report to http://168.63.129.16/machine/?comp=health, it is not sent\n",
+                   "[kelvane]: no memory for a report to http://168.63.129.16/machine/?comp=roleProperties, it is not "
+                   "sent\n"}));
 }
 
 TEST_F(ReportsTest, TheStartIsLoggedAboveLevelSix) {

@@ -134,6 +134,23 @@ TEST_F(StatusUpload, AHeadThatFailsYieldsNoType) {
   EXPECT_FALSE(kelvane::blob_type_reported());
 }
 
+TEST_F(StatusUpload, AHeadWithoutMemoryForItsHeadersIsNotMade) {
+  const std::string no_memory = "[kelvane]: no memory for the headers of a storage request, it is not sent\n";
+  record_extension();
+  spies::spies().refuse_list_append = 1;
+  report();
+  EXPECT_EQ(peer_->request_lines(), Lines{});
+  EXPECT_EQ(recording::messages(), Lines{no_memory});
+  EXPECT_EQ(kelvane::status_blob()->extension_count, 0);
+}
+
+TEST_F(StatusUpload, ABlockBlobWithoutMemoryForItsHeadersIsNotPut) {
+  spies::spies().refuse_list_append = 5;  // the HEAD has two, the PUT three
+  report();
+  EXPECT_EQ(spies::spies().refuse_list_append, 0);
+  EXPECT_EQ(peer_->request_lines(), Lines{kHead});
+}
+
 // The answer of an attempt that failed is one that a HEAD has seen: what a later one lacks does not undo it.
 TEST_F(StatusUpload, ATypeThatAFailedAttemptToldCountsWhenTheNextSucceedsWithoutOne) {
   if (curl_version_info(CURLVERSION_NOW)->version_num < kCurlTellsHeadersOfErrors) {

@@ -8,6 +8,7 @@
 
 #include "credentials/cert_store.h"
 #include "credentials/ssh_pub_key.h"
+#include "tests/unit/protocol/allocation_spies.h"
 #include "tests/unit/protocol/metadata/metadata_world.h"
 #include "tests/unit/protocol/tenant.h"
 
@@ -291,17 +292,35 @@ TEST_F(MetadataCertificatesTest, OfSeveralContainersTheLastIsKept) {
 
 TEST_F(MetadataCertificatesTest, WithoutItsTextNoCertificateIsSent) {
   kelvane::TransportCertCleanup();
-  EXPECT_FALSE(kelvane::metadata_certificate_headers().present());
+  kelvane::CurlListOwner headers;
+  EXPECT_EQ(kelvane::metadata_certificate_headers(&headers), 0);
+  EXPECT_FALSE(headers.present());
   serve(kCertificatesUrl, list_of({"http://certificates.test/1"}));
   EXPECT_EQ(protocol_->get_certs(protocol_), 0);
   EXPECT_EQ(peer_->requests()[1].own_headers(), Lines{});
 }
 
-TEST_F(MetadataCertificatesTest, WithoutMemoryNoCertificateIsSent) {
+TEST_F(MetadataCertificatesTest, WithoutMemoryForTheHeaderThereIsNoneAndOneLineSaysSo) {
+  const Lines line = {"[kelvane]: no memory for the certificate header, what needs it is not fetched\n"};
+  recording::set_debug_level(1);
+  kelvane::CurlListOwner headers;
+  spies::refuse_malloc = 1;
+  EXPECT_EQ(kelvane::metadata_certificate_headers(&headers), -1);
+  EXPECT_EQ(spies::refuse_malloc, 0) << "the header's text was refused";
+  EXPECT_FALSE(headers.present());
   spies::spies().refuse_list_append = 1;
-  EXPECT_FALSE(kelvane::metadata_certificate_headers().present());
-  spies::spies().refuse_list_append = 0;
-  EXPECT_TRUE(kelvane::metadata_certificate_headers().present());
+  EXPECT_EQ(kelvane::metadata_certificate_headers(&headers), -1);
+  EXPECT_FALSE(headers.present());
+  EXPECT_EQ(recording::messages(), (Lines{line[0], line[0]}));
+  EXPECT_EQ(kelvane::metadata_certificate_headers(&headers), 0);
+  EXPECT_TRUE(headers.present());
+}
+
+TEST_F(MetadataCertificatesTest, WithoutMemoryForTheHeaderNoCertificateIsFetched) {
+  serve(kCertificatesUrl, list_of({"http://certificates.test/1"}));
+  spies::spies().refuse_list_append = 1;
+  EXPECT_EQ(protocol_->get_certs(protocol_), -1);
+  EXPECT_EQ(peer_->request_lines(), Lines{std::string("GET ") + kCertificatesUrl});
 }
 
 TEST_F(MetadataCertificatesTest, AListThatDoesNotComeIsMinusOne) {

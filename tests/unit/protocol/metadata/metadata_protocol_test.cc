@@ -230,6 +230,17 @@ TEST_F(MetadataProtocolTest, ExtensionsAreAskedForWithTheTransportCertificate) {
   EXPECT_EQ(spies::spies().freed_lists.size(), 2u) << "that of the certificates, and this one";
 }
 
+TEST_F(MetadataProtocolTest, WithoutMemoryForTheHeaderTheExtensionsAreNotAskedFor) {
+  ASSERT_EQ(kelvane::TransportCertMake(), 0);
+  serve(kCertificatesUrl, "{}");
+  serve(kExtensionsUrl, "[]");
+  spies::spies().refuse_list_append = 2;  // the first is that of the certificates
+  EXPECT_EQ(protocol_->get_ext_handlers(protocol_, nullptr, &tag_, &list_), 0);
+  EXPECT_EQ(spies::spies().refuse_list_append, 0);
+  EXPECT_EQ(peer_->request_lines(), Lines{std::string("GET ") + kCertificatesUrl});
+  EXPECT_EQ(tag_, nullptr);
+}
+
 TEST_F(MetadataProtocolTest, AnObjectInsteadOfAListIsAnEmptyList) {
   serve(kExtensionsUrl, R"([{"name":"a"}])", {"ETag: \"5\""});
   protocol_->get_ext_handlers(protocol_, nullptr, &tag_, &list_);
