@@ -11,20 +11,23 @@ constexpr int32_t kSelected = 1;
 
 int32_t gsPublicKeys = 0;
 
-// -1 when the document has the text and there was no memory for it.
-int32_t take_text(mxml_node_t *document, const char *name, Text *out) {
-  Text text = xml_find_text(document, name);
+// -1 when the text is there and there was no memory for it.
+int32_t take_text(mxml_node_t *top, const char *name, Text *out) {
+  Text text = xml_find_text(top, name);
   if (!text.present()) {
-    return xml_has_text(document, name) ? -1 : 0;
+    return xml_has_text(top, name) ? -1 : 0;
   }
   *out = static_cast<Text &&>(text);
   return 0;
 }
 
 // A fingerprint alone names a certificate that came with the goal state; its key is in the store already.
-void take_public_key(mxml_node_t *element) {
-  const Text fingerprint = xml_find_text(element, "Fingerprint");
-  const Text value = xml_find_text(element, "Value");
+int32_t take_public_key(mxml_node_t *element) {
+  Text fingerprint;
+  Text value;
+  if (take_text(element, "Fingerprint", &fingerprint) != 0 || take_text(element, "Value", &value) != 0) {
+    return -1;
+  }
   if (value.present()) {
     gsPublicKeys++;
     SSHPubKeyAdd(value.get(), fingerprint.get(), kSelected);
@@ -32,15 +35,19 @@ void take_public_key(mxml_node_t *element) {
     gsPublicKeys++;
     SSHPubKeyFlag(fingerprint.get());
   }
+  return 0;
 }
 
 // The "Path" of a key is not read: keys are always installed for the account that is being created.
-void take_public_keys(mxml_node_t *document) {
+int32_t take_public_keys(mxml_node_t *document) {
   mxml_node_t *keys = xml_find(document, "PublicKeys");
   for (mxml_node_t *key = keys != nullptr ? xml_find(keys, "PublicKey") : nullptr; key != nullptr;
        key = mxmlFindElement(key, keys, "PublicKey", nullptr, nullptr, MXML_DESCEND)) {
-    take_public_key(key);
+    if (take_public_key(key) != 0) {
+      return -1;
+    }
   }
+  return 0;
 }
 
 }  // namespace
@@ -50,8 +57,7 @@ int32_t ProvisionAgent_ParseOvfEnv(mxml_node_t *document, Text *host_name, Text 
       take_text(document, "UserPassword", password) != 0) {
     return -1;
   }
-  take_public_keys(document);
-  return 0;
+  return take_public_keys(document);
 }
 
 int32_t __hasSSHPubKeys() {

@@ -72,6 +72,21 @@ TEST_F(OvfValues, ATextThatThereIsNoMemoryForIsNotTakenForMissing) {
   EXPECT_EQ(result_, 0);
 }
 
+TEST_F(OvfValues, AKeyThatThereIsNoMemoryForIsNotTakenForMissing) {
+  const std::string document = "<E><PublicKeys><PublicKey><Value>k</Value></PublicKey><PublicKey><Fingerprint>" +
+                               std::string(1200, 'f') + "</Fingerprint><Value>" + std::string(1300, 'v') +
+                               "</Value></PublicKey><PublicKey><Value>l</Value></PublicKey></PublicKeys></E>";
+  for (const size_t size : {size_t{1201}, size_t{1301}}) {
+    recording::clear_trace();
+    const refused_memory::Refusal refusal(size);
+    parse(document);
+    EXPECT_EQ(result_, -1) << size;
+    EXPECT_EQ(recording::trace(), Lines{"SSHPubKeyAdd(\"k\", null, 1)"});
+  }
+  parse(document);
+  EXPECT_EQ(result_, 0);
+}
+
 TEST_F(OvfValues, AnElementWithoutATextIsMissing) {
   parse("<E><HostName/><UserName></UserName><UserPassword><b/></UserPassword></E>");
   EXPECT_EQ(result_, 0);
