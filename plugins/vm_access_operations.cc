@@ -139,9 +139,6 @@ int32_t install_key(const char *user_name, const char *ssh_key) {
 
 int32_t VMAccess_SetAccount(const VMAccessOperations *operations) {
   const char *password = operations->password;
-  if (operations->user_name == nullptr) {
-    return -1;
-  }
   if (password == nullptr && operations->ssh_key == nullptr && __hasSSHPubKeys() == 0) {
     LOG_ABOVE(0, "[kelvane]: VMAccess: No password or ssh_key is specified.\n");
     return -1;

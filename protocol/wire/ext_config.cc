@@ -97,7 +97,7 @@ void parse_plugins(mxml_node_t *plugins, int32_t count, ExtHandlerList *list) {
   if (list->handlers == nullptr) {
     return;
   }
-  for (mxml_node_t *plugin = first_child_element(plugins, "Plugin"); plugin != nullptr && list->count < count;
+  for (mxml_node_t *plugin = first_child_element(plugins, "Plugin"); list->count < count;
        plugin = next_element(plugin, "Plugin")) {
     parse_plugin(plugin, &list->handlers[list->count++]);
   }

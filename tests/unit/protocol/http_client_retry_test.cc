@@ -398,6 +398,12 @@ TEST_F(RetryTest, ListsThatCannotBeMadeAreNone) {
   }
 }
 
+TEST_F(RetryTest, ADateHeaderThatCannotBeAllocatedIsNone) {
+  spies::refuse_malloc = 1;
+  EXPECT_EQ(CurlListOwner(kelvane::wire_date_header()).get(), nullptr);
+  EXPECT_EQ(spies::refuse_malloc, 0);
+}
+
 TEST_F(RetryTest, TheCertificateDoesNotGoWithoutTheLinesInFrontOfIt) {
   ASSERT_EQ(kelvane::TransportCertMake(), 0);
   for (int nth = 1; nth <= 3; nth++) {

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "protocol/wire/wire_protocol.h"
+#include "tests/unit/protocol/allocation_spies.h"
 #include "tests/unit/protocol/spies.h"
 
 using kelvane::ExtStatus;
@@ -47,6 +48,13 @@ TEST_F(StatusBlobTest, ARepeatedNameReplacesTheEarlierRecord) {
   EXPECT_EQ(kelvane::status_blob()->extensions[0].status.sequence_number, 3);
   EXPECT_EQ(kelvane::status_blob()->extensions[1].status.sequence_number, 2);
   EXPECT_STREQ(kelvane::status_blob()->extensions[2].name, "a");
+}
+
+TEST_F(StatusBlobTest, ANameThatCannotBeCopiedIsDropped) {
+  spies::refuse_malloc = 1;
+  EXPECT_EQ(report("A", status(1)), 0);
+  EXPECT_EQ(spies::refuse_malloc, 0);
+  EXPECT_EQ(kelvane::status_blob()->extension_count, 0);
 }
 
 TEST_F(StatusBlobTest, TheSeventhNameIsDroppedButAKnownOneStillReplaced) {

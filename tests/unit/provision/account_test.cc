@@ -191,6 +191,15 @@ TEST_F(Account, WithoutRandomBytesCreatesNothing) {
   expect_nothing_changed();
 }
 
+TEST_F(Account, AtLevel0ThoseFailuresAreSilent) {
+  recording::fail_always("make_new_passwd");
+  EXPECT_EQ(create("operator", "Secret-1"), -1);
+  os_.fail("open(\"/dev/urandom\", read)", ENOENT);
+  recording::fail_always("get_rnd_bytes");
+  EXPECT_EQ(create("operator", nullptr), -1);
+  EXPECT_EQ(recording::messages(), Lines{});
+}
+
 TEST_F(Account, ALongStoredFormIsCutAndTerminated) {
   EXPECT_EQ(create("operator", std::string(200, 'p').c_str()), 0);
   const ncfg_account record = recording::account("operator").value();

@@ -11,8 +11,8 @@
 #include "tests/support/fake_os.h"
 #include "tests/support/recording_fixture.h"
 #include "tests/support/recording_state.h"
-#include "tests/support/watched_memory.h"
 #include "tests/support/refused_memory.h"
+#include "tests/support/watched_memory.h"
 
 namespace {
 
@@ -63,14 +63,18 @@ class ProvisionAgent : public RecordingTest {
 
 // Without the marker the next start does it all again.
 TEST_F(ProvisionAgent, WithoutMemoryForTheDocumentNothingIsDoneAndNothingMarked) {
-  recording::set_debug_level(1);
   const std::string document = "<E><HostName>gate-7</HostName><UserName>" + std::string(1300, 'u') + "</UserName></E>";
   const refused_memory::Refusal refusal(1301);
-  run(document.c_str());
-  EXPECT_EQ(recording::messages(), Lines{"[kelvane]: no memory for the provisioning document\n"});
-  EXPECT_EQ(reports(), (Lines{kNotReady, kReady}));
-  EXPECT_EQ(recording::calls_of("cmf_query_table_append"), Lines());
-  EXPECT_FALSE(os_.exists("/data/etc/.provisioned"));
+  for (const int32_t level : {0, 1}) {
+    recording::clear_trace();
+    recording::set_debug_level(level);
+    run(document.c_str());
+    EXPECT_EQ(recording::messages(),
+              level == 0 ? Lines{} : Lines{"[kelvane]: no memory for the provisioning document\n"});
+    EXPECT_EQ(reports(), (Lines{kNotReady, kReady}));
+    EXPECT_EQ(recording::calls_of("cmf_query_table_append"), Lines());
+    EXPECT_FALSE(os_.exists("/data/etc/.provisioned"));
+  }
 }
 
 TEST_F(ProvisionAgent, ProvisionsInThisOrder) {

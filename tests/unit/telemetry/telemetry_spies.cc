@@ -76,7 +76,7 @@ int __wrap_sysinfo(struct sysinfo *out) {
 }
 
 long __wrap_sysconf(int name) {
-  return name == _SC_NPROCESSORS_ONLN ? 3 : __real_sysconf(name);
+  return name == _SC_NPROCESSORS_ONLN ? spies().processors : __real_sysconf(name);
 }
 
 time_t __wrap_time(time_t *) {

@@ -18,6 +18,7 @@ struct Spies {
   unsigned long total_ram = 0;  // in units
   unsigned memory_unit = 0;
   int sysinfo_result = 0;
+  long processors = 3;
   std::vector<int> wrap_margins;
   std::vector<std::string> options;  // of libcurl, in order
   int handles_open = 0;

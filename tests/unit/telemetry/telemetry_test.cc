@@ -31,6 +31,15 @@ TEST_F(Telemetry, RamIsInMebibytesRoundedDown) {
   EXPECT_EQ(ram_of(4194304, 4096), 16384u);
 }
 
+TEST_F(Telemetry, WhatTheMachineDoesNotTellIsNotTaken) {
+  EXPECT_EQ(ram_of(1048576, 1), 1u);
+  spies_.sysinfo_result = -1;
+  EXPECT_EQ(ram_of(2097152, 1), 1u);
+  spies_.processors = -1;
+  kelvane::TelemetryInit();
+  EXPECT_EQ(telemetry_context().processors, 0);
+}
+
 TEST_F(Telemetry, EachTextIsKeptAndTheFirstWins) {
   for (const std::string turn : {"first", "second"}) {
     kelvane::TelemetrySetTenantName(("tenant " + turn).c_str());

@@ -62,6 +62,14 @@ TEST_F(MetadataResourcesTest, AnExtensionsNameTakesItsPlace) {
   EXPECT_EQ(url_for(nullptr), front_ + back_);
 }
 
+TEST_F(MetadataResourcesTest, WithoutItsPlaceANameIsLeftOut) {
+  char *pattern = const_cast<char *>(kelvane::metadata_url(kelvane::kMetadataExtensionStatus));
+  pattern[0] = '\0';  // as before the first building
+  EXPECT_EQ(url_for("Torvik.Ext_1"), "");
+  std::strcpy(pattern, "no place");
+  EXPECT_EQ(url_for("Torvik.Ext_1"), "no place");
+}
+
 TEST_F(MetadataResourcesTest, NothingInANameIsAFormat) {
   EXPECT_EQ(url_for("100%"), front_ + "100%" + back_);
   EXPECT_EQ(url_for("%s%n%s%d%5$x"), front_ + "%s%n%s%d%5$x" + back_);

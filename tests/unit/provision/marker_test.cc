@@ -1,0 +1,48 @@
+#include "provision/marker.h"
+
+#include <unistd.h>
+
+#include "tests/support/fake_os.h"
+#include "tests/support/recording_fixture.h"
+#include "tests/support/refused_stat.h"
+
+namespace {
+
+const char kMarker[] = "/data/etc/.provisioned";
+
+class Marker : public RecordingTest {
+ protected:
+  FakeOs os_;
+};
+
+TEST_F(Marker, HoldsTheAddressInHexadecimalAndNothingForNone) {
+  kelvane::marker_write(0x10813FA8);
+  EXPECT_EQ(os_.read(kMarker), "10813fa8\n");
+  kelvane::marker_write(0);
+  EXPECT_EQ(os_.read(kMarker), "");
+}
+
+TEST_F(Marker, OnAFullDiskIsLoggedAboveLevel0) {
+  ASSERT_EQ(symlink("/dev/full", os_.real(kMarker).c_str()), 0);
+  for (const int32_t level : {0, 1}) {
+    recording::clear_trace();
+    recording::set_debug_level(level);
+    kelvane::marker_write(0x10813FA8);
+    EXPECT_EQ(
+        recording::messages(),
+        level == 0 ? Lines{} : Lines{"[kelvane]: cannot write /data/etc/.provisioned: No space left on device\n"});
+  }
+}
+
+TEST_F(Marker, WhoseLengthCannotBeToldIsNotReset) {
+  os_.write(kMarker, "more than ten bytes");
+  {
+    const refused_stat::Refusal refusal;
+    kelvane::marker_reset_if_long();
+  }
+  EXPECT_EQ(os_.read(kMarker), "more than ten bytes");
+  kelvane::marker_reset_if_long();
+  EXPECT_EQ(os_.read(kMarker), "");
+}
+
+}  // namespace
