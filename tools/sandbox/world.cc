@@ -101,6 +101,9 @@ World &world() {
 int World::strike(const std::string &call_class, const std::string &call, const std::string &subject) {
   sites.note(call_class, call, subject);
   const int fault = faults.due(call, subject, call_class);
+  if (fault <= kKill) {
+    sites.remark("killed", call_class + " " + call + "(" + subject + ")");
+  }
   if (fault == kKill) {
     die();
   }
