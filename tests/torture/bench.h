@@ -34,6 +34,8 @@ class Bench {
   void make_ready();
   int run(const std::string &name, int64_t begin, int64_t length, const std::string &fault) const;
   int struck_run(const std::string &fault) const;
+  std::string second_run(const Strike &strike);
+  std::string check_database() const;
   int quiet_run() const;
   std::string check_struck(const Strike &strike, int status) const;
   std::string check_quiet(int status, bool was_marked) const;
@@ -47,6 +49,7 @@ class Bench {
   int64_t first_pass_ = 0;
   scenario::Cloud cloud_;
   std::vector<Site> sites_;
+  Site second_;  // where the second kill of the play was
   Json expected_;
 };
 

@@ -30,6 +30,7 @@ using torture::Strike;
 constexpr char kHelp[] =
     "usage: kelvane-torture [options]\n"
     "  --kill             kill the agent, or take its power, instead of letting calls fail\n"
+    "  --twice            the same, and kill the start that follows, too\n"
     "  --protocol NAME    only wire, or only metadata\n"
     "  --class NAMES      only these, with commas between: memory, file, bytes, system, platform, request, database\n"
     "  --blow NAMES       only these blows, as they stand at the end of an address\n"
@@ -43,9 +44,11 @@ constexpr char kHelp[] =
     "  --artifacts DIR    the folder for everything (a temporary one)\n"
     "  --sandbox PROGRAM, --fabric PROGRAM, --scenarios DIR\n";
 
+constexpr size_t kTwiceEvery = 10;  // of the kills one in so many is followed by another one
+
 struct Settings {
   torture::Programs programs;
-  bool kill = false, list = false;
+  bool kill = false, twice = false, list = false;
   std::string protocol, classes, blows, only, state, artifacts;
   size_t from = 1, to = static_cast<size_t>(-1), sample = 0, workers = 1;
   unsigned seed = 1;
@@ -95,6 +98,8 @@ Settings read_arguments(int argc, char **argv) {
     const std::string option = argv[i];
     if (option == "--kill" || option == "--list") {
       (option == "--kill" ? settings.kill : settings.list) = true;
+    } else if (option == "--twice") {
+      settings.kill = settings.twice = true;
     } else if (i + 1 == argc || !take(settings, option, argv[i + 1])) {
       throw std::runtime_error(kHelp);
     } else {
@@ -133,6 +138,9 @@ bool wanted(const Settings &settings, const Strike &strike) {
 
 // A struck process may be the one of a failure or of a kill; an address says it by its blow.
 std::vector<Strike> all_strikes(const Settings &settings, const Bench &bench) {
+  if (settings.twice || settings.only.find('@') != std::string::npos) {
+    return torture::twice(strikes_of(bench.protocol(), bench.sites(), true), kTwiceEvery);
+  }
   std::vector<Strike> out = strikes_of(bench.protocol(), bench.sites(), settings.kill);
   if (!settings.only.empty()) {
     const std::vector<Strike> more = strikes_of(bench.protocol(), bench.sites(), !settings.kill);

@@ -24,6 +24,9 @@ constexpr char kNoDocument[] =
 
 const std::vector<const char *> kCustomData = {"/files/.customdata", "/files/tmpdata.conf"};
 
+// That the marker is there counts; its text is for people.
+const std::vector<const char *> kMarked = {"/files/.provisioned", "/files/.customdata", "/files/tmpdata.conf"};
+
 constexpr char kNotMoved[] =
     "custom data is moved after the marker is written, and only by a start that provisions; it waits in "
     "/etc/tmpdata.conf";
@@ -37,19 +40,19 @@ const std::vector<Row> &rows() {
        "the plugin's status is not saved: it is told until the next start, and then no more"},
       {"file * open(/cdrom/ovf-env.xml)", kFromTheDocument, kNoDocument},
       {"bytes E* read(/cdrom/ovf-env.xml)", kFromTheDocument, kNoDocument},
+      {"bytes KILL write(/data/etc/.provisioned)", kMarked, kNotMoved},
       {"* KILL access(/etc/tmpdata.conf)", kCustomData, kNotMoved},
       {"* KILL access(/data/etc/.customdata)", kCustomData, kNotMoved},
       {"* KILL rename(/etc/tmpdata.conf)", kCustomData, kNotMoved},
+      {"bytes POWER* write(/data/etc/.provisioned)", kMarked, kNotMoved},
+      {"file POWER* rename(/etc/tmpdata.conf)", kMarked, kNotMoved},
+      {"bytes POWER* sync()", kMarked, kNotMoved},
       {"request * request(http://168.63.129.16/*)",
        {"/tables/340/operator/ssh_keys/*", "/requests *"},
        "what a first boot could not fetch it does without: reports say nothing of it, a key that came with it is "
        "missing"},
       {"database * *", {"/tables/440/*"}, kPorts},
       {"platform * __nCfg_sess_table_change_by_mkey(440*", {"/tables/440/*"}, kPorts},
-      {"* POWER* *", kCustomData, kNotMoved},
-      {"* POWER* *",
-       {"/files/.provisioned"},
-       "that the marker is there counts; its text is for people, is not synced, and may be cut short"},
       {"file E* rename(/etc/tmpdata.conf)", kCustomData, kNotMoved},
   };
   return kRows;

@@ -42,15 +42,27 @@ const std::vector<Row> &failures() {
   return kRows;
 }
 
+const Words kEveryEnd = {"KILL", "POWER", "POWER1", "POWER2", "POWER3"};
+
 const std::vector<Row> &kills() {
   static const std::vector<Row> kRows = {
+      // What changes nothing on the disc is not lost either: the next call that writes has the same losses of power.
+      {"memory", "*", {"KILL"}},
       {"file", "access", {"KILL"}},
-      {"file", "*", {"KILL", "POWER", "POWER1", "POWER2"}},
-      {"bytes", "*", {"KILL", "POWER", "POWER1", "POWER2"}},
+      {"file", "stat", {"KILL"}},
+      {"file", "*", kEveryEnd},
+      {"bytes", "read", {"KILL"}},
+      {"bytes", "fstat", {"KILL"}},
+      {"bytes", "*", kEveryEnd},
       {"system", "*", {"KILL"}},
-      {"platform", "*", {"KILL", "POWER", "POWER1", "POWER2"}},
+      {"platform", "cmf_write_config", kEveryEnd},
+      {"platform", "ncfg_copyfile", kEveryEnd},
+      {"platform", "ssh_pubkey_data_set", kEveryEnd},
+      {"platform", "*", {"KILL"}},
       {"database", "read", {"KILL"}},
-      {"database", "*", {"KILL", "POWER", "POWER1", "POWER2"}},
+      {"database", "*", kEveryEnd},
+      {"inside", "*", kEveryEnd},
+      {"closing", "*", kEveryEnd},
       {"request", "*", {"KILL", "POWER"}},
   };
   return kRows;
@@ -80,7 +92,8 @@ Words parts_of(const std::string &text) {
 }  // namespace
 
 std::string Strike::address() const {
-  return protocol + "/" + site.call_class + "/" + std::to_string(site.number) + "/" + blow;
+  return protocol + "/" + site.call_class + "/" + std::to_string(site.number) + "/" + blow +
+         (second.empty() ? "" : "@" + second);
 }
 
 std::string Strike::fault() const {
@@ -125,11 +138,43 @@ std::vector<Site> read_sites(const std::string &file) {
   return out;
 }
 
+Site read_end(const std::string &file) {
+  std::ifstream stream(file);
+  Site site;
+  for (std::string line, word; std::getline(stream, line);) {
+    std::istringstream words(line);
+    if (words >> word && word == "killed" && words >> site.call_class && words.get() == ' ') {
+      std::getline(words, site.call);
+    }
+  }
+  return site;
+}
+
+std::string Strike::second_fault() const {
+  const Words parts = parts_of(second);
+  return parts.at(0) + "::" + parts.at(2) + ":" + parts.at(1);
+}
+
+std::string Strike::second_blow() const {
+  return second.empty() ? "" : parts_of(second).at(2);
+}
+
+std::vector<Strike> twice(const std::vector<Strike> &all, size_t every) {
+  std::vector<Strike> out;
+  std::mt19937 random(static_cast<unsigned>(all.size()));
+  for (size_t at = 0; at < all.size(); at += every) {
+    const Strike &second = all[static_cast<size_t>(random()) % all.size()];
+    out.push_back(all[at]);
+    out.back().second = second.site.call_class + ":" + std::to_string(second.site.number) + ":" + second.blow;
+  }
+  return out;
+}
+
 std::vector<Strike> strikes_of(const std::string &protocol, const std::vector<Site> &sites, bool kill) {
   std::vector<Strike> out;
   for (const Site &site : sites) {
     for (const std::string &blow : blows_of(kill ? kills() : failures(), site)) {
-      out.push_back({protocol, site, blow});
+      out.push_back({protocol, site, blow, ""});
     }
   }
   return out;

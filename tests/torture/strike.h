@@ -20,7 +20,8 @@ struct Site {
 struct Strike {
   std::string protocol;  // "wire" or "metadata"
   Site site;
-  std::string blow;  // an errno, "SHORT", "KILL", "POWER2", with "+" for all later calls, too; "fabric:KIND"
+  std::string blow;    // an errno, "SHORT", "KILL", "POWER2", with "+" for all later calls, too; "fabric:KIND"
+  std::string second;  // what ends the next start, too: "platform:12:KILL"; empty for none
 
   std::string address() const;
   // What the sandbox is told with --fault; empty for a blow of the fabric's.
@@ -28,13 +29,22 @@ struct Strike {
   // The fabric's fault as JSON; empty for the sandbox's.
   std::string fabric_fault() const;
   bool kills() const;
+  // What the sandbox is told for the second.
+  std::string second_fault() const;
+  std::string second_blow() const;
 };
 
 // The sites in a file that the sandbox wrote.
 std::vector<Site> read_sites(const std::string &file);
 
+// The site at which the run was killed, by that file; an empty one when it was not. Its number is not told.
+Site read_end(const std::string &file);
+
 // All strikes of these sites: those that let calls fail, or those that kill.
 std::vector<Strike> strikes_of(const std::string &protocol, const std::vector<Site> &sites, bool kill);
+
+// Of kills, every so many-th one, each with another one in the start that follows: by chance, the same in every play.
+std::vector<Strike> twice(const std::vector<Strike> &all, size_t every);
 
 // So many of them, evenly from all classes and blows, the same ones in the same order for the same seed.
 std::vector<Strike> sample(const std::vector<Strike> &all, size_t count, unsigned seed);
