@@ -9,6 +9,7 @@
 
 #include "tests/simulate/events.h"
 #include "tests/simulate/expectation.h"
+#include "tests/simulate/media.h"
 #include "tests/simulate/trouble.h"
 
 namespace simulate {
@@ -46,6 +47,8 @@ File *make(const char *path) {
   for (File &file : world().files) {
     if (!file.exists) {
       file.exists = true;
+      file.synced = false;
+      file.before[0] = '\0';
       file.length = 0;
       std::snprintf(file.path, sizeof file.path, "%s", path);
       return &file;
@@ -82,7 +85,7 @@ bool being_written(const char *path) {
 
 // A call that changes the disk: the power may go just then, and it may fail with what this gives.
 int write_call(const char *what) {
-  file_call(what);
+  power_may_go(what);
   return file_fails(what);
 }
 
@@ -105,6 +108,20 @@ void spoil(File *file) {
   }
 }
 
+// A rename may be undone; a file may be empty or gone.
+void lose(File *file) {
+  Dice &dice = world().dice;
+  if (file->before[0] != '\0' && dice.percent(50)) {
+    std::memcpy(file->path, file->before, sizeof file->path);
+  }
+  if (!file->synced && dice.percent(50)) {
+    file->length = 0;
+    file->exists = dice.percent(50);
+  }
+  file->before[0] = '\0';
+  file->synced = true;
+}
+
 }  // namespace
 
 int disk_open(const char *path, int flags) {
@@ -115,6 +132,9 @@ int disk_open(const char *path, int flags) {
   }
   if (std::strcmp(path, "/dev/urandom") == 0) {
     return new_descriptor({Open::kRandom, false, false, nullptr, 0});
+  }
+  if (std::strcmp(path, kDrive) == 0) {
+    return media_in_drive() ? new_descriptor({Open::kOther, false, false, nullptr, 0}) : fail(ENOMEDIUM);
   }
   File *file = find(path);
   if (file != nullptr && (flags & O_EXCL) != 0) {
@@ -128,6 +148,7 @@ int disk_open(const char *path, int flags) {
   }
   if ((flags & O_TRUNC) != 0) {
     file->length = 0;
+    file->synced = false;
   }
   return new_descriptor({Open::kFile, writing, false, file, 0});
 }
@@ -182,6 +203,7 @@ ssize_t disk_write(int number, const void *bytes, size_t size) {
     return fail(ENOSPC);
   }
   std::memcpy(descriptor->file->bytes + descriptor->at, bytes, size);
+  descriptor->file->synced = false;
   descriptor->at += size;
   descriptor->file->length = std::max(descriptor->file->length, descriptor->at);
   return static_cast<ssize_t>(size);
@@ -198,15 +220,22 @@ int disk_unlink(const char *path) {
   }
   const int error = write_call("unlink");
   File *file = find(path);
+  world().status_spoilt = world().status_spoilt || (saving && (file == nullptr || error == 0));
   if (file == nullptr || error != 0) {
     return fail(file == nullptr ? ENOENT : error);
   }
   if (is_status(file)) {
     expectation_lost();
-    world().status_spoilt = true;
   }
   file->exists = false;
   return 0;
+}
+
+void disk_remove(const char *path) {
+  File *file = find(path);
+  if (file != nullptr) {
+    file->exists = false;
+  }
 }
 
 int disk_rename(const char *from, const char *to) {
@@ -219,6 +248,7 @@ int disk_rename(const char *from, const char *to) {
   if (old != nullptr) {
     old->exists = false;
   }
+  std::snprintf(file->before, sizeof file->before, "%s", from);
   std::snprintf(file->path, sizeof file->path, "%s", to);
   return 0;
 }
@@ -231,7 +261,15 @@ int disk_put(const char *path, std::string_view text) {
   }
   std::memcpy(file->bytes, text.data(), text.size());
   file->length = text.size();
+  file->synced = true;
   return 0;
+}
+
+void disk_sync() {
+  for (File &file : world().files) {
+    file.synced = true;
+    file.before[0] = '\0';
+  }
 }
 
 int disk_reopen(int number) {
@@ -267,8 +305,10 @@ int disk_open_count() {
 
 void disk_power_cut() {
   for (File &file : world().files) {
-    if (file.exists && std::strncmp(file.path, "/tmp/", 5) == 0) {
+    if (file.exists && (std::strncmp(file.path, "/tmp/", 5) == 0 || std::strncmp(file.path, "/cdrom/", 7) == 0)) {
       file.exists = false;
+    } else if (file.exists && !is_status(&file)) {
+      lose(&file);
     }
   }
   File *status = find(kStatusFile);

@@ -13,6 +13,7 @@
 namespace simulate {
 
 inline constexpr const char kStatusFile[] = "/data/etc/.plugin_status";
+inline constexpr const char kDrive[] = "/dev/sr0";
 
 // The simulated calls; as POSIX has them, errno included.
 int disk_open(const char *path, int flags);
@@ -22,7 +23,9 @@ ssize_t disk_write(int descriptor, const void *bytes, size_t size);
 int disk_exists(const char *path);
 int disk_unlink(const char *path);
 int disk_rename(const char *from, const char *to);
-int disk_put(const char *path, std::string_view text);  // a whole file, made or replaced
+void disk_sync();
+void disk_remove(const char *path);                     // without a failure and a power cut
+int disk_put(const char *path, std::string_view text);  // a whole file, made or replaced, and synced
 int disk_reopen(int descriptor);                        // makes a closed number an open one
 
 // Whether a descriptor is one of these, and the length of its file.

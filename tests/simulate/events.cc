@@ -5,6 +5,7 @@
 
 #include "platform/platform.h"
 #include "tests/simulate/disk.h"
+#include "tests/simulate/first_boot.h"
 #include "tests/simulate/trouble.h"
 #include "tests/simulate/wanted.h"
 #include "tests/simulate/world.h"
@@ -66,7 +67,7 @@ void restart(World &w) {
 void cut(World &w) {
   w.cut_at = after(w.mean_cut);
   if (w.dice.percent(50)) {
-    w.cut_at_file_call = 1 + static_cast<int32_t>(w.dice.below(12));
+    w.cut_at_call = 1 + static_cast<int32_t>(w.dice.below(12));
     return;
   }
   power_cut();
@@ -127,11 +128,14 @@ void events_begin() {
   find_next(w);
 }
 
-// One start in ten falls into trouble.
+// One start in ten falls into trouble; of the first boots, four in ten lose their power on the way.
 void events_begin_life() {
   World &w = world();
   if (w.dice.percent(10)) {
     trouble_begin();
+  }
+  if (first_boot_ahead() && w.dice.percent(40)) {
+    w.cut_at_call = 1 + static_cast<int32_t>(w.dice.below(60));
   }
   w.command_at = w.now + 5 * kMinute;
   find_next(w);
@@ -147,18 +151,18 @@ void pass_time(int64_t seconds) {
   w.now = end;
 }
 
-void file_call(const char *what) {
+void power_may_go(const char *call) {
   World &w = world();
-  if (w.cut_at_file_call == 0 || --w.cut_at_file_call > 0) {
+  if (w.cut_at_call == 0 || --w.cut_at_call > 0) {
     return;
   }
-  happened("the power goes at %s", what);
+  happened("the power goes at %s", call);
   power_cut();
 }
 
 void power_cut() {
   World &w = world();
-  w.cut_at_file_call = 0;
+  w.cut_at_call = 0;
   w.counts.cuts++;
   happened("power cut");
   disk_power_cut();

@@ -16,8 +16,8 @@ void events_begin_life();
 // Lets time pass; what falls due happens at its second. Ends the life when that is what happens.
 void pass_time(int64_t seconds);
 
-// One call on a file: the power may go just then.
-void file_call(const char *what);
+// A call that changes what is kept: the power may go just then.
+void power_may_go(const char *call);
 
 // What a power cut leaves of the disk: files under /tmp are gone, and the file that was written last may be.
 void power_cut();

@@ -15,6 +15,7 @@
 #include "protocol/wire/status_blob.h"
 #include "tests/simulate/disk.h"
 #include "tests/simulate/expectation.h"
+#include "tests/simulate/first_boot.h"
 #include "tests/simulate/memory_watch.h"
 #include "tests/simulate/metadata_reports.h"
 #include "tests/simulate/requests.h"
@@ -270,6 +271,7 @@ void check_documents() {
 void invariants_begin_life() {
   gsLife = {};
   expectation_begin();
+  first_boot_begin_life();
 }
 
 void invariants_begin_pass() {
@@ -280,6 +282,9 @@ void invariants_begin_pass() {
   w.counts.metadata_lives += w.metadata && gsLife.passes == 0 ? 1 : 0;
   gsLife.passes++;
   happened("pass");
+  if (gsLife.passes == 1) {
+    first_boot_over();
+  }
   expectation_begin_pass();
 }
 

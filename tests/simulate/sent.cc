@@ -19,6 +19,14 @@ uint64_t count(std::string_view text, std::string_view part) {
   return found;
 }
 
+// Attempts repeat it.
+void provisioning_sent(std::string_view body) {
+  const char state = contains(body, "NotReady") ? 'N' : 'R';
+  if (gsSent.provisioning.empty() || gsSent.provisioning.back() != state) {
+    gsSent.provisioning += state;
+  }
+}
+
 // Between the resource and the query.
 std::string extension_in(std::string_view url) {
   constexpr std::string_view kResource = "/status/extensions/";
@@ -35,6 +43,8 @@ void sent(std::string_view url, std::string_view body) {
     }
   } else if (contains(url, "comp=telemetrydata")) {
     gsEventsPosted += count(body, "<Event ");
+  } else if (contains(url, "comp=health") || contains(url, "/provisioningStatus?")) {
+    provisioning_sent(body);
   } else if (contains(url, "/status/vmagent?")) {
     gsSent.vm_status = body;
   } else if (contains(url, "/status/extensions/")) {
@@ -50,6 +60,7 @@ void sent_forget() {
   gsSent.status_blob.clear();
   gsSent.vm_status.clear();
   gsSent.extensions.clear();
+  gsSent.provisioning.clear();
 }
 
 uint64_t events_posted() {

@@ -13,6 +13,7 @@ struct Sent {
   std::string status_blob;                        // whole or in pages
   std::string vm_status;                          // to the metadata service
   std::map<std::string, std::string> extensions;  // to the metadata service, by the name in the address
+  std::string provisioning;                       // the states told, "N" for not ready and "R" for ready
 };
 
 // A request goes out.

@@ -2,6 +2,8 @@
 
 #include <cerrno>
 
+#include "tests/simulate/events.h"
+#include "tests/simulate/first_boot.h"
 #include "tests/simulate/world.h"
 
 namespace simulate {
@@ -17,6 +19,7 @@ bool fails(const char *call) {
     return false;
   }
   happened("%s fails", call);
+  first_boot_call_failed();
   return true;
 }
 
@@ -31,6 +34,7 @@ void trouble_begin() {
 }
 
 bool platform_fails(const char *call) {
+  power_may_go(call);
   const bool failed = fails(call);
   world().counts.failed_calls += failed ? 1 : 0;
   return failed;

@@ -8,7 +8,7 @@ namespace simulate {
 // It begins; the next one is drawn.
 void trouble_begin();
 
-// Whether this call into the platform fails.
+// Whether this call into the platform fails. The power may go just then, too.
 bool platform_fails(const char *call);
 
 // What this call on a file fails with; 0 when it does not.

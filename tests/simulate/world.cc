@@ -66,6 +66,16 @@ void set_habits(World &w) {
   w.metadata_percent = service < 65 ? 0 : service < 85 ? 100 : 50;
 }
 
+void set_media(World &w) {
+  Dice &dice = w.dice;
+  w.media.there = dice.percent(70);
+  w.media.iso = dice.percent(30);
+  w.media.password = dice.percent(60);
+  w.media.refused = w.media.password && dice.percent(10);
+  w.media.custom = dice.percent(50);
+  w.media.keys = static_cast<int>(dice.below(5));
+}
+
 void set_factory(World &w) {
   Configuration &factory = w.configuration;
   std::snprintf(factory.settings.host_name, sizeof factory.settings.host_name, "appliance");
@@ -73,7 +83,7 @@ void set_factory(World &w) {
   std::snprintf(factory.port.name, sizeof factory.port.name, "port1");
   factory.port.addressing_mode = NCFG_ADDRESSING_DHCP;
   factory.accounts = 1;
-  std::snprintf(factory.account[0].name, sizeof factory.account[0].name, "admin");
+  std::snprintf(factory.account[0].record.name, sizeof factory.account[0].record.name, "admin");
   std::snprintf(w.zone.os_version, sizeof w.zone.os_version, "Pellix 7.4");
   // Low in most worlds; high in some, where every line is formatted and dropped.
   w.zone.agent_debug_level = w.dice.percent(20) ? 7 : 1;
@@ -94,6 +104,7 @@ void world_begin(uint64_t seed, int64_t seconds) {
   w.digest = 0xCBF29CE484222325u;
   set_habits(w);
   set_factory(w);
+  set_media(w);
   expectation_lost();
 }
 

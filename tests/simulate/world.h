@@ -78,12 +78,14 @@ struct Expectation {
 
 // ---- the disk --------------------------------------------------------------------------------------------------
 
-inline constexpr int kFiles = 16;
+inline constexpr int kFiles = 20;
 inline constexpr size_t kFileSize = size_t{64} * 1024;
 
 struct File {
   bool exists;
+  bool synced;  // a power cut does not touch it
   char path[64];
+  char before[64];  // its path before it was renamed, until that is synced; empty for none
   size_t length;
   char bytes[kFileSize];
 };
@@ -91,13 +93,43 @@ struct File {
 // ---- the appliance's configuration -----------------------------------------------------------------------------
 
 inline constexpr int kAccounts = 4;
+inline constexpr int kDashboard = 8;
+inline constexpr int kKeys = 3;
+
+struct Account {
+  ncfg_account record;
+  int widgets;
+  ncfg_dashboard_entry dashboard[kDashboard];
+  bool gui;
+  char keys[kKeys][64];
+};
 
 struct Configuration {
   ncfg_system_settings settings;
   ncfg_interface port;
   ncfg_event_hub event_hub;
   int accounts;
-  ncfg_account account[kAccounts];
+  Account account[kAccounts];
+};
+
+// ---- the first boot --------------------------------------------------------------------------------------------
+
+// What lies in the drive for the first boot, the same for all starts of a world.
+struct Media {
+  bool there;
+  bool iso;       // its file system is the second that is tried
+  bool password;  // the document has one
+  bool refused;   // the policy is against it
+  bool custom;    // there is custom data
+  int keys;       // in the document
+};
+
+// What the starts without the marker have come by so far.
+struct FirstBoot {
+  bool document;  // the document was read, from the drive or from the copy of an earlier start
+  bool custom;    // custom data was there to be copied
+  bool spoilt;    // a call failed: nothing is asked of the outcome
+  bool over;      // a start came through it: nothing of it may be lost any more
 };
 
 // ---- what happened ---------------------------------------------------------------------------------------------
@@ -115,7 +147,7 @@ struct Counts {
   uint64_t turns, passes, clean_passes, settled_checks, commands, requests, faults, events, revisions, restarts, cuts,
       jumps, documents;
   uint64_t longest_queue;
-  uint64_t metadata_lives, missed, troubles, failed_calls,
+  uint64_t first_boots, metadata_lives, missed, troubles, failed_calls,
       failed_writes;  // changes that a broken answer under its ETag hid
   uint64_t rise;      // of memory, in bytes, between two times in a life at which nothing was wanted
 };
@@ -140,7 +172,7 @@ struct World {
   bool metadata;              // what the agent must have chosen from that
   int64_t last_pass;          // start of the last pass
   int64_t back_since_pass;    // seconds that the wall clock was set back since
-  int32_t cut_at_file_call;   // counts down file calls to a power cut; 0 for none
+  int32_t cut_at_call;        // counts down calls to a power cut; 0 for none
 
   int64_t trouble_until;
   bool port_hidden;    // a look for the first port failed in this life: the agent gives up its start
@@ -151,6 +183,8 @@ struct World {
   Revision current, previous;
   Expectation durable;  // what the status file holds, as it should be
   Configuration configuration, written;
+  Media media;
+  FirstBoot first_boot;
   ncfg_debug_zone zone;
   File files[kFiles];
 

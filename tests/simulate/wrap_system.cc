@@ -12,6 +12,7 @@
 
 #include "tests/simulate/disk.h"
 #include "tests/simulate/events.h"
+#include "tests/simulate/media.h"
 #include "tests/simulate/world.h"
 
 using namespace simulate;
@@ -36,9 +37,9 @@ int __wrap_rename(const char *from, const char *to);
 int __wrap_mkdir(const char *path, mode_t mode);
 int __wrap_symlink(const char *target, const char *path);
 int __wrap_dup2(int from, int to);
+int __wrap_mount(const char *device, const char *folder, const char *file_system, unsigned long flags, const void *);
+int __wrap_umount(const char *folder);
 void __wrap_sync(void);
-int __wrap_mount(const char *, const char *, const char *, unsigned long, const void *);
-int __wrap_umount(const char *);
 int __wrap_sethostname(const char *name, size_t length);
 int __wrap_kill(pid_t process, int signal);
 int __wrap_sysinfo(struct sysinfo *out);
@@ -106,17 +107,16 @@ int __wrap_dup2(int, int to) {
   return disk_reopen(to);
 }
 
-void __wrap_sync(void) {}
-
-// There is no medium in the drive.
-int __wrap_mount(const char *, const char *, const char *, unsigned long, const void *) {
-  errno = ENODEV;
-  return -1;
+int __wrap_mount(const char *device, const char *folder, const char *file_system, unsigned long flags, const void *) {
+  return media_mount(device, folder, file_system, flags);
 }
 
-int __wrap_umount(const char *) {
-  errno = EINVAL;
-  return -1;
+int __wrap_umount(const char *folder) {
+  return media_unmount(folder);
+}
+
+void __wrap_sync(void) {
+  disk_sync();
 }
 
 int __wrap_sethostname(const char *, size_t) {
