@@ -1,6 +1,7 @@
 // Process entry and wiring diagram: the order of start-up can be read off main. No phase but the endpoint wait can end
 // the process; each logs its own failures, and start-up goes on with what there is.
 #include <curl/curl.h>
+#include <string.h>
 #include <sys/mount.h>
 #include <unistd.h>
 
@@ -26,8 +27,13 @@
 
 using namespace kelvane;
 
-static const char *os_version() {
-  return nCfg_debug_zone != nullptr ? nCfg_debug_zone->os_version : nullptr;
+// The record's text may fill its field without an end: other programs write there, too.
+static void tell_os_version() {
+  char version[sizeof nCfg_debug_zone->os_version + 1] = {};
+  if (nCfg_debug_zone != nullptr) {
+    memcpy(version, nCfg_debug_zone->os_version, sizeof nCfg_debug_zone->os_version);
+  }
+  TelemetrySetOSVersion(nCfg_debug_zone != nullptr ? version : nullptr);
 }
 
 static int endpoint_failed() {
@@ -63,7 +69,7 @@ int main(int argc, char **argv) {
   pluginManager_Init();
   TransportCertMake();
   TelemetryInit();
-  TelemetrySetOSVersion(os_version());
+  tell_os_version();
   if (!marker_exists()) {
     admin_lock();
   }

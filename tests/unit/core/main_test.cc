@@ -352,6 +352,14 @@ TEST_F(Main, GoesOnWhenTheConfigurationCannotBeReached) {
   EXPECT_EQ(recording::trace().back(), "sleep(1)");
 }
 
+TEST_F(Main, AVersionThatFillsItsFieldEndsThere) {
+  ncfg_debug_zone &record = recording::debug_record();
+  std::memset(record.os_version, 'v', sizeof record.os_version);
+  strcpy(record.host_name, "host");
+  start();
+  EXPECT_THAT(recording::trace(), testing::Contains("TelemetrySetOSVersion(" + std::string(64, 'v') + ")"));
+}
+
 TEST_F(Main, WithoutADebugRecordPassesNoOsVersionAndLogsUngatedLinesOnly) {
   os_.write("/data/etc/.provisioned", "");
   recording::set_debug_record_present(false);
