@@ -34,8 +34,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   static FakeOs os;
   os.hide({"access", "close", "open", "unlink"});
   fuzz::start(6);
-  const std::string bytes = size != 0 ? fuzz::bytes_of(data + 1, size - 1) : "";
-  const char kind = size != 0 ? static_cast<char>(data[0]) : ' ';
-  (kind == 'f' ? try_fingerprint : kind == 's' ? try_daemon : try_marker)(os, bytes);
+  const std::string input = size != 0 ? fuzz::bytes_of(data, size) : " ";
+  (input[0] == 'f' ? try_fingerprint : input[0] == 's' ? try_daemon : try_marker)(os, input.substr(1));
   return 0;
 }
