@@ -2,6 +2,7 @@
 
 #include <ctime>
 
+#include "platform/platform.h"
 #include "platform/reference/database.h"
 #include "platform/reference/sqlite.h"
 
@@ -51,10 +52,13 @@ std::vector<std::string> history_of(const std::string &account) {
 
 void history_write(sqlite3 *handle) {
   for (const Entry &entry : pending) {
-    Statement(handle, "INSERT INTO password_history (account, password, time) VALUES (?, ?, ?)")
+    Statement(handle,
+              "INSERT INTO password_history (account, password, time) SELECT ?1, ?2, ?3 "
+              "WHERE EXISTS (SELECT 1 FROM records WHERE table_number = ?4 AND key = ?1)")
         .bind(entry.account)
         .bind(entry.password)
         .bind(entry.time)
+        .bind(int64_t{NCFG_TABLE_ACCOUNTS})
         .step();
     Statement(handle,
               "DELETE FROM password_history WHERE account = ?1 AND number NOT IN "

@@ -18,7 +18,8 @@ void history_add(const std::string &account, const std::string &password);
 // Newest first, pending ones included.
 std::vector<std::string> history_of(const std::string &account);
 
-// For the transaction that writes what is pending.
+// For the transaction that writes what is pending, behind the records. An account that could not be added has no
+// history: its password is not refused when it is added in the end.
 void history_write(sqlite3 *database);
 void history_rename(sqlite3 *database, const std::string &account, const std::string &new_name);
 void history_forget(sqlite3 *database, const std::string &account);

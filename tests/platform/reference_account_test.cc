@@ -203,6 +203,16 @@ TEST_F(ReferenceAccounts, HistoryGoesWithItsAccount) {
   EXPECT_EQ("", refusal(kFirst, "guest"));
 }
 
+TEST_F(ReferenceAccounts, HistoryOfAnAccountThatWasNotAddedIsNotWritten) {
+  ncfg_account guest = new_account("guest", make_new_passwd(kFirst, 0));
+  passwd_policy_save_info(&guest);
+  ASSERT_EQ(0, write_config());
+  EXPECT_EQ("", refusal(kFirst, "guest"));
+  ASSERT_EQ(0, append_account("guest"));
+  ASSERT_EQ(0, write_config());
+  EXPECT_EQ("", refusal(kFirst, "guest"));
+}
+
 TEST_F(ReferenceAccounts, HistoryGoesBackFivePasswords) {
   change_password(kFirst);
   for (int i = 0; i < 4; ++i) {
