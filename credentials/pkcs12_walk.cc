@@ -26,7 +26,7 @@ constexpr uint64_t kBagCost = 500;
 
 // The longest key that is converted, as DER: RSA with 8192 bits has 4,700 bytes. What settings that are encrypted to a
 // key cost grows with the cube of its length.
-constexpr int kMaxKeyBytes = 5000;
+constexpr uint64_t kMaxKeyBytes = 5000;
 
 constexpr char kEmptyPassword[] = "";
 
@@ -50,11 +50,11 @@ int32_t pay(Walk *walk, uint64_t cost) {
 // as long as the key says, for hours if they are long.
 uint64_t conversion_cost(const PKCS8_PRIV_KEY_INFO *private_key) {
   const ASN1_OBJECT *algorithm = nullptr;
-  const int length = i2d_PKCS8_PRIV_KEY_INFO(private_key, nullptr);
-  if (length < 0 || length > kMaxKeyBytes || PKCS8_pkey_get0(&algorithm, nullptr, nullptr, nullptr, private_key) != 1) {
+  PKCS8_pkey_get0(&algorithm, nullptr, nullptr, nullptr, private_key);
+  const auto bytes = static_cast<uint64_t>(i2d_PKCS8_PRIV_KEY_INFO(private_key, nullptr));
+  if (bytes > kMaxKeyBytes) {  // a failure, which is negative, as well
     return kPbeCostAbsurd;
   }
-  const auto bytes = static_cast<uint64_t>(length);
   return OBJ_obj2nid(algorithm) == NID_rsaEncryption ? 0 : bytes * bytes * bytes / 20'000;
 }
 
