@@ -53,6 +53,23 @@ Bench::Bench(const Programs &programs, const std::string &protocol, const std::s
   }
   sites_ = read_sites(folder_ + "/struck.sites");
   expected_ = outcome_of(root(), scenario_, cloud_);
+  const std::string lacks = missing();
+  if (!lacks.empty()) {
+    throw std::runtime_error("the undisturbed run does not come to what it is to come to:\n" + lacks);
+  }
+}
+
+// What the scenario names of the undisturbed run's outcome: without it two runs that do nothing would agree.
+std::string Bench::missing() const {
+  const Json flat = expected_.flatten();
+  std::string report;
+  for (const auto &[place, value] : scenario_.at("torture").at("reaches").items()) {
+    if (!flat.contains(place) || flat[place] != value) {
+      report += "  " + place + ": expected " + value.dump() + ", came " +
+                (flat.contains(place) ? flat[place].dump() : "nothing") + "\n";
+    }
+  }
+  return report;
 }
 
 void Bench::make_ready() {

@@ -31,6 +31,7 @@ class Bench {
 
  private:
   std::string root() const { return folder_ + "/root"; }
+  std::string missing() const;
   void make_ready();
   int run(const std::string &name, int64_t begin, int64_t length, const std::string &fault) const;
   int struck_run(const std::string &fault) const;

@@ -88,7 +88,8 @@ Json outcome_of(const std::string &root, const Json &scenario, const scenario::C
   for (auto &[number, table] : tables.items()) {
     out["tables"][number] = by_name(table.contains("records") ? table["records"] : table);
   }
-  for (const char *file : {"data/etc/.provisioned", "data/etc/.customdata", "etc/hostname", "etc/tmpdata.conf"}) {
+  for (const char *file :
+       {"data/etc/.provisioned", "data/etc/.customdata", "data/etc/.ovf-env.xml", "etc/hostname", "etc/tmpdata.conf"}) {
     out["files"][std::filesystem::path(file).filename().string()] = contents(root + "/" + file);
   }
   out["plugins"] = parsed(contents(root + "/data/etc/.plugin_status"));
