@@ -37,6 +37,14 @@ bool malformed(Walk *walk) {
   return refuse(walk, XmlGateVerdict::kNotWellFormed);
 }
 
+// Refuses the document when what is required of it does not hold. Whether it does.
+bool require(Walk *walk, bool holds, XmlGateVerdict otherwise = XmlGateVerdict::kNotWellFormed) {
+  if (!holds) {
+    walk->verdict = otherwise;
+  }
+  return holds;
+}
+
 bool is_ascii(char c) {
   return static_cast<uint8_t>(c) < 0x80;
 }
@@ -71,11 +79,11 @@ bool skip_space(Walk *walk) {
 }
 
 bool count_node(Walk *walk) {
-  return ++walk->nodes <= kXmlMaxNodes || refuse(walk, XmlGateVerdict::kTooManyNodes);
+  return require(walk, ++walk->nodes <= kXmlMaxNodes, XmlGateVerdict::kTooManyNodes);
 }
 
 bool count_element(Walk *walk) {
-  return count_node(walk) && (++walk->elements <= kXmlMaxElements || refuse(walk, XmlGateVerdict::kTooManyElements));
+  return count_node(walk) && require(walk, ++walk->elements <= kXmlMaxElements, XmlGateVerdict::kTooManyElements);
 }
 
 // ---- characters ----
@@ -151,7 +159,7 @@ bool take_name(Walk *walk, Name *name) {
     walk->at += length;
   }
   *name = {from, static_cast<size_t>(walk->at - from)};
-  return name->length != 0 || malformed(walk);
+  return require(walk, name->length != 0);
 }
 
 // ---- references and character data ----
@@ -174,7 +182,7 @@ bool take_character_reference(Walk *walk) {
   }
   const bool scalar = value <= 0x10FFFF && (value < 0xD800 || value > 0xDFFF);
   const bool right = digits >= 1 && digits <= 10 && scalar && is_xml_character(static_cast<uint32_t>(value));
-  return (right && take(walk, ";")) || malformed(walk);
+  return require(walk, right && take(walk, ";"));
 }
 
 bool take_reference(Walk *walk) {
@@ -204,7 +212,7 @@ bool take_character(Walk *walk) {
   }
   uint32_t c = 0;
   walk->at += utf8_decode(walk->at, walk->end, &c);
-  return c != kByteOrderMark || !starts_with(walk, "\xEF\xBB\xBF") || malformed(walk);
+  return require(walk, c != kByteOrderMark || !starts_with(walk, "\xEF\xBB\xBF"));
 }
 
 // Whether "]]>" ends here, which text may not hold.
@@ -247,13 +255,13 @@ bool skip_behind(Walk *walk, const char *text) {
   }
   const char *from = walk->at;
   walk->at = static_cast<const char *>(found) + strlen(text);
-  return memmem(from, static_cast<size_t>(walk->at - from), "\xEF\xBB\xBF", 3) == nullptr || malformed(walk);
+  return require(walk, memmem(from, static_cast<size_t>(walk->at - from), "\xEF\xBB\xBF", 3) == nullptr);
 }
 
 // Beside the root element the library takes nothing, unless a declaration or instruction stands first: that one becomes
 // the parent of everything else.
 bool may_stand_here(Walk *walk) {
-  return walk->depth != 0 || walk->begins_with_instruction || malformed(walk);
+  return require(walk, walk->depth != 0 || walk->begins_with_instruction);
 }
 
 // Behind "<!--".
@@ -264,12 +272,12 @@ bool walk_comment(Walk *walk) {
   }
   // The library takes the empty comment for the beginning of a longer one.
   const bool empty = walk->at == from + 2;
-  return (!empty && take(walk, ">")) || malformed(walk);
+  return require(walk, !empty && take(walk, ">"));
 }
 
 // Behind "<![CDATA[".
 bool walk_cdata(Walk *walk) {
-  return (walk->depth != 0 || malformed(walk)) && count_node(walk) && skip_behind(walk, "]]>");
+  return require(walk, walk->depth != 0) && count_node(walk) && skip_behind(walk, "]]>");
 }
 
 // Behind "<?".
@@ -340,7 +348,7 @@ bool walk_declaration(Walk *walk) {
     }
   }
   skip_space(walk);
-  return (take(walk, "?>") || malformed(walk)) && count_node(walk);
+  return require(walk, take(walk, "?>")) && count_node(walk);
 }
 
 // ---- elements ----
@@ -358,7 +366,7 @@ bool take_value(Walk *walk) {
       return false;
     }
   }
-  return walk->at++ < walk->end || malformed(walk);
+  return require(walk, walk->at++ < walk->end);
 }
 
 bool take_attribute(Walk *walk, uint32_t count) {
@@ -439,13 +447,13 @@ constexpr Markup kMarkup[] = {{.opening = "<!--", .walk = walk_comment},
                               {.opening = "</", .walk = walk_end_tag},
                               {.opening = "<", .walk = walk_start_tag}};
 
+// At a "<", which the last row takes.
 bool walk_markup(Walk *walk) {
-  for (const Markup &row : kMarkup) {
-    if (take(walk, row.opening)) {
-      return row.walk(walk);
-    }
+  const Markup *row = kMarkup;
+  while (!take(walk, row->opening)) {
+    row++;
   }
-  return malformed(walk);
+  return row->walk(walk);
 }
 
 bool walk_beginning(Walk *walk) {
@@ -456,7 +464,7 @@ bool walk_beginning(Walk *walk) {
     return walk_declaration(walk);
   }
   // The library wants "<" as the first character.
-  return starts_with(walk, "<") || malformed(walk);
+  return require(walk, starts_with(walk, "<"));
 }
 
 bool walk_document(Walk *walk) {
@@ -464,13 +472,14 @@ bool walk_document(Walk *walk) {
     return false;
   }
   while (walk->at < walk->end) {
-    const bool text = *walk->at != '<';
-    const bool beside_root = walk->depth == 0;
-    if (text && beside_root ? !skip_space(walk) && !malformed(walk) : text ? !walk_text(walk) : !walk_markup(walk)) {
+    const bool read = *walk->at == '<'   ? walk_markup(walk)
+                      : walk->depth != 0 ? walk_text(walk)
+                                         : require(walk, skip_space(walk));
+    if (!read) {
       return false;
     }
   }
-  return (walk->root_seen && walk->depth == 0) || malformed(walk);
+  return require(walk, walk->root_seen && walk->depth == 0);
 }
 
 }  // namespace
