@@ -1,5 +1,6 @@
 // A program in the agent's place: does what its arguments say, one after the other, and prints what came of it.
 #include <fcntl.h>
+#include <sqlite3.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/sysinfo.h>
@@ -17,6 +18,7 @@
 #include <vector>
 
 #include "platform/platform.h"
+#include "platform/reference/reference.h"
 
 namespace {
 
@@ -158,12 +160,23 @@ void print_host_name(const Words &) {
   cmf_query_free(query);
 }
 
+// Into a database of its own that syncs nothing.
+void write_unsynced(const Words &words) {
+  sqlite3 *database = nullptr;
+  const int opened = sqlite3_open((reference_database_path() + "-other").c_str(), &database);
+  const std::string sql =
+      "PRAGMA journal_mode = OFF; PRAGMA synchronous = OFF; CREATE TABLE t AS SELECT '" + words[1] + "' AS word";
+  show("unsynced", opened == SQLITE_OK ? sqlite3_exec(database, sql.c_str(), nullptr, nullptr, nullptr) : opened);
+  sqlite3_close(database);
+}
+
 const std::map<std::string, void (*)(const Words &)> kWorded = {
     {"put", put},
     {"fsync", make_durable},
     {"put-in-two", put_in_two},
     {"name", name_host},
     {"host", print_host_name},
+    {"unsynced", write_unsynced},
     {"unlink", [](const Words &words) { show("unlink", unlink(words[1].c_str())); }},
     {"rename", [](const Words &words) { show("rename", rename(words[1].c_str(), words[2].c_str())); }},
     {"symlink", [](const Words &words) { show("symlink", symlink(words[1].c_str(), words[2].c_str())); }},

@@ -321,6 +321,11 @@ void use_database_layer() {
   }
 }
 
+void database_made_durable() {
+  unsynced().clear();
+  removed().clear();
+}
+
 // While the files are still open: SQLite's locks go with the process. The shared memory is no file of the disk's.
 void lose_power_of_database(unsigned number) {
   for (const auto &[path, bytes] : removed()) {

@@ -10,6 +10,9 @@ namespace sandbox {
 // Before the first database is opened. Throws std::runtime_error when SQLite refuses.
 void use_database_layer();
 
+// Everything that was written so far is on the disc.
+void database_made_durable();
+
 // Takes back the writes and removals that were not synced, or some of them, each its own choice (durability.h): of two
 // writes the later one may stay alone, and of some only the first half does. Memory that processes share is gone. The
 // process must not go on afterwards.

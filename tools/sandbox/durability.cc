@@ -293,6 +293,7 @@ void all_made_durable() {
   }
   state().durable = state().now;
   state().steps.clear();
+  database_made_durable();
 }
 
 unsigned choice_of_loss(unsigned number, const std::string &name, unsigned ways) {

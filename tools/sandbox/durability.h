@@ -25,7 +25,7 @@ void not_done();
 
 // The file or folder behind the descriptor was synced.
 void made_durable(int descriptor);
-// Everything was.
+// Everything was, the database's files, too.
 void all_made_durable();
 
 // Loses what is not durable: for the number 0 everything; for 1 what was written, while all names stay as they are; for
