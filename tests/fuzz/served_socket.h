@@ -3,12 +3,22 @@
 #ifndef KELVANE_TESTS_FUZZ_SERVED_SOCKET_H
 #define KELVANE_TESTS_FUZZ_SERVED_SOCKET_H
 
+#include <cstdint>
 #include <string>
+#include <utility>
+
+#include "core/base/buffer.h"
+#include "core/base/curl_owners.h"
 
 namespace fuzz {
 
 // What every connection from now on reads to its end: 100 KB at the most.
 void answer_requests_with(const std::string &bytes);
+
+// Makes one request with a function of the wire protocol's. Its result, which must not be 0 unless the status is below
+// 400, and the body.
+std::pair<int32_t, std::string> asked(int32_t (*ask)(const char *url, curl_slist *headers, kelvane::Buffer *body,
+                                                     int64_t *status));
 
 // Whether the answer says, anywhere, that its body comes in another form.
 bool in_chunks(const std::string &bytes);
