@@ -67,6 +67,7 @@ void Seeds::write_goal_state(const std::string &name, const Scenario &scenario, 
         certificates_document(state, scenario.tenant.document,
                               make_certificates_data(identities, scenario.tenant.container, transport_)));
   write("ext_config", name, extensions_document(state, tenant, transport_));
+  write("extension_pass", name, extensions_document(state, tenant, transport_));
   write("xml_gate", name, extensions_document(state, tenant, transport_));
   write_metadata(name, tenant, state);
 }
