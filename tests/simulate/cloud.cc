@@ -41,7 +41,8 @@ Reply answer_extensions(const Request &request) {
 }
 
 Reply answer_certificates(const Request &request) {
-  return answer_xml(request, "certificates", certificates_document(), {});
+  return answer_xml(request, "certificates", certificates_document(world().current),
+                    certificates_document(world().previous));
 }
 
 Reply answer_versions(const Request &request) {

@@ -1,10 +1,24 @@
 #include "tests/simulate/documents.h"
 
+#include "tests/simulate/secrets.h"
 #include "tests/simulate/wanted.h"
 
 namespace simulate {
 
 namespace {
+
+// For somebody else: what it holds cannot be read.
+constexpr char kForeignContainer[] =
+    "MIIBVAYJKoZIhvcNAQcDoIIBRTCCAUECAQAx\n"
+    "ggEwMIIBLAIBADAUMA8xDTALBgNVBAMMBHdpcmUCAQEwDQYJKoZIhvcNAQEBBQAE\n";
+
+std::string in_lines(const std::string &text) {
+  std::string lines;
+  for (size_t at = 0; at < text.size(); at += 64) {
+    lines += text.substr(at, 64) + "\n";
+  }
+  return lines;
+}
 
 std::string render_goal_state(const Revision &revision) {
   const std::string number = std::to_string(revision.incarnation);
@@ -28,8 +42,8 @@ std::string settings_text(const Wanted &wanted) {
   const std::string open = command.empty() ? "{\"note\": \"no command\"" : "{\"commandToExecute\": \"" + command + "\"";
   const std::string secret = wanted.settings == Settings::kPublicOnly
                                  ? ""
-                                 : "\"protectedSettingsCertThumbprint\": \"0123456789ABCDEF0123456789ABCDEF01234567\", "
-                                   "\"protectedSettings\": \"bm8gbWVzc2FnZQ==\", ";
+                                 : "\"protectedSettingsCertThumbprint\": \"" + secrets_thumbprint() +
+                                       "\", \"protectedSettings\": \"" + protected_text(wanted) + "\", ";
   return "{\"runtimeSettings\": [{\"handlerSettings\": {" + secret + "\"publicSettings\": " + open + "}}}]}";
 }
 
@@ -65,13 +79,12 @@ const std::string &extensions_document(const Revision &revision) {
   return kept(slots, revision, render_extensions);
 }
 
-// For somebody else: what it holds cannot be read.
-const std::string &certificates_document() {
-  static const std::string text =
-      "<?xml "
-      "version=\"1.0\"?><CertificateFile><Version>2010-12-15</Version><Data>MIIBVAYJKoZIhvcNAQcDoIIBRTCCAUECAQAx\n"
-      "ggEwMIIBLAIBADAUMA8xDTALBgNVBAMMBHdpcmUCAQEwDQYJKoZIhvcNAQEBBQAE\n</Data></CertificateFile>";
-  return text;
+const std::string &certificates_document(const Revision &revision) {
+  static const std::string head = "<?xml version=\"1.0\"?><CertificateFile><Version>2010-12-15</Version><Data>";
+  static const std::string tail = "</Data></CertificateFile>";
+  static const std::string foreign = head + kForeignContainer + tail;
+  static const std::string readable = head + in_lines(secrets_container()) + tail;
+  return revision.readable ? readable : foreign;
 }
 
 const std::string &versions_document() {
@@ -79,6 +92,10 @@ const std::string &versions_document() {
       "<?xml version=\"1.0\"?><Versions><Preferred><Version>2012-11-30</Version></Preferred><Supported>"
       "<Version>2012-11-30</Version></Supported></Versions>";
   return text;
+}
+
+std::string protected_text(const Wanted &wanted) {
+  return wanted.settings >= Settings::kSecret ? secrets_settings(wanted.sequence_number) : "bm8gbWVzc2FnZQ==";
 }
 
 const char *asked_text(const Wanted &wanted) {

@@ -26,11 +26,14 @@ const std::string &kept(Rendered (&slots)[2], const Revision &revision, Render r
 
 const std::string &goal_state_document(const Revision &revision);
 const std::string &extensions_document(const Revision &revision);
-const std::string &certificates_document();
+const std::string &certificates_document(const Revision &revision);
 const std::string &versions_document();
 
 // What the cloud writes for a state that is asked for.
 const char *asked_text(const Wanted &wanted);
+
+// The protected settings of those that have any; mostly no message at all.
+std::string protected_text(const Wanted &wanted);
 
 // Standard base64 with padding.
 std::string base64(const std::string &bytes);

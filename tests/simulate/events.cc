@@ -53,6 +53,7 @@ void dump(World &w) {
   const uint32_t command = first ? 3 : 1 + w.dice.below(6);
   first = false;
   happened("test command %u", command);
+  w.counts.dumps++;
   test_command(command);
 }
 
@@ -128,14 +129,14 @@ void events_begin() {
   find_next(w);
 }
 
-// One start in ten falls into trouble; of the first boots, four in ten lose their power on the way.
+// One start in ten falls into trouble; of the first boots, six in ten lose their power on the way.
 void events_begin_life() {
   World &w = world();
   if (w.dice.percent(10)) {
     trouble_begin();
   }
-  if (first_boot_ahead() && w.dice.percent(40)) {
-    w.cut_at_call = 1 + static_cast<int32_t>(w.dice.below(60));
+  if (first_boot_ahead() && w.dice.percent(60)) {
+    w.cut_at_call = 1 + static_cast<int32_t>(w.dice.below(45));
   }
   w.command_at = w.now + 5 * kMinute;
   find_next(w);

@@ -4,9 +4,11 @@
 #include <array>
 #include <cstdio>
 #include <cstring>
+#include <string>
 #include <vector>
 
 #include "tests/simulate/metadata_service.h"
+#include "tests/simulate/secrets.h"
 #include "tests/simulate/view.h"
 #include "tests/simulate/wanted.h"
 
@@ -70,23 +72,42 @@ bool has_both(const Wanted *entry) {
   return entry != nullptr && entry->settings >= Settings::kNoCommand;
 }
 
+// The event hub's identifier and the operation that the command which is chosen names; false when there is no such.
+bool event_hub_of(const Wanted &entry, std::string *appliance, std::string *operation) {
+  if (entry.settings >= Settings::kSecret && view().tenant) {
+    *appliance = secret_appliance(entry.sequence_number);
+    *operation = kSecretOperation;
+    return true;
+  }
+  *appliance = appliance_of(entry);
+  *operation = "op-" + std::to_string(entry.sequence_number);
+  return entry.settings == Settings::kEventHub || entry.settings == Settings::kBoth;
+}
+
+// A command that is chosen enables, whatever comes of it.
+bool has_command(const Wanted &entry) {
+  return entry.settings != Settings::kNoCommand && (entry.settings != Settings::kSecret || view().tenant);
+}
+
 void enable_custom_script(Expected *plugin, const Wanted *entry, int32_t sequence_number) {
   plugin->command_time = wall_clock();
   if (plugin->sequence_number == sequence_number) {
     return;
   }
   plugin->sequence_number = sequence_number;
-  if (!has_both(entry) || entry->settings == Settings::kNoCommand) {
+  if (!has_both(entry) || !has_command(*entry)) {
     return;
   }
+  std::string appliance;
+  std::string operation;
   if (entry->settings == Settings::kInvalid) {
     put(plugin->message, "Command is finished.\n---stdout---\n\n---errout---\nERROR: Invalid Command!!\n");
-  } else if (entry->settings == Settings::kEventHub) {
+  } else if (event_hub_of(*entry, &appliance, &operation)) {
     std::snprintf(plugin->message, sizeof plugin->message,
-                  "Command is finished.\n---stdout---\nAzure Security configuration script.\nOperation ID: op-%d\n\n"
+                  "Command is finished.\n---stdout---\nAzure Security configuration script.\nOperation ID: %s\n\n"
                   "---errout---\n\n",
-                  entry->sequence_number);
-    put(gsNow.appliance_id, appliance_of(*entry).c_str());
+                  operation.c_str());
+    put(gsNow.appliance_id, appliance.c_str());
   }
   plugin->state = State::kEnabled;
 }

@@ -39,6 +39,8 @@ struct Life {
   int clean;  // passes in a row that found everything told, of the same incarnation
   int32_t clean_incarnation;
   int lowest_descriptor;
+  int64_t began;      // on the virtual clock
+  int64_t heartbeat;  // when the last one was queued, on the wall clock; 0 before any
 };
 
 Life gsLife;
@@ -254,6 +256,17 @@ void check_sent() {
   }
 }
 
+// One at the loop's first look and then one in twelve hours; the slack is for a clock that jumps and a slow pass.
+void check_heartbeat() {
+  constexpr int64_t kInterval = 12 * kHour;
+  constexpr int64_t kSlack = 2 * kHour;
+  const bool missing = gsLife.heartbeat == 0 ? world().now - gsLife.began > kSlack
+                                             : wall_clock() - gsLife.heartbeat > kInterval + kSlack;
+  if (missing && !world().metadata) {
+    broken("no heartbeat since %lld", static_cast<long long>(gsLife.heartbeat));
+  }
+}
+
 // Documents are parsed when something changed, and now and then.
 void check_documents() {
   if (expectation_commands() > 0 && !world().status_spoilt) {
@@ -270,6 +283,7 @@ void check_documents() {
 
 void invariants_begin_life() {
   gsLife = {};
+  gsLife.began = world().now;
   expectation_begin();
   first_boot_begin_life();
 }
@@ -296,12 +310,21 @@ void invariants_end_pass() {
   check_asked();
   check_capacities();
   check_descriptors();
+  check_heartbeat();
   memory_watch_pass();
   check_documents();
 }
 
-void invariants_event_queued() {
+void invariants_event_queued(int32_t operation) {
+  constexpr int32_t kHeartbeat = 1;
   gsLife.events++;
+  if (operation != kHeartbeat) {
+    return;
+  }
+  if (world().metadata || (gsLife.heartbeat != 0 && wall_clock() - gsLife.heartbeat <= 12 * kHour)) {
+    broken("a heartbeat that is not due, after %lld", static_cast<long long>(gsLife.heartbeat));
+  }
+  gsLife.heartbeat = wall_clock();
 }
 
 }  // namespace simulate

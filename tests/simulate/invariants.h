@@ -2,6 +2,8 @@
 #ifndef KELVANE_TESTS_SIMULATE_INVARIANTS_H
 #define KELVANE_TESTS_SIMULATE_INVARIANTS_H
 
+#include <cstdint>
+
 namespace simulate {
 
 // Before the first line of a life, and around each of its passes.
@@ -9,8 +11,8 @@ void invariants_begin_life();
 void invariants_begin_pass();
 void invariants_end_pass();
 
-// An event was queued.
-void invariants_event_queued();
+// An event of this operation was queued.
+void invariants_event_queued(int32_t operation);
 
 }  // namespace simulate
 

@@ -2,6 +2,7 @@
 
 #include "tests/simulate/documents.h"
 #include "tests/simulate/faults.h"
+#include "tests/simulate/secrets.h"
 #include "tests/simulate/wanted.h"
 
 namespace simulate {
@@ -16,8 +17,7 @@ constexpr char kCertificates[] =
     "{\"certificates\": [{\"certificateDataUri\": "
     "\"http://169.254.169.254/Microsoft.Compute/certificateData/0?api-version=2015-05-01-preview\"}]}";
 // For somebody else: what it holds cannot be read.
-constexpr char kCertificateData[] =
-    "{\"certificateData\": \"MIIBVAYJKoZIhvcNAQcDoIIBRTCCAUECAQAxggEwMIIBLAIBADAUMA8xDTALBgNVBAMMBHdpcmUCAQEwDQYJ\"}";
+constexpr char kForeignData[] = "MIIBVAYJKoZIhvcNAQcDoIIBRTCCAUECAQAxggEwMIIBLAIBADAUMA8xDTALBgNVBAMMBHdpcmUCAQEwDQYJ";
 constexpr char kError[] = "{\"error\": {\"code\": \"TryAgain\", \"message\": \"the server is busy\"}}";
 
 // ---- the list of handlers --------------------------------------------------------------------------------------
@@ -38,8 +38,8 @@ std::string extension(const Wanted &wanted) {
   return "{\"name\": \"" + settings_name_of(wanted.name) +
          "\", \"sequenceNumber\": " + std::to_string(wanted.sequence_number) +
          ", \"publicSettings\": " + public_settings(wanted) +
-         (secret ? ", \"protectedSettings\": \"bm8gbWVzc2FnZQ==\", \"certificateThumbprint\": "
-                   "\"0123456789ABCDEF0123456789ABCDEF01234567\""
+         (secret ? ", \"protectedSettings\": \"" + protected_text(wanted) + "\", \"certificateThumbprint\": \"" +
+                       secrets_thumbprint() + "\""
                  : "") +
          "}";
 }
@@ -89,13 +89,13 @@ Reply answer_identity(const Request &request) {
   return answer_json(request, "identity", kIdentity);
 }
 
-// Mostly none.
+// Mostly none: each one that can be read costs a decryption.
 Reply answer_certificates(const Request &request) {
-  return answer_json(request, "certificates", world().dice.percent(10) ? kCertificates : kNoCertificates);
+  return answer_json(request, "certificates", world().dice.percent(5) ? kCertificates : kNoCertificates);
 }
 
 Reply answer_certificate_data(const Request &request) {
-  return answer_json(request, "certificate data", kCertificateData);
+  return answer_json(request, "certificate data", certificate_data_document(world().current));
 }
 
 Reply answer_put(const Request &request) {
@@ -139,6 +139,12 @@ const Route *metadata_route(std::string_view url) {
 const std::string &handlers_document(const Revision &revision) {
   static Rendered slots[2];
   return kept(slots, revision, render_handlers);
+}
+
+const std::string &certificate_data_document(const Revision &revision) {
+  static const std::string foreign = std::string("{\"certificateData\": \"") + kForeignData + "\"}";
+  static const std::string readable = "{\"certificateData\": \"" + secrets_container() + "\"}";
+  return revision.readable ? readable : foreign;
 }
 
 std::string_view metadata_error_document() {

@@ -1,5 +1,4 @@
 // A platform in the world's memory, as lean as the agent lets it be: all of it but the configuration's tables.
-#include <openssl/bn.h>
 #include <openssl/rsa.h>
 
 #include <algorithm>
@@ -8,6 +7,7 @@
 #include <cstring>
 
 #include "platform/platform.h"
+#include "tests/fuzz/fixed_key.h"
 #include "tests/simulate/disk.h"
 #include "tests/simulate/platform_memory.h"
 #include "tests/simulate/trouble.h"
@@ -25,14 +25,7 @@ RSA *gsKey = nullptr;
 namespace simulate {
 
 void platform_make_key() {
-  BIGNUM *exponent = BN_new();
-  gsKey = RSA_new();
-  if (exponent == nullptr || gsKey == nullptr || BN_set_word(exponent, 65537) != 1 ||
-      RSA_generate_key_ex(gsKey, 2048, exponent, nullptr) != 1) {
-    std::fprintf(stderr, "no RSA key can be made\n");
-    std::exit(2);
-  }
-  BN_free(exponent);
+  gsKey = fuzz::fixed_rsa_key();
 }
 
 }  // namespace simulate

@@ -12,6 +12,7 @@
 
 #include "tests/simulate/life.h"
 #include "tests/simulate/platform_memory.h"
+#include "tests/simulate/secrets.h"
 #include "tests/simulate/world.h"
 
 namespace simulate {
@@ -172,6 +173,7 @@ int simulate_main(int argc, char **argv) {
     return 2;
   }
   platform_make_key();
+  secrets_make();
   const int failed = play_all(options);
   std::printf("%" PRIu64 " seeds of %" PRId64 " days, %d failed\n", options.seeds, options.days, failed);
   return failed != 0 ? 1 : 0;

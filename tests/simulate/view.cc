@@ -82,7 +82,21 @@ void handlers_given(const Given &given) {
   }
 }
 
-void certificate_given(const Given &) {
+// Readable or not does not depend on the revision otherwise.
+template <typename Document>
+void tenant_given(const Given &given, Document document) {
+  Revision readable = {};
+  readable.readable = true;
+  const bool came = given.result == CURLE_OK && given.collected == document(readable) && !world().keyless;
+  gsView.tenant = gsView.tenant || came;
+}
+
+void certificates_given(const Given &given) {
+  tenant_given(given, certificates_document);
+}
+
+void certificate_given(const Given &given) {
+  tenant_given(given, certificate_data_document);
   gsView.certificates++;
 }
 
@@ -94,6 +108,7 @@ struct Row {
 constexpr Row kRows[] = {
     {"comp=goalstate", goal_state_given},
     {"comp=extensions", extensions_given},
+    {"comp=certificates", certificates_given},
     {"Microsoft.Compute/certificateData/", certificate_given},
     {"Microsoft.Compute/extensionHandlers", handlers_given},
 };

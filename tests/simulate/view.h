@@ -24,6 +24,8 @@ struct View {
   // The ETag stands for a document that never came through, so that its change is deliberately taken for handled: an
   // ETag counts as soon as its header is there.
   bool missed;
+  // The tenant's key came through: it stays, as no other ever does.
+  bool tenant;
   // How often a certificate was asked for.
   uint64_t certificates;
 };

@@ -126,6 +126,7 @@ void cloud_publish() {
   w.current.incarnation++;
   w.counts.revisions++;
   w.current.page_blob = w.dice.percent(30);
+  w.current.readable = w.dice.percent(w.readable_percent);
   // At times nothing at all is wanted.
   if (w.dice.percent(4)) {
     w.current.count = 0;
@@ -154,6 +155,7 @@ std::string command_of(const Wanted &wanted) {
     case Settings::kPartial:
       return "sh config-eventhub.sh op-1 " + base64("{\"Logging\": {\"ApplianceID\": \"half\"}}");
     case Settings::kEventHub:
+    case Settings::kBoth:
       return "sh config-eventhub.sh op-" + std::to_string(wanted.sequence_number) + " " +
              base64("{\"Logging\": {\"ApplianceID\": \"" + appliance_of(wanted) +
                     "\", \"Connection\": {\"PolicySASKey\": \"k\", \"PolicyName\": \"p\", \"EventHubName\": \"e\", "

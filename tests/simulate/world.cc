@@ -62,6 +62,7 @@ void set_habits(World &w) {
   w.mean_cut = w.steady ? 0 : dice.between(longest / 4, longest);
   w.mean_jump = dice.between(6 * kHour, 5 * kDay);
   w.mean_trouble = dice.between(longest / 4, longest);
+  w.readable_percent = dice.percent(50) ? 40 : 0;
   const uint32_t service = dice.below(100);
   w.metadata_percent = service < 65 ? 0 : service < 85 ? 100 : 50;
 }

@@ -33,6 +33,8 @@ enum class Settings : uint8_t {
   kInvalid,     // both, and a command that is refused
   kPartial,     // an event hub command that lacks a part
   kEventHub,    // a whole one
+  kSecret,      // a whole one among the protected settings, which can be decrypted with the tenant's key; public none
+  kBoth,        // a whole one in each
   kCount,
 };
 
@@ -51,6 +53,7 @@ struct Revision {
   int32_t incarnation;
   int32_t count;
   bool page_blob;
+  bool readable;  // the certificates are for this appliance
   Wanted wanted[kMostWanted];
 };
 
@@ -147,7 +150,7 @@ struct Counts {
   uint64_t turns, passes, clean_passes, settled_checks, commands, requests, faults, events, revisions, restarts, cuts,
       jumps, documents;
   uint64_t longest_queue;
-  uint64_t first_boots, metadata_lives, missed, troubles, failed_calls,
+  uint64_t first_boots, metadata_lives, missed, troubles, dumps, failed_calls,
       failed_writes;  // changes that a broken answer under its ETag hid
   uint64_t rise;      // of memory, in bytes, between two times in a life at which nothing was wanted
 };
@@ -167,6 +170,7 @@ struct World {
   int64_t change_at, restart_at, cut_at, jump_at, command_at, trouble_at;
   int64_t mean_change, mean_restart, mean_cut, mean_jump, mean_trouble;
   uint32_t fault_percent;
+  uint32_t readable_percent;  // of the revisions come with certificates that this appliance can read
   uint32_t metadata_percent;  // of the starts find no wire server and take the metadata service
   int64_t endpoint_at;        // when the lease with the wire server's address comes, in this life
   bool metadata;              // what the agent must have chosen from that

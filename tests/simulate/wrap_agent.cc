@@ -28,7 +28,7 @@ void __wrap__ZN7kelvane27GuestAgent_HandlerExtensionEPKNS_8ProtocolE(const kelva
 
 void __wrap__ZN7kelvane17AddExtensionEventEPKciimS1_S1_(const char *name, int32_t operation, int32_t success,
                                                         uint64_t duration, const char *version, const char *text) {
-  simulate::invariants_event_queued();
+  simulate::invariants_event_queued(operation);
   const size_t before = simulate::allocations_bytes();
   __real__ZN7kelvane17AddExtensionEventEPKciimS1_S1_(name, operation, success, duration, version, text);
   simulate::memory_watch_event(simulate::allocations_bytes() - before);
