@@ -3,8 +3,8 @@
 // CPU time or 37 MB. tests/bench/readings_bench.cc measures it for the dearest documents of each reader.
 //
 // How far above: a machine has a dozen extensions, seldom more than that. With fifty of them and their settings an
-// extensions configuration has about 250 elements, 750 attributes and 6 levels; the other documents have less, but for
-// the provisioning document's depth of 12.
+// extensions configuration has about 250 elements and 750 attributes. The deepest document, the provisioning one, has 7
+// levels.
 #ifndef KELVANE_CORE_BASE_XML_CAPS_H
 #define KELVANE_CORE_BASE_XML_CAPS_H
 
@@ -33,7 +33,7 @@ inline constexpr uint32_t kXmlMaxAttributes = 32;
 inline constexpr uint64_t kXmlMaxDocumentAttributes = 4096;
 
 // Depth of nesting: keys of the provisioning document that are nested look through each other.
-inline constexpr uint32_t kXmlMaxDepth = 24;
+inline constexpr uint32_t kXmlMaxDepth = 16;
 
 }  // namespace kelvane
 

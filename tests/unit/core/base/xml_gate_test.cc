@@ -230,7 +230,7 @@ TEST(XmlGate, TheCapsAreTheseNumbers) {
   EXPECT_EQ(kelvane::kXmlMaxElements, 8192u);
   EXPECT_EQ(kelvane::kXmlMaxAttributes, 32u);
   EXPECT_EQ(kelvane::kXmlMaxDocumentAttributes, 4096u);
-  EXPECT_EQ(kelvane::kXmlMaxDepth, 24u);
+  EXPECT_EQ(kelvane::kXmlMaxDepth, 16u);
 }
 
 TEST(XmlGate, CapsTheNodes) {
