@@ -155,18 +155,33 @@ bool is_damage(const DatabaseError &error) {
   return error.code() == SQLITE_NOTADB || error.code() == SQLITE_CORRUPT || error.code() == SQLITE_ERROR;
 }
 
+// None for a damaged database; any other failure is thrown. What a disc could not read once looks like damage, too, so
+// that it takes two looks to find some.
+DatabaseHandle open_undamaged(const Descriptor &folder) {
+  constexpr int kLooks = 2;
+  for (int look = 1;; ++look) {
+    try {
+      return open_checked(folder);
+    } catch (const DatabaseError &error) {
+      if (!is_damage(error)) {
+        throw;
+      }
+      if (look == kLooks) {
+        message("platform: the configuration database is damaged: %s\n", error.what());
+        return nullptr;
+      }
+    }
+  }
+}
+
 DatabaseHandle open_or_create() {
   const Descriptor folder = lock_folder();
   if (!exists_in(folder, kDatabaseName)) {
     create_database(folder);
   }
-  try {
-    return open_checked(folder);
-  } catch (const DatabaseError &error) {
-    if (!is_damage(error)) {
-      throw;
-    }
-    message("platform: the configuration database is damaged: %s\n", error.what());
+  DatabaseHandle opened = open_undamaged(folder);
+  if (opened != nullptr) {
+    return opened;
   }
   set_aside(folder);
   create_database(folder);
