@@ -159,6 +159,13 @@ TEST_F(ReportsTest, AReportWithoutMemoryIsNotSentAndOneLineSaysSo) {
                    "sent\n"}));
 }
 
+TEST_F(ReportsTest, AtLevelZeroAReportWithoutMemoryIsSilent) {
+  spies::refuse_malloc = 1;
+  report({"Ready", nullptr, nullptr, "AB"});
+  EXPECT_EQ(peer_->request_lines(), Lines{kRoleLine});
+  EXPECT_EQ(recording::messages(), Lines{});
+}
+
 TEST_F(ReportsTest, TheStartIsLoggedAboveLevelSix) {
   recording::set_debug_level(6);
   report({nullptr, nullptr, nullptr, nullptr});

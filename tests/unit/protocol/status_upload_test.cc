@@ -3,6 +3,7 @@
 
 #include <curl/curl.h>
 #include <mxml.h>
+#include <algorithm>
 #include <cstdlib>
 #include <string>
 
@@ -11,6 +12,7 @@
 #include "protocol/wire/status_blob.h"
 #include "protocol/wire/wire_protocol.h"
 #include "telemetry/event_queue.h"
+#include "tests/unit/protocol/allocation_spies.h"
 #include "tests/unit/protocol/spies.h"
 
 using support::answer;
@@ -134,6 +136,14 @@ TEST_F(StatusUpload, AHeadThatFailsYieldsNoType) {
   EXPECT_FALSE(kelvane::blob_type_reported());
 }
 
+TEST_F(StatusUpload, AtLevelZeroAHeadWithoutMemoryForItsHeadersIsSilent) {
+  recording::set_debug_level(0);
+  spies::spies().refuse_list_append = 1;
+  report();
+  EXPECT_EQ(peer_->request_lines(), Lines{});
+  EXPECT_EQ(recording::messages(), Lines{});
+}
+
 TEST_F(StatusUpload, AHeadWithoutMemoryForItsHeadersIsNotMade) {
   const std::string no_memory = "[kelvane]: no memory for the headers of a storage request, it is not sent\n";
   record_extension();
@@ -233,6 +243,21 @@ TEST_F(StatusUpload, ADocumentThatCannotBeBuiltLeavesTheBlob) {
 }
 
 // ---- the report of the type ----
+
+// One of the pass's allocations is the report's text.
+TEST_F(StatusUpload, AReportWithoutMemoryForItsTextHasNone) {
+  Lines reported;
+  for (int nth = 1; nth <= 20; nth++) {
+    kelvane::blob_type_reported_set(false);
+    spies::refuse_malloc = nth;
+    report();
+    for (const std::string &event : events()) {
+      reported.push_back(event);
+    }
+  }
+  spies::refuse_malloc = 0;
+  EXPECT_EQ(std::count(reported.begin(), reported.end(), "TorvikGuest, HealthCheck, True, 0, 2.2.26, "), 1);
+}
 
 TEST_F(StatusUpload, AMatchIsReportedOnce) {
   report();
