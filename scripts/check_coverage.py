@@ -86,9 +86,16 @@ def merge(agent_reports, test_reports):
     return merged
 
 
+def notes_of(build):
+    """Of what is built now: the folder may still hold those of files that went."""
+    commands = json.loads((build / "compile_commands.json").read_text(encoding="utf-8"))
+    objects = [pathlib.Path(row["directory"]) / re.search(r" -o (\S+)", row["command"]).group(1) for row in commands]
+    return sorted(path.with_suffix(".gcno") for path in objects if path.with_suffix(".gcno").exists())
+
+
 def gather(root, build, out):
     root = os.path.abspath(root)
-    notes = sorted(pathlib.Path(build).rglob("*.gcno"))
+    notes = notes_of(pathlib.Path(build))
     agent = [note for note in notes if any(f"/{folder}/" in str(note) for folder in AGENT_OBJECTS)]
     tests = [note for note in notes if "/tests/" in str(note) and note.with_suffix(".gcda").exists()]
     if not any(note.with_suffix(".gcda").exists() for note in agent):
@@ -168,6 +175,8 @@ def places_of(root, file, lines):
     for text in texts:
         seen[text] += 1
         ordinals.append(seen[text])
+    if lines[-1]["line"] > len(source):
+        sys.exit(f"{file} is another one than was built: ./dev coverage has to run again")
     for line in lines:
         at = line["line"] - 1
         yield Place(file, line, texts[at], ordinals[at], seen[texts[at]] > 1)
