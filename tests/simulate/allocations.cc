@@ -25,10 +25,6 @@ size_t gsBytes = 0;
 int32_t gsBlocks[kSizes];
 int32_t gsMarked[kSizes];
 
-int32_t *blocks_of(size_t size) {
-  return &gsBlocks[size < kSizes ? size : kSizes - 1];
-}
-
 }  // namespace
 
 namespace simulate {
@@ -68,6 +64,10 @@ void __libc_free(void *block);
 }  // extern "C"
 
 namespace {
+
+int32_t *blocks_of(size_t size) {
+  return &gsBlocks[size < kSizes ? size : kSizes - 1];
+}
 
 // In front of every block that is counted.
 struct alignas(16) Head {

@@ -23,7 +23,8 @@ constexpr size_t kLifeSlack = 2048;
 // What is cached when it is first needed is there after this many passes.
 constexpr uint64_t kFirstPasses = 100;
 
-// OpenSSL loads some 30 kB when it first opens a container, and again when it first opens protected settings.
+// OpenSSL loads some 30 kB when it first opens a container, and again when it first opens protected settings. Worlds
+// that nobody can read have neither.
 constexpr size_t kSecretSlack = size_t{64} * 1024;
 
 struct Resting {
@@ -75,7 +76,7 @@ void check_resting(Watched *watched, size_t bytes) {
   const bool tenant = view().tenant;
   if (resting->bytes == 0 || resting->known != known || resting->tenant != tenant) {
     *resting = {bytes, known, tenant};
-  } else if (bytes > resting->bytes + (tenant ? kSecretSlack : kLifeSlack)) {
+  } else if (bytes > resting->bytes + (world().readable_percent > 0 ? kSecretSlack : kLifeSlack)) {
     broken("memory grew: %zu bytes when nothing is wanted, %zu the first time in this life", bytes, resting->bytes);
   }
   const uint64_t rise = bytes - std::min(bytes, resting->bytes);

@@ -1,5 +1,6 @@
 #include "tests/simulate/trouble.h"
 
+#include <algorithm>
 #include <cerrno>
 
 #include "tests/simulate/events.h"
@@ -29,6 +30,9 @@ void trouble_begin() {
   World &w = world();
   const int64_t lasts = w.dice.between(kMinute, w.dice.percent(80) ? 10 * kMinute : kHour);
   w.trouble_until = w.now + lasts;
+  if (w.dice.percent(50)) {  // with something to do
+    w.change_at = std::min(w.change_at, w.now + w.dice.between(1, kMinute));
+  }
   w.counts.troubles++;
   happened("trouble for %lld seconds", static_cast<long long>(lasts));
 }

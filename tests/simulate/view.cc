@@ -54,7 +54,7 @@ void handlers_told(const Given &given) {
   static int32_t marker = 0;  // of the pass before
   const Revision *told = nullptr;
   if (given.result == CURLE_OK) {
-    told = given.collected == metadata_error_document() ? &kNothing : revision_of(given.collected, handlers_document);
+    told = given.body == metadata_error_document() ? &kNothing : revision_of(given.body, handlers_document);
   }
   gsView.effective = told != nullptr ? *told : kNothing;
   if (told != nullptr) {
@@ -87,7 +87,8 @@ template <typename Document>
 void tenant_given(const Given &given, Document document) {
   Revision readable = {};
   readable.readable = true;
-  const bool came = given.result == CURLE_OK && given.collected == document(readable) && !world().keyless;
+  const std::string_view bytes = world().metadata ? given.body : given.collected;
+  const bool came = given.result == CURLE_OK && bytes == document(readable) && !world().keyless;
   gsView.tenant = gsView.tenant || came;
 }
 

@@ -32,11 +32,12 @@ struct View {
 
 const View &view();
 
-// What one attempt of a GET gave: its result, all that the caller's buffer holds by now (which may begin with what
-// earlier attempts of the same call left), and the header line that the agent may look at.
+// What one attempt of a GET gave: its result, its body, all that the caller's buffer holds by now (which under the wire
+// protocol begins with what earlier attempts of the same call left), and the header line that the agent may look at.
 struct Given {
   std::string_view url;
   CURLcode result;
+  std::string_view body;
   std::string_view collected;
   std::string_view header;
 };

@@ -43,7 +43,8 @@ void draw_asked(Wanted *wanted) {
 
 void draw_settings(Wanted *wanted) {
   Dice &dice = world().dice;
-  wanted->settings = static_cast<Settings>(dice.below(static_cast<uint32_t>(Settings::kCount)));
+  const Settings limit = world().readable_percent > 0 ? Settings::kCount : Settings::kSecret;
+  wanted->settings = static_cast<Settings>(dice.below(static_cast<uint32_t>(limit)));
   // Numbers that come again, one that means "none" to a plugin, and ever new ones.
   const uint32_t roll = dice.below(100);
   wanted->sequence_number = roll < 30   ? static_cast<int32_t>(dice.below(4))
@@ -58,7 +59,8 @@ bool listed(const Revision &revision, int name) {
 
 void add(Revision *revision) {
   Dice &dice = world().dice;
-  const int name = static_cast<int>(dice.below(kNames));
+  // The one that writes into the configuration comes more often than the others.
+  const int name = dice.percent(15) ? 0 : static_cast<int>(dice.below(kNames));
   // One name twice, with other versions, is allowed but rare.
   if (revision->count == kMostWanted || (listed(*revision, name) && !dice.percent(10))) {
     return;

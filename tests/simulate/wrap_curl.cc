@@ -176,7 +176,7 @@ CURLcode perform(Handle *handle) {
   const CURLcode result = delivered != CURLE_OK ? delivered : reply.result;
   if (request.method == simulate::Method::kGet) {
     const auto *buffer = static_cast<const kelvane::Buffer *>(handle->write_data);
-    simulate::view_given({request.url, result,
+    simulate::view_given({request.url, result, reply.body,
                           std::string_view(buffer->data != nullptr ? buffer->data : "", buffer->length), reply.header});
   }
   return result;
