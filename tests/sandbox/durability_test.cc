@@ -250,6 +250,38 @@ TEST_F(DatabaseLoss, LaterWritesMayStayWithoutEarlierOnesAndInPart) {
   EXPECT_TRUE(torn);
 }
 
+// In a run of the agent's the log is put into the database only at the end; after months of it, in between.
+TEST_F(DatabaseLoss, WhatWasWrittenStaysWhereverACheckpointIsCutOff) {
+  const std::string deeds = "checkpoints names:12";
+  begin();
+  EXPECT_EQ(run(deeds, "--sites " + (folder_ / "sites").string()), 3) << read(folder_ / "err");
+  std::vector<int> written;  // the calls that change the database's files
+  std::ifstream sites(folder_ / "sites");
+  std::string name, call;
+  bool in_between = false;
+  for (int number = 0; sites >> name >> number && std::getline(sites, call);) {
+    if (name == "database" && call.rfind(" read", 0) != 0) {
+      written.push_back(number);
+      in_between = in_between || call == " write(kelvane-config.db)";
+    }
+  }
+  EXPECT_TRUE(in_between) << "no checkpoint";
+  for (size_t at = 0; at < written.size(); ++at) {
+    begin();
+    const std::string fault = "database::POWER" + std::to_string(at % 4) + ":" + std::to_string(written[at]);
+    ASSERT_EQ(run(deeds, "--fault " + fault), 137) << fault;
+    const std::string done = "cmf_write_config(1) = 0";
+    int names = 0;
+    for (size_t found = trace_.find(done); found != std::string::npos; found = trace_.find(done, found + 1)) {
+      ++names;
+    }
+    const std::string before = names == 0 ? "before" : "n" + std::to_string(names);
+    const std::string came = host();
+    EXPECT_TRUE(came == "host " + before + "\n" || came == "host n" + std::to_string(names + 1) + "\n")
+        << fault << ": after " << names << " names came " << came;
+  }
+}
+
 TEST_F(DatabaseLoss, ItsEndIsAPlaceToBeKilledAtToo) {
   begin();
   run("name:after exit", "--sites " + (folder_ / "sites").string());

@@ -160,6 +160,17 @@ void print_host_name(const Words &) {
   cmf_query_free(query);
 }
 
+// So many names one after the other, "n1" the first.
+void name_often(const Words &words) {
+  for (int i = 1; i <= std::atoi(words[1].c_str()); ++i) {
+    name_host({"name", "n" + std::to_string(i)});
+  }
+}
+
+int checkpoint_soon(sqlite3 *database, const char **, const void *) {
+  return sqlite3_wal_autocheckpoint(database, 8);
+}
+
 // Into a database of its own that syncs nothing.
 void write_unsynced(const Words &words) {
   sqlite3 *database = nullptr;
@@ -176,6 +187,7 @@ const std::map<std::string, void (*)(const Words &)> kWorded = {
     {"put-in-two", put_in_two},
     {"name", name_host},
     {"host", print_host_name},
+    {"names", name_often},
     {"unsynced", write_unsynced},
     {"unlink", [](const Words &words) { show("unlink", unlink(words[1].c_str())); }},
     {"rename", [](const Words &words) { show("rename", rename(words[1].c_str(), words[2].c_str())); }},
@@ -184,6 +196,7 @@ const std::map<std::string, void (*)(const Words &)> kWorded = {
     {"sync", [](const Words &) { sync(); }},
     {"access", [](const Words &words) { show("access", access(words[1].c_str(), F_OK)); }},
     {"exit", [](const Words &) { exit(7); }},
+    {"checkpoints", [](const Words &) {}},  // from the start on, every few pages
 };
 
 }  // namespace
@@ -192,6 +205,10 @@ int main(int argc, char **argv) {
   const std::map<std::string, void (*)()> deeds = {{"files", files},    {"disc", disc},       {"clock", clock_},
                                                    {"loop", loop},      {"signals", signals}, {"platform", platform},
                                                    {"machine", machine}};
+  if (argc > 1 && std::strcmp(argv[1], "checkpoints") == 0) {
+    // SQLite takes a function of any kind here, and calls it with these arguments.
+    sqlite3_auto_extension(reinterpret_cast<void (*)()>(checkpoint_soon));
+  }
   conf_init();
   for (int i = 1; i < argc; ++i) {
     const Words words = words_of(argv[i]);
