@@ -29,9 +29,12 @@ void draw_lease(World &w) {
   w.metadata = true;
 }
 
-// What the agent prints, others would see; the simulation tells what it has to in the world.
+// What the agent prints, others would see; the simulation tells what it has to in the world. The stream's buffer is
+// nobody's memory.
 void silence(const World &w) {
-  if (!w.log && std::freopen("/dev/null", "w", stdout) == nullptr) {
+  static char buffer[4096];
+  if (!w.log &&
+      (std::freopen("/dev/null", "w", stdout) == nullptr || std::setvbuf(stdout, buffer, _IOFBF, sizeof buffer) != 0)) {
     std::exit(2);
   }
 }
