@@ -203,7 +203,8 @@ def check_entries(path, entries, places):
                 wrong.append(f"{path}:{number}: {place.file}:{place.number} has no branch {branch}")
             elif branch not in place.unreached:
                 wrong.append(f"{path}:{number}: branch {branch} of {place.file}:{place.number} is reached: {place.text}")
-            listed[place.key()].add(branch)
+            else:
+                listed[place.key()].add(branch)
     return wrong, listed
 
 

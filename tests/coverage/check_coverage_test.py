@@ -89,9 +89,12 @@ class Check(unittest.TestCase):
 
     def test_an_entry_that_is_reached(self):
         text = "It cannot be.\n  core/base/made_up.cc 1,2/2 @2 : if (a > 1) {\n"
-        self.assertEqual(self.findings(text), [
+        status, out = self.check(text)
+        self.assertEqual(out[3:], [
+            "  unreached branches with a reason: 1, in LIST",
             "LIST:2: branch 2 of core/base/made_up.cc:8 is reached: if (a > 1) {",
         ])
+        self.assertEqual(status, 1)
 
     def test_an_entry_that_fits_no_line(self):
         text = "It cannot be.\n  core/base/made_up.cc 1/2 @2 : if (a > 1) {\n  core/base/made_up.cc 1/2 : if (a > 2) {\n"
