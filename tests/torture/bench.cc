@@ -1,6 +1,8 @@
 #include "tests/torture/bench.h"
 
+#include <algorithm>
 #include <csignal>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -8,6 +10,7 @@
 
 #include "tests/scenario/run/process.h"
 #include "tests/torture/integrity.h"
+#include "tests/torture/places.h"
 #include "tests/torture/prescribed.h"
 #include "tools/fabric/made_texts.h"
 
@@ -20,6 +23,9 @@ constexpr int64_t kStartTime = 1700000000;
 constexpr int64_t kPass = 25;       // seconds between two passes
 constexpr int64_t kRest = 500;      // from the start of the struck run to that of the quiet one
 constexpr int kLimitSeconds = 180;  // of the machine's: a request that is never answered, on a machine that is busy
+// The longest that the agent may be away from its loop, in its seconds: four mounts, eleven looks for an endpoint, and
+// five requests that are made nine times each, with their pauses.
+constexpr int64_t kLongestWait = 900;
 constexpr char kStruck[] = "struck", kSecond[] = "second", kQuiet[] = "quiet";
 
 std::string contents(const std::string &file) {
@@ -52,6 +58,7 @@ Bench::Bench(const Programs &programs, const std::string &protocol, const std::s
     throw std::runtime_error("the undisturbed run:\n" + trouble);
   }
   sites_ = read_sites(folder_ + "/struck.sites");
+  name_places(programs_.sandbox, sites_);
   expected_ = outcome_of(root(), scenario_, cloud_);
   const std::string lacks = missing();
   if (!lacks.empty()) {
@@ -107,8 +114,19 @@ int Bench::run(const std::string &name, int64_t begin, int64_t length, const std
   return agent.wait(kLimitSeconds);
 }
 
-int Bench::struck_run(const std::string &fault) const {
-  return run(kStruck, 0, first_pass_ + 2 * kPass + 2, fault);
+int Bench::struck_run(const std::string &fault, int64_t longer) const {
+  return run(kStruck, 0, first_pass_ + 2 * kPass + 2 + longer, fault);
+}
+
+int Bench::strike_run(const Strike &strike, int64_t longer) {
+  make_ready();
+  if (strike.fabric_fault().empty()) {
+    return struck_run(strike.fault(), longer);
+  }
+  cloud_.tell("/_fabric/fault", strike.fabric_fault());
+  const int status = struck_run("", longer);
+  cloud_.tell("/_fabric/fault", R"({"disable": "strike"})");
+  return status;
 }
 
 // The start after a kill is killed, too, unless it has ended before it comes to that.
@@ -149,13 +167,15 @@ std::string Bench::check_trouble(const std::string &name) const {
   return report;
 }
 
-std::string Bench::check_struck(const Strike &strike, int status) const {
+std::string Bench::check_struck(const Strike &strike, int status) {
   const int expected = strike.kills() ? 128 + SIGKILL : 0;
   std::string report = check_trouble(kStruck);
   if (status == -1) {
     report += "  the struck run does not end\n";
   } else if (status != expected && prescribed_exit(strike, status) == nullptr) {
     report += "  the struck run ends with " + std::to_string(status) + ", expected " + std::to_string(expected) + "\n";
+  } else if (status != expected) {
+    meant_["exit"] = status;
   }
   return report;
 }
@@ -174,37 +194,58 @@ std::string Bench::check_quiet(int status, bool was_marked) const {
   return report;
 }
 
-std::string Bench::check_outcome(const Strike &strike) const {
+std::string Bench::check_outcome(const Strike &strike) {
   std::string report;
   std::vector<Difference> all = differences(expected_, outcome_of(root(), scenario_, cloud_));
   const std::vector<Difference> refused = violations(cloud_);
   all.insert(all.end(), refused.begin(), refused.end());
   for (const Difference &one : all) {
     const Strike second = {protocol_, second_, strike.second_blow(), ""};
-    if (prescribed_difference(strike, one.place) == nullptr && prescribed_difference(second, one.place) == nullptr) {
+    const Prescribed *row = prescribed_difference(strike, one.place);
+    row = row != nullptr ? row : prescribed_difference(second, one.place);
+    if (row == nullptr) {
       report += "  " + one.place + ": expected " + one.expected + ", came " + one.came + "\n";
+    } else {
+      meant_[one.place] = row->strikes.front();
     }
   }
   return report;
 }
 
+// The loop sleeps a second; any other sleep is a wait for something.
+bool Bench::stopped_in_a_wait() const {
+  const std::string trace = contents(folder_ + "/struck.trace");
+  const size_t last = trace.rfind("] sleep ");
+  return last == std::string::npos || trace.compare(last, 10, "] sleep 1\n") != 0;
+}
+
+// Plays the strike once more, for longer: the agent must come back to its loop in time, again and again.
+std::string Bench::check_waits(const Strike &strike) {
+  const int64_t longer = 2 * kLongestWait;
+  strike_run(strike, longer);
+  std::ifstream trace(folder_ + "/struck.trace");
+  int64_t longest = 0, last = 0, now = 0;
+  for (std::string line; std::getline(trace, line);) {
+    now = std::atoll(line.c_str() + 1);
+    longest = std::max(longest, now - last);
+    last = line.find("] sleep 1") == line.size() - 9 ? now : last;
+  }
+  return longest <= kLongestWait ? "" : "  the struck run waits for " + std::to_string(longest) + " seconds\n";
+}
+
 std::string Bench::play(const Strike &strike) {
-  make_ready();
-  if (!strike.fabric_fault().empty()) {
-    cloud_.tell("/_fabric/fault", strike.fabric_fault());
-  }
-  std::string report = check_struck(strike, struck_run(strike.fault()));
-  if (!strike.fabric_fault().empty()) {
-    cloud_.tell("/_fabric/fault", R"({"disable": "strike"})");
-  }
-  report += check_database();
+  meant_ = Json::object();
+  const int status = strike_run(strike);
+  std::string report = check_struck(strike, status) + check_database();
+  const bool waits = status == 0 && stopped_in_a_wait();
   second_ = Site();
   if (!strike.second.empty()) {
     report += second_run(strike);
   }
   const bool was_marked = files::exists(root() + "/data/etc/.provisioned");
   report += check_quiet(quiet_run(), was_marked);
-  return report + check_outcome(strike);
+  report += check_outcome(strike);
+  return waits ? report + check_waits(strike) : report;
 }
 
 }  // namespace torture

@@ -29,18 +29,24 @@ class Bench {
   // Empty when the agent came through, else what went wrong. The files of the play stay until the next one.
   std::string play(const Strike &strike);
 
+  // What differed after the last play and is meant to, each place with the row that says so.
+  const Json &meant() const { return meant_; }
+
  private:
   std::string root() const { return folder_ + "/root"; }
   std::string missing() const;
   void make_ready();
   int run(const std::string &name, int64_t begin, int64_t length, const std::string &fault) const;
-  int struck_run(const std::string &fault) const;
+  int struck_run(const std::string &fault, int64_t longer = 0) const;
+  int strike_run(const Strike &strike, int64_t longer = 0);
+  bool stopped_in_a_wait() const;
+  std::string check_waits(const Strike &strike);
   std::string second_run(const Strike &strike);
   std::string check_database() const;
   int quiet_run() const;
-  std::string check_struck(const Strike &strike, int status) const;
+  std::string check_struck(const Strike &strike, int status);
   std::string check_quiet(int status, bool was_marked) const;
-  std::string check_outcome(const Strike &strike) const;
+  std::string check_outcome(const Strike &strike);
   std::string check_trouble(const std::string &name) const;
 
   Programs programs_;
@@ -52,6 +58,7 @@ class Bench {
   std::vector<Site> sites_;
   Site second_;  // where the second kill of the play was
   Json expected_;
+  Json meant_;
 };
 
 }  // namespace torture

@@ -176,10 +176,9 @@ Done read_state(const std::string &file) {
 }
 
 // One line, in one piece: several processes write to the file.
-void write_state(const std::string &file, const Strike &strike, const std::string &report) {
-  const std::string line = Json({{"address", strike.address()}, {"call", strike.site.call}, {"report", report}})
-                               .dump(-1, ' ', false, Json::error_handler_t::replace) +
-                           "\n";
+void write_state(const std::string &file, const Strike &strike, const std::string &report, const Json &meant) {
+  const Json entry = {{"address", strike.address()}, {"call", strike.site.call}, {"report", report}, {"meant", meant}};
+  const std::string line = entry.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
   const int descriptor = open(file.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
   if (descriptor < 0 || write(descriptor, line.data(), line.size()) != static_cast<ssize_t>(line.size())) {
     throw std::runtime_error("cannot write " + file);
@@ -190,12 +189,17 @@ void write_state(const std::string &file, const Strike &strike, const std::strin
 // What the agent calls at a number may be another thing than when the state was written.
 bool done_already(const Done &done, const Strike &strike) {
   const auto found = done.find(strike.address());
-  return found != done.end() && (strike.site.call_class == "memory" || found->second["call"] == strike.site.call);
+  return found != done.end() && found->second["call"] == strike.site.call;
 }
 
 // What the agent did not come through is played again.
 bool survived_already(const Done &done, const Strike &strike) {
   return done_already(done, strike) && done.at(strike.address())["report"] == "";
+}
+
+// Survived, with a difference that is meant to be.
+bool differs_as_meant(const Done &done, const Strike &strike) {
+  return !done.at(strike.address()).value("meant", Json::object()).empty();
 }
 
 // ---- the work -----------------------------------------------------------------------------------------------------
@@ -281,8 +285,9 @@ class Torture {
   void work(size_t worker) {
     for (size_t i = worker; i < rest_.size() && !time_is_up(); i += settings_.workers) {
       const Strike &strike = rest_[i];
-      const std::string report = bench(strike.protocol, worker).play(strike);
-      write_state(settings_.state, strike, report);
+      Bench &its_bench = bench(strike.protocol, worker);
+      const std::string report = its_bench.play(strike);
+      write_state(settings_.state, strike, report, its_bench.meant());
       if (!report.empty()) {
         std::printf("FAILED %s  %s\n%s", strike.address().c_str(), strike.site.call.c_str(), report.c_str());
         std::printf("  again: ./dev torture --only %s --artifacts DIR\n", strike.address().c_str());
@@ -321,7 +326,7 @@ class Torture {
   int sum_up() const {
     struct Count {
       std::set<std::string> sites;
-      size_t planned = 0, runs = 0, survived = 0;
+      size_t planned = 0, runs = 0, survived = 0, meant = 0;
     };
     std::map<std::string, Count> counts;
     const Done done = read_state(settings_.state);
@@ -334,13 +339,14 @@ class Torture {
         count.planned += 1;
         count.runs += played ? 1 : 0;
         count.survived += survived ? 1 : 0;
+        count.meant += survived && differs_as_meant(done, strike) ? 1 : 0;
       }
     }
-    std::printf("%-20s %8s %8s %8s %8s\n", settings_.kill ? "kills" : "failures", "sites", "planned", "runs",
-                "survived");
+    std::printf("%-20s %8s %8s %8s %8s %8s\n", settings_.kill ? "kills" : "failures", "sites", "planned", "runs",
+                "survived", "meant");
     for (const auto &[name, count] : counts) {
-      std::printf("%-20s %8zu %8zu %8zu %8zu\n", name.c_str(), count.sites.size(), count.planned, count.runs,
-                  count.survived);
+      std::printf("%-20s %8zu %8zu %8zu %8zu %8zu\n", name.c_str(), count.sites.size(), count.planned, count.runs,
+                  count.survived, count.meant);
     }
     const Count &all = counts["all"];
     return broken_ ? 2 : all.runs == all.survived ? 0 : 1;

@@ -24,7 +24,7 @@ Json outcome_of(const std::string &root, const Json &scenario, const scenario::C
 // What differs, place by place.
 std::vector<Difference> differences(const Json &expected, const Json &came);
 
-// The requests that the fabric found fault with, each under "/requests" and its target.
+// What the fabric found fault with in requests, each fault once, under "/requests METHOD TARGET FAULT".
 std::vector<Difference> violations(const scenario::Cloud &cloud);
 
 }  // namespace torture

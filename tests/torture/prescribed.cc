@@ -8,78 +8,150 @@
 namespace torture {
 namespace {
 
-// Shell patterns; the strike's is for "CLASS BLOW CALL".
-struct Row {
-  const char *strike;
-  std::vector<const char *> places;
-  const char *why;
-};
+using Patterns = std::vector<const char *>;
+
+// ---- places ----
 
 // What comes from the provisioning document alone.
-const std::vector<const char *> kFromTheDocument = {"/tables/100/fields/host_name", "/tables/340/operator",
-                                                    "/tables/340/operator/*", "/files/hostname"};
+const Patterns kFromTheDocument = {"/tables/100/fields/host_name", "/tables/340/operator", "/tables/340/operator/*",
+                                   "/files/hostname"};
+const Patterns kKeys = {"/tables/340/operator/ssh_keys/*"};
+const Patterns kKeysOfAnother = {"/tables/340/auditor/ssh_keys/*"};
+const Patterns kDashboards = {"/tables/340/*/354/*", "/tables/340/*/14050/*"};
+const Patterns kCertificateHeader = {"/requests GET *comp=certificates* header x-ms-guest-agent-public-x509-cert",
+                                     "/requests GET * header x-ms-vmagent-public-x509-cert"};
+const Patterns kCustomData = {"/files/.customdata", "/files/tmpdata.conf"};
+// That the marker is there counts; its text is for people.
+const Patterns kMarked = {"/files/.provisioned", "/files/.customdata", "/files/tmpdata.conf"};
+
+// ---- reasons ----
 
 constexpr char kNoDocument[] =
     "a document that cannot be read is no document, and without one the appliance is provisioned all the same";
-
-const std::vector<const char *> kCustomData = {"/files/.customdata", "/files/tmpdata.conf"};
-
-// That the marker is there counts; its text is for people.
-const std::vector<const char *> kMarked = {"/files/.provisioned", "/files/.customdata", "/files/tmpdata.conf"};
-
+constexpr char kWithoutKey[] = "an administrator is made with the keys that came, and is not looked at again";
+constexpr char kNotShown[] =
+    "without its text the certificate is not shown, and what needs it is asked for all the same";
+constexpr char kEmptyMarker[] =
+    "that the marker is there counts; its text is for people, and a write that fails leaves none";
 constexpr char kNotMoved[] =
     "custom data is moved after the marker is written, and only by a start that provisions; it waits in "
     "/etc/tmpdata.conf";
+constexpr char kNotLookedAt[] =
+    "it is done once, with the account or at first boot, and what the platform answers is not looked at";
+constexpr char kFirstAccount[] =
+    "keys wait for the account that is made next; a first boot that gave up leaves them to an extension's";
 
-constexpr char kPorts[] = "the ports are set right by first boot alone, and what the platform answers is not looked at";
-
-const std::vector<Row> &rows() {
-  static const std::vector<Row> kRows = {
-      {"*",
+const std::vector<Prescribed> &rows() {
+  static const std::vector<Prescribed> kRows = {
+      {{"*"},
        {"/reports/*VMAccessForLinux*/status"},
        "the plugin's status is not saved: it is told until the next start, and then no more"},
-      {"file * open(/cdrom/ovf-env.xml)", kFromTheDocument, kNoDocument},
-      {"bytes E* read(/cdrom/ovf-env.xml)", kFromTheDocument, kNoDocument},
-      {"bytes KILL write(/data/etc/.provisioned)", kMarked, kNotMoved},
-      {"* KILL access(/etc/tmpdata.conf)", kCustomData, kNotMoved},
-      {"* KILL access(/data/etc/.customdata)", kCustomData, kNotMoved},
-      {"* KILL rename(/etc/tmpdata.conf)", kCustomData, kNotMoved},
-      {"bytes POWER* write(/data/etc/.provisioned)", kMarked, kNotMoved},
-      {"file POWER* rename(/etc/tmpdata.conf)", kMarked, kNotMoved},
-      {"bytes POWER* sync()", kMarked, kNotMoved},
-      {"request * request(http://168.63.129.16/*)",
-       {"/tables/340/operator/ssh_keys/*", "/requests *"},
-       "what a first boot could not fetch it does without: reports say nothing of it, a key that came with it is "
-       "missing"},
-      {"database * *", {"/tables/440/*"}, kPorts},
-      {"platform * __nCfg_sess_table_change_by_mkey(440*", {"/tables/440/*"}, kPorts},
-      {"file E* rename(/etc/tmpdata.conf)", kCustomData, kNotMoved},
+
+      // ---- the provisioning document ----
+      {{"file * open(/cdrom/ovf-env.xml)", "bytes E* read(/cdrom/ovf-env.xml)",
+        "memory ENOMEM realloc(* < xml_load_descriptor < OvfEnvLoad < main)"},
+       kFromTheDocument,
+       kNoDocument},
+      {{"memory ENOMEM malloc(GetNodeTextData < xml_find_text < goal_state_parse < *",
+        "memory ENOMEM malloc(* < process_certificate < *", "memory ENOMEM* malloc(* < SSHPubKeyAdd < *",
+        "memory ENOMEM* malloc(* < append_entry < *", "memory ENOMEM malloc(base64_text < TransportCertMake < main)",
+        "platform EIO generate_RSA_key(*", "platform EIO get_rnd_bytes(8)", "platform EIO ssh_pubkey_data_set(*",
+        "request * request(*comp=certificates*)", "request * request(http://169.254.169.254/*/certificates*)"},
+       kKeys,
+       kWithoutKey},
+      {{"memory * take_public_key *", "platform EIO check_passwd_policy(\"operator\"*",
+        "platform EIO make_new_passwd(*", "platform EIO cmf_query_create(340)",
+        "platform EIO cmf_query_table_append(340, \"operator\"*"},
+       kKeysOfAnother,
+       kFirstAccount},
+
+      // ---- first boot's configuration ----
+      {{"platform EIO cmf_query_*(100)"}, {"/tables/100/fields/host_name"}, kNotLookedAt},
+      {{"system E* sethostname(*"}, {"/files/hostname"}, kNotLookedAt},
+      {{"platform EIO *(440)", "platform EIO __nCfg_sess_table_change_by_mkey(0, 440, *"},
+       {"/tables/440/*"},
+       kNotLookedAt},
+      {{"platform EIO *(330*", "platform EIO nCfg_query(340)", "platform EIO cmf_query_create_child_with_key(340, *",
+        "platform EIO cmf_query_table_append(354 of *", "platform EIO add_default_gui_dashboard(*"},
+       kDashboards,
+       kNotLookedAt},
+      {{"platform EIO *(280*"}, {"/tables/340/*/access_profile"}, kNotLookedAt},
+
+      // ---- custom data ----
+      {{"platform EIO ncfg_copyfile(\"/cdrom/CustomData.bin\"*", "file E* access(/cdrom/CustomData.bin)",
+        "file E* access(/etc/tmpdata.conf)", "file E* rename(/etc/tmpdata.conf)"},
+       kCustomData,
+       kNotMoved},
+      {{"* KILL access(/etc/tmpdata.conf)", "* KILL access(/data/etc/.customdata)", "* KILL rename(/etc/tmpdata.conf)"},
+       kCustomData,
+       kNotMoved},
+      {{"bytes E* write(/data/etc/.provisioned)"}, {"/files/.provisioned"}, kEmptyMarker},
+      {{"bytes KILL write(/data/etc/.provisioned)", "bytes POWER* write(/data/etc/.provisioned)",
+        "file POWER* rename(/etc/tmpdata.conf)", "bytes POWER* sync()"},
+       kMarked,
+       kNotMoved},
+
+      // ---- requests and reports ----
+      {{"memory * malloc(base64_text < TransportCertMake < main)",
+        "memory * malloc(text_format < wire_certificates_headers < *", "memory ENOMEM+ malloc(* < goal_state_parse < *",
+        "platform EIO generate_RSA_key(*", "platform EIO get_rnd_bytes(8)"},
+       kCertificateHeader,
+       kNotShown},
+      {{"memory ENOMEM malloc(GetNodeTextData < xml_find_text < goal_state_parse < *",
+        "request * request(*comp=goalstate)"},
+       {"/requests POST *comp=health /Health/*", "/requests POST *comp=roleProperties /RoleProperties/*"},
+       "a report is sent with what is known of the goal state, the rest is empty"},
+      {{"request fabric:* request(http://storage.example.invalid/*)"},
+       {"/requests PUT *comp=page* page range"},
+       "an answer of success is believed: pages are written into a blob that was not made"},
+
+      // ---- extensions ----
+      {{"memory ENOMEM realloc(add < pluginManager_Add < pluginManager_Init < main)"},
+       {"/tables/640/*", "/tables/events/*", "/plugins/*.CustomScriptForLinux/*", "/reports/*.CustomScriptForLinux/*"},
+       "a plugin for which the registry has no room is not added; its extension is acknowledged as an unknown one, and "
+       "keeps the sequence number of that"},
+      {{"platform EIO cmf_get_cur_domain_id()", "platform EIO cmf_write_config(*"},
+       {"/tables/events/*\"Config eventhub fails.\"*"},
+       "that it failed is an event, and stays one"},
   };
   return kRows;
 }
 
-bool fits(const char *pattern, const std::string &text) {
-  return fnmatch(pattern, text.c_str(), 0) == 0;
+bool fits_any(const Patterns &patterns, const std::string &text) {
+  return std::any_of(patterns.begin(), patterns.end(),
+                     [&](const char *pattern) { return fnmatch(pattern, text.c_str(), 0) == 0; });
 }
 
 std::string words_of(const Strike &strike) {
   return strike.site.call_class + " " + strike.blow + " " + strike.site.call;
 }
 
+// A failure of the database is one of the platform call that it is part of, too: "write(FILE in CALL)".
+std::string words_of_platform_call(const Strike &strike) {
+  const size_t at = strike.site.call.find(" in ");
+  const bool known = strike.site.call_class == "database" && !strike.kills() && at != std::string::npos;
+  return known ? "platform EIO " + strike.site.call.substr(at + 4, strike.site.call.size() - at - 5) : "";
+}
+
+bool is_meant(const Patterns &strikes, const Strike &strike) {
+  return fits_any(strikes, words_of(strike)) || fits_any(strikes, words_of_platform_call(strike));
+}
+
 }  // namespace
 
-const char *prescribed_difference(const Strike &strike, const std::string &place) {
-  const auto found = std::find_if(rows().begin(), rows().end(), [&](const Row &row) {
-    return fits(row.strike, words_of(strike)) &&
-           std::any_of(row.places.begin(), row.places.end(), [&](const char *one) { return fits(one, place); });
+const Prescribed *prescribed_difference(const Strike &strike, const std::string &place) {
+  const auto found = std::find_if(rows().begin(), rows().end(), [&](const Prescribed &row) {
+    return is_meant(row.strikes, strike) && fits_any(row.places, place);
   });
-  return found != rows().end() ? found->why : nullptr;
+  return found != rows().end() ? &*found : nullptr;
 }
 
 const char *prescribed_exit(const Strike &strike, int status) {
-  const bool interface_missing =
-      status == 255 && (strike.site.call_class == "platform" || strike.site.call_class == "database");
-  return interface_missing ? "without the interface's record the agent ends, and is started again" : nullptr;
+  static const Patterns kInterface = {"platform EIO conf_init()", "platform EIO nCfg_query(440)",
+                                      "platform EIO cmf_query_do_table_find(440, 0, \"port1\", 2)"};
+  return status == 255 && is_meant(kInterface, strike)
+             ? "without the interface's record the agent ends, and is started again"
+             : nullptr;
 }
 
 }  // namespace torture

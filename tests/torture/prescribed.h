@@ -5,13 +5,21 @@
 #define KELVANE_TESTS_TORTURE_PRESCRIBED_H
 
 #include <string>
+#include <vector>
 
 #include "tests/torture/strike.h"
 
 namespace torture {
 
-// Why this place may differ after this strike; null when it may not.
-const char *prescribed_difference(const Strike &strike, const std::string &place);
+// Shell patterns; those of the strikes are for "CLASS BLOW CALL".
+struct Prescribed {
+  std::vector<const char *> strikes;
+  std::vector<const char *> places;
+  const char *why;
+};
+
+// The row by which this place may differ after this strike; null when it may not.
+const Prescribed *prescribed_difference(const Strike &strike, const std::string &place);
 
 // Why the run may end with this status; null when it may not.
 const char *prescribed_exit(const Strike &strike, int status);

@@ -180,30 +180,28 @@ std::vector<Strike> strikes_of(const std::string &protocol, const std::vector<Si
   return out;
 }
 
+// In rounds over the protocols' classes, in each of these over its blows; which site a blow falls on is by chance.
 std::vector<Strike> sample(const std::vector<Strike> &all, size_t count, unsigned seed) {
-  std::map<std::string, std::vector<size_t>> heaps;
-  for (size_t i = 0; i < all.size(); ++i) {
-    heaps[all[i].protocol + all[i].site.call_class + all[i].blow].push_back(i);
+  std::map<std::string, std::map<std::string, std::vector<Strike>>> classes;
+  for (const Strike &strike : all) {
+    classes[strike.site.call_class + strike.protocol][strike.blow].push_back(strike);
   }
-  std::vector<std::vector<size_t>> order;
   std::mt19937 random(seed);
-  const auto below = [&](size_t limit) { return static_cast<size_t>(random()) % limit; };
-  for (auto &[name, heap] : heaps) {
-    order.push_back(heap);
-  }
-  std::vector<size_t> chosen;
-  while (chosen.size() < std::min(count, all.size())) {
-    const size_t at = below(order.size());
-    const size_t which = below(order[at].size());
-    chosen.push_back(order[at][which]);
-    order[at].erase(order[at].begin() + static_cast<std::ptrdiff_t>(which));
-    if (order[at].empty()) {
-      order.erase(order.begin() + static_cast<std::ptrdiff_t>(at));
-    }
-  }
   std::vector<Strike> out;
-  for (const size_t i : chosen) {
-    out.push_back(all[i]);
+  for (size_t round = 0; out.size() < std::min(count, all.size()); ++round) {
+    for (auto &[name, blows] : classes) {
+      if (blows.empty() || out.size() == count) {
+        continue;
+      }
+      const auto blow = std::next(blows.begin(), static_cast<std::ptrdiff_t>(round % blows.size()));
+      std::vector<Strike> &heap = blow->second;
+      const auto one = heap.begin() + static_cast<std::ptrdiff_t>(static_cast<size_t>(random()) % heap.size());
+      out.push_back(*one);
+      heap.erase(one);
+      if (heap.empty()) {
+        blows.erase(blow);
+      }
+    }
   }
   return out;
 }

@@ -5,7 +5,9 @@
 //   system    the other calls into the operating system
 //   platform  the calls into the platform
 //   request   the transfers
-//   database  what SQLite does to the files of the configuration database, on the agent's behalf
+//   database  what SQLite does to the files of the configuration database, on the agent's behalf: "write(FILE in
+//   CALL)",
+//             with the call into the platform that it is part of
 //   inside    what the platform does to other files in the agent's calls; nothing fails there, but a process can end
 //   closing   what SQLite does to its files after the agent's end; the same holds there
 // With a file, each is a line "CLASS NUMBER CALL(SUBJECT)", and at the end come remarks: "open PATH" for each file that

@@ -99,7 +99,8 @@ World &world() {
 }
 
 int World::strike(const std::string &call_class, const std::string &call, const std::string &subject) {
-  sites.note(call_class, call, subject);
+  const bool on_behalf = call_class == "database" && !platform_call.empty();
+  sites.note(call_class, call, on_behalf ? subject + " in " + platform_call : subject);
   const int fault = faults.due(call, subject, call_class);
   if (fault <= kKill) {
     sites.remark("killed", call_class + " " + call + "(" + subject + ")");

@@ -30,6 +30,8 @@ struct World {
   Script script;
   Trace trace;
 
+  std::string platform_call;  // "NAME(WHAT)" while the platform works for the agent; empty otherwise
+
   // Whether a call that comes now is the agent's own.
   bool agent_calls() const { return active && trace.outermost(); }
 

@@ -95,12 +95,16 @@ class PlatformCall {
  public:
   explicit PlatformCall(std::string name, std::string shown = "")
       : agent_(world().agent_calls()), name_(std::move(name)), shown_(std::move(shown)) {
-    fault_ = agent_ && world().strike("platform", name_, shown_) != 0;
+    if (agent_) {
+      fault_ = world().strike("platform", name_, shown_) != 0;
+      world().platform_call = name_ + "(" + shown_ + ")";
+    }
     world().trace.enter();
   }
   ~PlatformCall() {
     world().trace.leave();
     if (agent_) {
+      world().platform_call.clear();
       world().trace.line("platform " + name_ + "(" + shown_ + ")" + (result_.empty() ? "" : " = " + result_));
     }
   }
