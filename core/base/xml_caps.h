@@ -16,11 +16,13 @@ namespace kelvane {
 // whose runtime settings may hold a script.
 inline constexpr uint64_t kXmlMaxBytes = uint64_t{2} * 1024 * 1024;
 
-// Nodes of a document, and references in it: elements, comments, instructions, CDATA sections, white-space-separated
-// words of text, and each "&quot;" and the like. A node costs 130 bytes and more, a reference a tenth of a microsecond.
-// A script of 250 KB in the settings has some 40,000 words; fifty extensions with thirty settings each have 6,000
-// references.
+// Nodes of a document: elements, comments, instructions, CDATA sections, and white-space-separated words of text. Each
+// costs 130 bytes and more. Half a megabyte of settings that are a script has some 60,000 words.
 inline constexpr uint64_t kXmlMaxNodes = 65536;
+
+// References in a document: each "&quot;" and the like costs a tenth of a microsecond. Fifty extensions with thirty
+// settings each have 6,000.
+inline constexpr uint64_t kXmlMaxReferences = 32768;
 
 // Elements of a document, which are what readers do something for: thirty times what fifty extensions take.
 inline constexpr uint64_t kXmlMaxElements = 8192;

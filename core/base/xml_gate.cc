@@ -20,6 +20,7 @@ struct Walk {
   XmlGateVerdict verdict;
   uint64_t nodes;
   uint64_t elements;
+  uint64_t references;
   uint64_t attributes;
   uint32_t depth;
   bool root_seen;
@@ -186,8 +187,8 @@ bool take_character_reference(Walk *walk) {
 }
 
 bool take_reference(Walk *walk) {
-  if (!count_node(walk)) {
-    return false;
+  if (++walk->references > kXmlMaxReferences) {
+    return refuse(walk, XmlGateVerdict::kTooManyReferences);
   }
   if (take(walk, "&#")) {
     return take_character_reference(walk);
@@ -501,6 +502,7 @@ XmlGateVerdict xml_gate_check(const char *bytes, uint64_t length) {
   walk.verdict = XmlGateVerdict::kPassed;
   walk.nodes = 0;
   walk.elements = 0;
+  walk.references = 0;
   walk.attributes = 0;
   walk.depth = 0;
   walk.root_seen = false;

@@ -32,6 +32,7 @@ enum class XmlGateVerdict : uint8_t {
   kNotWellFormed,
   kTooManyNodes,  // elements, comments, instructions, CDATA sections, words of text
   kTooManyElements,
+  kTooManyReferences,
   kTooManyAttributes,  // of one element, or of the document
   kTooDeep,
 };

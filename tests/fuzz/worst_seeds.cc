@@ -87,17 +87,18 @@ std::string many_handlers() {
 
 // As many references as allowed, and then one word.
 std::string references(const std::string &reference, const std::string &name) {
-  const std::string begin = "<a><" + name + ">" + repeated(reference, kelvane::kXmlMaxNodes - 4);
+  const std::string begin = "<a><" + name + ">" + repeated(reference, kelvane::kXmlMaxReferences);
   const std::string end = "</" + name + "></a>";
   return begin + std::string(kelvane::kXmlMaxBytes - begin.size() - end.size(), 'x') + end;
 }
 
-// As many elements, attributes and words as allowed, and then one word.
+// As many elements, attributes, words and references as allowed, and then one word.
 std::string everything(const std::string &name) {
   constexpr size_t kWithAttributes = kelvane::kXmlMaxDocumentAttributes / 2;
   const std::string begin = "<a>" + repeated("<b c='1' d='2'/>", kWithAttributes) +
                             repeated("<b/>", kelvane::kXmlMaxElements - kWithAttributes - 2) + "<" + name + ">" +
-                            repeated("w ", kelvane::kXmlMaxNodes - kelvane::kXmlMaxElements - 2);
+                            repeated("w ", kelvane::kXmlMaxNodes - kelvane::kXmlMaxElements - 2) +
+                            repeated("&lt;", kelvane::kXmlMaxReferences);
   const std::string end = "</" + name + "></a>";
   return begin + std::string(kelvane::kXmlMaxBytes - begin.size() - end.size(), 'x') + end;
 }
