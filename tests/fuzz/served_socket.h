@@ -16,7 +16,7 @@ namespace fuzz {
 void answer_requests_with(const std::string &bytes);
 
 // Makes one request with a function of the wire protocol's. Its result, which must not be 0 unless the status is below
-// 400, and the body.
+// 400 or the answer ends in its head, and the body.
 std::pair<int32_t, std::string> asked(int32_t (*ask)(const char *url, curl_slist *headers, kelvane::Buffer *body,
                                                      int64_t *status));
 
