@@ -160,7 +160,6 @@ int disk_close(int number) {
   }
   if (descriptor->writing && is_status(descriptor->file)) {
     const bool whole = !descriptor->failed && descriptor->file->exists;
-    world().status_spoilt = !whole;
     if (whole) {
       expectation_saved();
     }
@@ -220,7 +219,6 @@ int disk_unlink(const char *path) {
   }
   const int error = write_call("unlink");
   File *file = find(path);
-  world().status_spoilt = world().status_spoilt || (saving && (file == nullptr || error == 0));
   if (file == nullptr || error != 0) {
     return fail(file == nullptr ? ENOENT : error);
   }

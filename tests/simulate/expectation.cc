@@ -289,11 +289,13 @@ void expectation_saving() {
 
 void expectation_saved() {
   world().durable = gsSteps[static_cast<size_t>(gsSeen - 1)];
+  world().status_spoilt = false;
 }
 
 void expectation_lost() {
   Expectation *durable = &world().durable;
   *durable = {};
+  world().status_spoilt = true;
   for (int row = 0; row < kNames; row++) {
     durable->plugins[row].sequence_number = -1;
     if (row < kBuiltIn) {

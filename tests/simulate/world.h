@@ -182,7 +182,7 @@ struct World {
   bool port_hidden;    // a look for the first port failed in this life: the agent gives up its start
   bool keyless;        // no transport certificate could be made in this life
   bool hub_in_doubt;   // a call that configures the event hub failed, and what is pending may yet be written
-  bool status_spoilt;  // the status file could not be written
+  bool status_spoilt;  // there is no status file, or none that was written whole
 
   Revision current, previous;
   Expectation durable;  // what the status file holds, as it should be
