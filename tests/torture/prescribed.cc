@@ -20,6 +20,10 @@ const Patterns kKeysOfAnother = {"/tables/340/auditor/ssh_keys/*"};
 const Patterns kDashboards = {"/tables/340/*/354/*", "/tables/340/*/14050/*"};
 const Patterns kCertificateHeader = {"/requests GET *comp=certificates* header x-ms-guest-agent-public-x509-cert",
                                      "/requests GET * header x-ms-vmagent-public-x509-cert"};
+// What the second of the commands with the same extension changes.
+const Patterns kOfACommand = {"/tables/640/*", "/tables/340/auditor/password",
+                              "/tables/events/*Config eventhub success*", "/plugins/*ForLinux/config/message",
+                              "/reports/*ForLinux*/message"};
 const Patterns kCustomData = {"/files/.customdata", "/files/tmpdata.conf"};
 // That the marker is there counts; its text is for people.
 const Patterns kMarked = {"/files/.provisioned", "/files/.customdata", "/files/tmpdata.conf"};
@@ -48,7 +52,7 @@ const std::vector<Prescribed> &rows() {
        "the plugin's status is not saved: it is told until the next start, and then no more"},
 
       // ---- the provisioning document ----
-      {{"file * open(/cdrom/ovf-env.xml)", "bytes E* read(/cdrom/ovf-env.xml)",
+      {{"file * open(/cdrom/ovf-env.xml)", "bytes EIO read(/cdrom/ovf-env.xml)",
         "memory ENOMEM realloc(* < xml_load_descriptor < OvfEnvLoad < main)"},
        kFromTheDocument,
        kNoDocument},
@@ -85,7 +89,9 @@ const std::vector<Prescribed> &rows() {
       {{"* KILL access(/etc/tmpdata.conf)", "* KILL access(/data/etc/.customdata)", "* KILL rename(/etc/tmpdata.conf)"},
        kCustomData,
        kNotMoved},
-      {{"bytes E* write(/data/etc/.provisioned)"}, {"/files/.provisioned"}, kEmptyMarker},
+      {{"bytes EIO write(/data/etc/.provisioned)", "bytes ENOSPC write(/data/etc/.provisioned)"},
+       {"/files/.provisioned"},
+       kEmptyMarker},
       {{"bytes KILL write(/data/etc/.provisioned)", "bytes POWER* write(/data/etc/.provisioned)",
         "file POWER* rename(/etc/tmpdata.conf)", "bytes POWER* sync()"},
        kMarked,
@@ -101,15 +107,37 @@ const std::vector<Prescribed> &rows() {
         "request * request(*comp=goalstate)"},
        {"/requests POST *comp=health /Health/*", "/requests POST *comp=roleProperties /RoleProperties/*"},
        "a report is sent with what is known of the goal state, the rest is empty"},
+      {{"memory ENOMEM* malloc(* < goal_state_parse < * < GuestAgent_HandlerExtension < *"},
+       {"/requests GET *comp=c* target"},
+       "a value that there was no memory for keeps the one before: the last goal state's document is asked for again"},
       {{"request fabric:* request(http://storage.example.invalid/*)"},
        {"/requests PUT *comp=page* page range"},
        "an answer of success is believed: pages are written into a blob that was not made"},
 
       // ---- extensions ----
       {{"memory ENOMEM realloc(add < pluginManager_Add < pluginManager_Init < main)"},
-       {"/tables/640/*", "/tables/events/*", "/plugins/*.CustomScriptForLinux/*", "/reports/*.CustomScriptForLinux/*"},
+       {"/tables/640/*", "/tables/events/*", "/plugins/*.CustomScriptForLinux/*", "/reports/*.CustomScriptForLinux*"},
        "a plugin for which the registry has no room is not added; its extension is acknowledged as an unknown one, and "
        "keeps the sequence number of that"},
+      {{"memory ENOMEM malloc(* < ExtConfigParse < *", "memory ENOMEM malloc(* < metadata_handlers_convert < *",
+        "memory ENOMEM malloc(* < convert_extension < *"},
+       kOfACommand,
+       "what there was no memory for is missing from the extension's settings, and the command uses up its sequence "
+       "number"},
+      {{"memory ENOMEM malloc(CertStoreSlot < *", "memory ENOMEM calloc(Secret::allocate < *",
+        "memory ENOMEM malloc(text_format < CustomScript_ConfigEventHub < *", "platform EIO miglib_b64_pton(*",
+        "platform EIO cmf_query_*(640)", "platform EIO nCfg_query(340)", "platform EIO cmf_query_commit(340)",
+        "platform EIO cmf_query_do_table_find(340, 0, \"auditor\", 2)", "platform EIO make_new_passwd(*",
+        "platform EIO cmf_get_cur_domain_id()", "platform EIO cmf_write_config(*",
+        "request * request(*comp=certificates*)", "request * request(http://169.254.169.254/*/certificates*)"},
+       kOfACommand,
+       "a command that fails on its way has used up its sequence number, and is not tried again"},
+      {{"memory ENOMEM* malloc(* < metadata_handlers_convert < *"},
+       {"/reports/*extensions~1[?]api-version*"},
+       "an extension whose name there was no memory for has its status reported without one"},
+      {{"memory ENOMEM+ * < main_loop_run < main)"},
+       kOfACommand,
+       "a pass that runs out of memory uses up the sequence numbers of all its commands"},
       {{"platform EIO cmf_get_cur_domain_id()", "platform EIO cmf_write_config(*"},
        {"/tables/events/*\"Config eventhub fails.\"*"},
        "that it failed is an event, and stays one"},
