@@ -136,7 +136,7 @@ void events_begin_life() {
     trouble_begin();
   }
   if (first_boot_ahead() && w.dice.percent(60)) {
-    w.cut_at_call = 1 + static_cast<int32_t>(w.dice.below(45));
+    w.cut_at_call = 1 + static_cast<int32_t>(w.dice.below(100));
   }
   w.command_at = w.now + 5 * kMinute;
   find_next(w);
