@@ -133,7 +133,7 @@ const std::vector<Prescribed> &rows() {
        kOfACommand,
        "a command that fails on its way has used up its sequence number, and is not tried again"},
       {{"memory ENOMEM* malloc(* < metadata_handlers_convert < *"},
-       {"/reports/*extensions~1[?]api-version*"},
+       {"/reports/*extensions~1[?]api-version*", "/requests PUT *status/extensions/[?]api-version* target"},
        "an extension whose name there was no memory for has its status reported without one"},
       {{"memory ENOMEM+ * < main_loop_run < main)"},
        kOfACommand,
