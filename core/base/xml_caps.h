@@ -22,7 +22,7 @@ inline constexpr uint64_t kXmlMaxNodes = 65536;
 
 // References in a document: each "&quot;" and the like costs a tenth of a microsecond. Fifty extensions with thirty
 // settings each have 6,000.
-inline constexpr uint64_t kXmlMaxReferences = 32768;
+inline constexpr uint64_t kXmlMaxReferences = 65536;
 
 // Elements of a document, which are what readers do something for: thirty times what fifty extensions take.
 inline constexpr uint64_t kXmlMaxElements = 8192;

@@ -227,7 +227,7 @@ TEST(XmlGate, CapsTheBytes) {
 TEST(XmlGate, TheCapsAreTheseNumbers) {
   EXPECT_EQ(kelvane::kXmlMaxBytes, 2097152u);
   EXPECT_EQ(kelvane::kXmlMaxNodes, 65536u);
-  EXPECT_EQ(kelvane::kXmlMaxReferences, 32768u);
+  EXPECT_EQ(kelvane::kXmlMaxReferences, 65536u);
   EXPECT_EQ(kelvane::kXmlMaxElements, 8192u);
   EXPECT_EQ(kelvane::kXmlMaxAttributes, 32u);
   EXPECT_EQ(kelvane::kXmlMaxDocumentAttributes, 4096u);
