@@ -63,7 +63,9 @@ void handlers_told(const Given &given) {
   }
   const bool same_etag = gsView.incarnation != 0 && gsView.incarnation == marker;
   const bool whole = gsView.incarnation != 0 && gsView.effective.incarnation == gsView.incarnation;
-  const bool missed = gsView.incarnation != 0 && (same_etag ? gsView.missed : !whole);
+  // Another document under the same ETag is acted on where it asks for a newer version, and nothing undoes that.
+  const bool astray = gsView.effective.count > 0 && !whole;
+  const bool missed = gsView.incarnation != 0 && (same_etag ? gsView.missed || astray : !whole);
   world().counts.missed += missed && !gsView.missed ? 1 : 0;
   gsView.missed = missed;
   marker = gsView.incarnation;

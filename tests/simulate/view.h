@@ -21,8 +21,8 @@ struct View {
   // The extensions read last; and, under the metadata service, the ETag that came with them.
   Revision held;
   int32_t held_etag;
-  // The ETag stands for a document that never came through, so that its change is deliberately taken for handled: an
-  // ETag counts as soon as its header is there.
+  // The ETag stands for a document that never came through, or that another one has come between, so that its change is
+  // deliberately taken for handled: an ETag counts as soon as its header is there.
   bool missed;
   // The tenant's key came through: it stays, as no other ever does.
   bool tenant;
