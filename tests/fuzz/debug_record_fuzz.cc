@@ -2,6 +2,8 @@
 // is taken once, served and marked as served, no other flag is touched, and what is no command gets the usage.
 #include <signal.h>
 
+#include <algorithm>
+
 #include "core/signals.h"
 #include "core/test_console.h"
 #include "tests/fuzz/world.h"
@@ -12,7 +14,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   fuzz::require(installed, "the signal is installed once");
   ncfg_debug_zone &record = recording::debug_record();
   record = {};
-  std::memcpy(static_cast<void *>(&record), data, std::min(size, sizeof record - 1));
+  std::copy_n(data, std::min(size, sizeof record - 1), reinterpret_cast<uint8_t *>(&record));
   const ncfg_debug_zone before = record;
   if (before.test_command == 99) {
     return 0;  // ends the process
