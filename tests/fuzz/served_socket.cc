@@ -30,13 +30,6 @@ curl_socket_t connected(void *, curlsocktype, curl_sockaddr *) {
   return ends[0];
 }
 
-// libcurl takes an answer whose head is cut for one without a body, whatever its status. An interim answer has a head
-// of its own.
-bool head_may_be_cut() {
-  const bool ended = answer.find("\n\r\n") != std::string::npos || answer.find("\n\n") != std::string::npos;
-  return !ended || answer.find(" 1") != std::string::npos;
-}
-
 }  // namespace
 
 // In place of the C library's, for libcurl: what it opens is connected. Not every version takes that from a callback.
@@ -59,8 +52,6 @@ std::pair<int32_t, std::string> fuzz::asked(int32_t (*ask)(const char *, curl_sl
   kelvane::BufferOwner body;
   int64_t status = 0;
   const int32_t result = ask("http://127.0.0.1/", nullptr, body.get(), &status);
-  require(result != 0 || (body.empty() && head_may_be_cut()) || (status >= 100 && status < 400),
-          "a request that succeeds has a status below 400");
   return {result, body.empty() ? "" : std::string(body.data(), body.length())};
 }
 
