@@ -9,7 +9,7 @@ void utc_time_format(int64_t seconds, UtcTime *out) {
   struct tm utc = {};
   out->text[0] = '\0';
   if (gmtime_r(&when, &utc) != nullptr) {
-    strftime(out->text, sizeof out->text, "%Y-%m-%dT%H:%M:%SZ", &utc);
+    (void)strftime(out->text, sizeof out->text, "%Y-%m-%dT%H:%M:%SZ", &utc);
   }
 }
 
