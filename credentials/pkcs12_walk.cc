@@ -51,7 +51,9 @@ int32_t pay(Walk *walk, uint64_t cost) {
 uint64_t conversion_cost(const PKCS8_PRIV_KEY_INFO *private_key) {
   const ASN1_OBJECT *algorithm = nullptr;
   PKCS8_pkey_get0(&algorithm, nullptr, nullptr, nullptr, private_key);
-  const auto bytes = static_cast<uint64_t>(i2d_PKCS8_PRIV_KEY_INFO(private_key, nullptr));
+  // Not changed by it: OpenSSL 1.1.1 only lacks the word.
+  auto *const encoded = const_cast<PKCS8_PRIV_KEY_INFO *>(private_key);
+  const auto bytes = static_cast<uint64_t>(i2d_PKCS8_PRIV_KEY_INFO(encoded, nullptr));
   if (bytes > kMaxKeyBytes) {  // a failure, which is negative, as well
     return kPbeCostAbsurd;
   }
