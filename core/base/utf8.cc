@@ -51,7 +51,7 @@ bool utf8_valid(const char *text, size_t length) {
   size_t step = 1;
   for (const char *at = text; at < end && step != 0; at += step) {
     uint32_t code_point = 0;
-    step = utf8_decode(at, end, &code_point);
+    step = static_cast<uint8_t>(*at) < 0x80 ? 1 : utf8_decode(at, end, &code_point);
   }
   return step != 0;
 }
