@@ -38,7 +38,8 @@ Appliance appliance_of(const std::string &input) {
   made.port2 = record_of<ncfg_interface>(&rest, "port2");
   made.settings = record_of<ncfg_system_settings>(&rest);
   made.admin = record_of<ncfg_account>(&rest, "admin");
-  recording::reset();
+  static const bool empty = (recording::reset(), true);  // and the target leaves it so
+  require(empty, "the database is empty to begin with");
   recording::seed(NCFG_TABLE_INTERFACES, made.port1);
   recording::seed(NCFG_TABLE_INTERFACES, made.port2);
   recording::seed_system_settings(made.settings);

@@ -12,7 +12,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <stdexcept>
 
 namespace support {
@@ -115,9 +114,13 @@ TempDir::~TempDir() {
 }
 
 std::string TempDir::write(const std::string &name, const std::string &bytes) const {
-  std::filesystem::create_directories(std::filesystem::path(file(name)).parent_path());
-  write_file(file(name), bytes);
-  return file(name);
+  const std::string path = file(name);
+  const std::string folder = path.substr(0, path.rfind('/'));
+  if (!exists(folder)) {
+    std::filesystem::create_directories(folder);
+  }
+  write_file(path, bytes);
+  return path;
 }
 
 std::string TempDir::read(const std::string &name) const {
@@ -129,7 +132,13 @@ std::string read_file(const std::string &path) {
   if (!stream) {
     throw std::runtime_error("cannot read " + path);
   }
-  return std::string(std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>());
+  std::string bytes;
+  char block[4096];
+  do {
+    stream.read(block, sizeof block);
+    bytes.append(block, static_cast<size_t>(stream.gcount()));
+  } while (stream);
+  return bytes;
 }
 
 void write_file(const std::string &path, const std::string &bytes) {

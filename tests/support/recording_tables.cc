@@ -46,6 +46,7 @@ struct Schema {
   std::map<uint32_t, std::vector<uint8_t>> defaults;
   std::map<uint32_t, cmdb_table> rows;
   std::vector<const cmdb_table *> by_number;
+  bool changed = true;  // a test has given or taken a default
 };
 
 struct Store {
@@ -204,6 +205,12 @@ void *lend_single(Query *query) {
   return lend(query, records != nullptr && !records->empty() ? &records->front() : nullptr);
 }
 
+// Tests change this as well.
+void show_schema() {
+  cmdb.table_count = NCFG_TABLE_HIGHEST;
+  cmdb.tables = store().schema.by_number.data();
+}
+
 void rebuild_schema() {
   Schema &schema = store().schema;
   schema.by_number.assign(NCFG_TABLE_HIGHEST + 1, nullptr);
@@ -212,8 +219,8 @@ void rebuild_schema() {
     schema.rows[number] = {number, static_cast<uint32_t>(bytes.size()), bytes.data()};
     schema.by_number[number] = &schema.rows[number];
   }
-  cmdb.table_count = NCFG_TABLE_HIGHEST;
-  cmdb.tables = schema.by_number.data();
+  schema.changed = true;
+  show_schema();
 }
 
 void default_schema() {
@@ -225,6 +232,7 @@ void default_schema() {
   account_default[offsetof(ncfg_account, reserved_2450)] = kDefaultAccountByte2450;
   account_default[offsetof(ncfg_account, reserved_1100)] = kDefaultAccountByte1100;
   rebuild_schema();
+  store().schema.changed = false;
 }
 
 const std::vector<Stored> &records_in(uint32_t table, State state) {
@@ -245,7 +253,10 @@ void reset_tables() {
   store().current.clear();
   store().durable.clear();
   store().pending = false;
-  default_schema();
+  if (store().schema.changed) {
+    default_schema();
+  }
+  show_schema();
 }
 
 size_t open_queries() {
