@@ -27,8 +27,6 @@ bool process(const uint8_t *data, size_t size) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   fuzz::start();
-  kelvane::CertStoreClear();
-  fuzz::ssh_keys_installed();
   fuzz::store_fixed_certificate();
   const std::string before = fuzz::certificate_store();
   const bool done = process(data, size);
@@ -36,5 +34,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   fuzz::require(done || (first == before && fuzz::ssh_keys_installed() == 0), "what is not done changes nothing");
   const bool again = process(data, size);
   fuzz::require(again == done && fuzz::certificate_store() == first, "twice gives the same");
+  kelvane::CertStoreClear();
+  fuzz::ssh_keys_installed();
   return 0;
 }

@@ -10,8 +10,6 @@ namespace kelvane::fabric {
 
 namespace {
 
-constexpr int kIterations = 2000;
-
 void free_bags(STACK_OF(PKCS12_SAFEBAG) * bags) {
   sk_PKCS12_SAFEBAG_pop_free(bags, PKCS12_SAFEBAG_free);
 }
@@ -61,10 +59,10 @@ BagsPtr certificate_bags(const std::vector<const Identity *> &identities) {
 BagPtr key_bag(const Identity &identity, const ContainerSpec &spec) {
   Pkcs8Ptr plain(checked(EVP_PKEY2PKCS8(identity.key.get()), "PKCS#8 key"));
   if (spec.key_cipher == "none") return BagPtr(checked(PKCS12_SAFEBAG_create0_p8inf(plain.release()), "key bag"));
-  return BagPtr(checked(
-      PKCS12_SAFEBAG_create_pkcs8_encrypt(NID_pbe_WithSHA1And3_Key_TripleDES_CBC, spec.password.c_str(),
-                                          static_cast<int>(spec.password.size()), nullptr, 0, kIterations, plain.get()),
-      "shrouded key bag"));
+  return BagPtr(checked(PKCS12_SAFEBAG_create_pkcs8_encrypt(
+                            NID_pbe_WithSHA1And3_Key_TripleDES_CBC, spec.password.c_str(),
+                            static_cast<int>(spec.password.size()), nullptr, 0, spec.iterations, plain.get()),
+                        "shrouded key bag"));
 }
 
 BagsPtr key_bags(const std::vector<const Identity *> &identities, const ContainerSpec &spec) {
@@ -110,7 +108,7 @@ PartPtr make_part(BagsPtr bags, const ContainerSpec &spec, const std::string &ci
   if (cipher == "none") return PartPtr(checked(PKCS12_pack_p7data(bags.get()), "container part"));
   int nid = cipher == "3des" ? NID_pbe_WithSHA1And3_Key_TripleDES_CBC : NID_pbe_WithSHA1And40BitRC2_CBC;
   return PartPtr(checked(PKCS12_pack_p7encdata(nid, spec.password.c_str(), static_cast<int>(spec.password.size()),
-                                               nullptr, 0, kIterations, bags.get()),
+                                               nullptr, 0, spec.iterations, bags.get()),
                          "encrypted container part"));
 }
 
@@ -144,7 +142,7 @@ std::string make_container(const std::vector<const Identity *> &identities, cons
   push_part(parts, std::move(keys_first ? certificates : keys));
   Pkcs12Ptr container(checked(PKCS12_add_safes(parts.get(), 0), "container"));
   if (PKCS12_set_mac(container.get(), spec.password.c_str(), static_cast<int>(spec.password.size()), nullptr, 0,
-                     kIterations, EVP_sha1()) != 1)
+                     spec.iterations, EVP_sha1()) != 1)
     throw_crypto("container MAC");
   return to_der(container.get());
 }

@@ -53,6 +53,7 @@ struct ContainerSpec {
   std::string order = "certificates-first";
   bool nested = false;
   std::string password;
+  int iterations = 2000;  // of each derivation of a key
   std::string certificate_cipher = "rc2-40";
   std::string key_cipher = "3des";
   std::string wrap = "request";
