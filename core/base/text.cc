@@ -58,11 +58,12 @@ int32_t text_copy_span(Text *out, const char *source, size_t length) {
   return 0;
 }
 
-void text_replace(char **slot, const char *source) {
+int32_t text_replace(char **slot, const char *source) {
   Text copy;
-  text_copy(&copy, source);
+  const int32_t result = text_copy(&copy, source);
   free(*slot);
   *slot = copy.release();
+  return result;
 }
 
 int32_t text_format(Text *out, const char *format, ...) {

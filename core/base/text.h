@@ -48,9 +48,9 @@ int32_t text_copy(Text *out, const char *source);
 // The same for a span of bytes that holds no zero byte; length in bytes.
 int32_t text_copy_span(Text *out, const char *source, size_t length);
 
-// For owned texts of records: frees *slot and puts a copy of source there, absent for a null source or when memory ran
-// out.
-void text_replace(char **slot, const char *source);
+// For owned texts of records: frees *slot and puts a copy of source there, absent for a null source. 0, or -1 with
+// *slot absent when memory ran out.
+int32_t text_replace(char **slot, const char *source);
 
 // printf into a fresh text. 0, or -1 with *out unchanged.
 int32_t text_format(Text *out, const char *format, ...) __attribute__((format(printf, 2, 3)));

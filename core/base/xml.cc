@@ -77,8 +77,12 @@ Text xml_find_text(mxml_node_t *top, const char *name) {
   return GetNodeTextData(first_child_of(top, name));
 }
 
+bool xml_has_text(mxml_node_t *first) {
+  return text_length(first) != 0;
+}
+
 bool xml_has_text(mxml_node_t *top, const char *name) {
-  return text_length(first_child_of(top, name)) != 0;
+  return xml_has_text(first_child_of(top, name));
 }
 
 }  // namespace kelvane

@@ -33,7 +33,8 @@ mxml_node_t *xml_find(mxml_node_t *top, const char *name);
 // else absent.
 Text xml_find_text(mxml_node_t *top, const char *name);
 
-// Whether xml_find_text has a text to give: what it leaves absent all the same, it had no memory for.
+// Whether GetNodeTextData, or xml_find_text, has a text to give: what is absent all the same, there was no memory for.
+bool xml_has_text(mxml_node_t *first);
 bool xml_has_text(mxml_node_t *top, const char *name);
 
 // Whether a node is a text node.

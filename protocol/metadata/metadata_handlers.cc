@@ -21,24 +21,28 @@ int32_t length_of(json_object *array, int32_t cap) {
   return length < static_cast<size_t>(cap) ? static_cast<int32_t>(length) : cap;
 }
 
-void convert_name(json_object *from, ExtHandler *handler) {
-  text_replace(&handler->name, json_member_as_text(from, "name"));
+// What follows is 0, or -1 when memory ran out for a part.
+int32_t convert_name(json_object *from, ExtHandler *handler) {
+  const int32_t result = text_replace(&handler->name, json_member_as_text(from, "name"));
   LOG_ABOVE(6, "[kelvane]: %s:%d: name %s\n", kConvertName, 623, text_or(handler->name, ""));
+  return result;
 }
 
-void convert_properties(json_object *properties, ExtHandler *handler) {
+int32_t convert_properties(json_object *properties, ExtHandler *handler) {
   text_copy_field(handler->version, json_member_text(properties, "version"));
-  text_replace(&handler->state, json_member_as_text(properties, "state"));
+  const int32_t result = text_replace(&handler->state, json_member_as_text(properties, "state"));
   // The reverse of what the wire protocol's flag says, and meant so: only "auto" itself, in small letters, leaves it 0.
   const char *policy = json_member_text(properties, "upgradePolicy");
   handler->auto_upgrade = policy != nullptr && strcmp(policy, "auto") != 0 ? 1 : 0;
+  return result;
 }
 
-void convert_extension(json_object *extension, ExtHandler *handler) {
-  text_replace(&handler->settings_name, json_member_as_text(extension, "name"));
-  text_replace(&handler->public_settings, json_member_as_text(extension, "publicSettings"));
-  text_replace(&handler->protected_settings, json_member_as_text(extension, "protectedSettings"));
-  text_replace(&handler->protected_settings_thumbprint, json_member_as_text(extension, "certificateThumbprint"));
+int32_t convert_extension(json_object *extension, ExtHandler *handler) {
+  int32_t result = text_replace(&handler->settings_name, json_member_as_text(extension, "name"));
+  result |= text_replace(&handler->public_settings, json_member_as_text(extension, "publicSettings"));
+  result |= text_replace(&handler->protected_settings, json_member_as_text(extension, "protectedSettings"));
+  result |=
+      text_replace(&handler->protected_settings_thumbprint, json_member_as_text(extension, "certificateThumbprint"));
   json_object *number = json_member(extension, "sequenceNumber", json_type_int);
   handler->sequence_number = number != nullptr ? json_object_get_int(number) : 0;
   handler->has_runtime_settings = 1;
@@ -47,48 +51,60 @@ void convert_extension(json_object *extension, ExtHandler *handler) {
   LOG_ABOVE(6, "[kelvane]: %s:%d: protectedSettings '%s'\n", kConvertName, 652,
             text_or(handler->protected_settings, ""));
   LOG_ABOVE(6, "[kelvane]: %s:%d: sequenceNumber '%d'\n", kConvertName, 655, handler->sequence_number);
+  return result;
 }
 
-void convert_uris(json_object *uris, ExtHandler *handler) {
+int32_t convert_uris(json_object *uris, ExtHandler *handler) {
   handler->uri_count = length_of(uris, kExtHandlerUris);
+  int32_t result = 0;
   for (int32_t i = 0; i < handler->uri_count; i++) {
-    text_replace(&handler->uris[i],
-                 json_member_as_text(json_object_array_get_idx(uris, static_cast<size_t>(i)), "uri"));
+    json_object *element = json_object_array_get_idx(uris, static_cast<size_t>(i));
+    result |= text_replace(&handler->uris[i], json_member_as_text(element, "uri"));
   }
+  return result;
 }
 
-void __convertJSONtoExtHandler(json_object *element, ExtHandler *handler) {
+int32_t __convertJSONtoExtHandler(json_object *element, ExtHandler *handler) {
   if (!json_object_is_type(element, json_type_object)) {
     LOG_ABOVE(0, "[kelvane]: %s:%d: failed\n", kConvertName, 618);
-    return;
+    return 0;
   }
-  convert_name(element, handler);
+  int32_t result = convert_name(element, handler);
   json_object *properties = json_member(element, "properties", json_type_object);
-  convert_properties(properties, handler);
+  result |= convert_properties(properties, handler);
   json_object *extensions = json_member(properties, "extensions", json_type_array);
   if (length_of(extensions, 1) != 0) {
-    convert_extension(json_object_array_get_idx(extensions, 0), handler);
+    result |= convert_extension(json_object_array_get_idx(extensions, 0), handler);
   }
-  convert_uris(json_member(element, "versionUris", json_type_array), handler);
+  return result | convert_uris(json_member(element, "versionUris", json_type_array), handler);
+}
+
+int32_t convert_all(json_object *document, int32_t count, ExtHandlerList *list) {
+  list->handlers = static_cast<ExtHandler *>(calloc(static_cast<size_t>(count), sizeof(ExtHandler)));
+  if (list->handlers == nullptr) {
+    return -1;
+  }
+  list->count = count;
+  int32_t result = 0;
+  for (int32_t i = 0; i < count; i++) {
+    json_object *element = json_object_array_get_idx(document, static_cast<size_t>(i));
+    result |= __convertJSONtoExtHandler(element, &list->handlers[i]);
+  }
+  return result;
 }
 
 }  // namespace
 
-void metadata_handlers_convert(json_object *document, ExtHandlerList *list) {
+int32_t metadata_handlers_convert(json_object *document, ExtHandlerList *list) {
   ExtHandlerListFree(list);
   const bool is_array = json_object_is_type(document, json_type_array) != 0;
   const int32_t count = length_of(is_array ? document : nullptr, INT32_MAX);
-  if (count == 0) {
-    return;
+  if (count == 0 || convert_all(document, count, list) == 0) {
+    return 0;
   }
-  list->handlers = static_cast<ExtHandler *>(calloc(static_cast<size_t>(count), sizeof(ExtHandler)));
-  if (list->handlers == nullptr) {
-    return;
-  }
-  list->count = count;
-  for (int32_t i = 0; i < count; i++) {
-    __convertJSONtoExtHandler(json_object_array_get_idx(document, static_cast<size_t>(i)), &list->handlers[i]);
-  }
+  LOG_ABOVE(0, "[kelvane]: no memory for the extensions document, no extension of it is handled\n");
+  ExtHandlerListFree(list);
+  return -1;
 }
 
 }  // namespace kelvane

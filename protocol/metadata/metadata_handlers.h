@@ -11,9 +11,10 @@
 namespace kelvane {
 
 // Replaces the list, which must be zeroed or converted, by a document's: one record an element of the top-level array,
-// zeroed for an element that is no object. Empty for a document that is no array, for an empty one, and when the
-// records cannot be allocated.
-void metadata_handlers_convert(json_object *document, ExtHandlerList *list);
+// zeroed for an element that is no object. Empty for a document that is no array, and for an empty one. 0, or -1 with
+// an empty list when memory ran out for any part of it: a command without a part of its settings would do something
+// else, and use up its sequence number.
+int32_t metadata_handlers_convert(json_object *document, ExtHandlerList *list);
 
 }  // namespace kelvane
 

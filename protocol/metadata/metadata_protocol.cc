@@ -114,7 +114,9 @@ int64_t get_ext_handlers(const Protocol *, const char *, char **tag, ExtHandlerL
     state->etag.reset();
     text_copy(&state->etag, etag.get());
     metadata_keep_document(&state->extensions, document.get());
-    metadata_handlers_convert(document.get(), &state->handlers);
+    if (metadata_handlers_convert(document.get(), &state->handlers) != 0) {
+      etag.reset();  // without it the next pass counts as changed: it handles what there was no memory for in this one
+    }
     *list = state->handlers;
   }
   give_etag(tag, &etag);

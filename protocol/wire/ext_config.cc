@@ -74,33 +74,35 @@ void parse_status_blob(mxml_node_t *element, ExtConfig *config) {
   config->status_upload_url = Text::adopt(url);
 }
 
-void add_uri(ExtHandler *handler, const char *uri) {
-  if (uri != nullptr) {
-    text_replace(&handler->uris[handler->uri_count++], uri);
-  }
+// What follows is 0, or -1 when memory ran out for a part.
+int32_t add_uri(ExtHandler *handler, const char *uri) {
+  return uri != nullptr ? text_replace(&handler->uris[handler->uri_count++], uri) : 0;
 }
 
-void parse_plugin(mxml_node_t *plugin, ExtHandler *handler) {
-  text_replace(&handler->name, mxmlElementGetAttr(plugin, "name"));
+int32_t parse_plugin(mxml_node_t *plugin, ExtHandler *handler) {
+  int32_t result = text_replace(&handler->name, mxmlElementGetAttr(plugin, "name"));
   text_copy_field(handler->version, mxmlElementGetAttr(plugin, "version"));
-  text_replace(&handler->state, mxmlElementGetAttr(plugin, "state"));
-  text_replace(&handler->upgrade_guid, mxmlElementGetAttr(plugin, "upgradeGuid"));
+  result |= text_replace(&handler->state, mxmlElementGetAttr(plugin, "state"));
+  result |= text_replace(&handler->upgrade_guid, mxmlElementGetAttr(plugin, "upgradeGuid"));
   const char *auto_upgrade = mxmlElementGetAttr(plugin, "autoUpgrade");
   handler->auto_upgrade = auto_upgrade != nullptr && strcasecmp(auto_upgrade, "true") == 0 ? 1 : 0;
-  add_uri(handler, mxmlElementGetAttr(plugin, "location"));
-  add_uri(handler, mxmlElementGetAttr(plugin, "failoverlocation"));
+  result |= add_uri(handler, mxmlElementGetAttr(plugin, "location"));
+  result |= add_uri(handler, mxmlElementGetAttr(plugin, "failoverlocation"));
+  return result;
 }
 
-// Makes the handler list of the "Plugin" children; it stays empty when memory ran out.
-void parse_plugins(mxml_node_t *plugins, int32_t count, ExtHandlerList *list) {
+// Makes the handler list of the "Plugin" children.
+int32_t parse_plugins(mxml_node_t *plugins, int32_t count, ExtHandlerList *list) {
   list->handlers = static_cast<ExtHandler *>(calloc(static_cast<size_t>(count), sizeof(ExtHandler)));
   if (list->handlers == nullptr) {
-    return;
+    return -1;
   }
+  int32_t result = 0;
   for (mxml_node_t *plugin = first_child_element(plugins, "Plugin"); list->count < count;
        plugin = next_element(plugin, "Plugin")) {
-    parse_plugin(plugin, &list->handlers[list->count++]);
+    result |= parse_plugin(plugin, &list->handlers[list->count++]);
   }
+  return result;
 }
 
 int32_t count_plugins(mxml_node_t *plugins) {
@@ -114,13 +116,13 @@ int32_t count_plugins(mxml_node_t *plugins) {
 
 // Takes the three members over from the first handler settings: a text as it is, another value as its JSON text; one
 // that is missing, or null, is absent. A document of another shape changes nothing.
-void extract_settings(ExtHandler *handler) {
+int32_t extract_settings(ExtHandler *handler) {
   const JsonOwner document = json_load(handler->runtime_settings);
   json_object *list = json_member(document.get(), "runtimeSettings", json_type_array);
   json_object *first = list != nullptr ? json_object_array_get_idx(list, 0) : nullptr;
   json_object *settings = json_member(first, "handlerSettings", json_type_object);
   if (settings == nullptr) {
-    return;
+    return 0;
   }
   const struct {
     const char *name;
@@ -130,23 +132,29 @@ void extract_settings(ExtHandler *handler) {
       {"protectedSettings", &handler->protected_settings},
       {"publicSettings", &handler->public_settings},
   };
+  int32_t result = 0;
   for (const auto &member : members) {
-    text_replace(member.text, json_member_as_text(settings, member.name));
+    result |= text_replace(member.text, json_member_as_text(settings, member.name));
   }
+  return result;
 }
 
-void parse_runtime_settings(mxml_node_t *element, const char *entry_name, ExtHandler *handler) {
+int32_t parse_runtime_settings(mxml_node_t *element, const char *entry_name, ExtHandler *handler) {
   handler->has_runtime_settings = 1;
   const char *sequence_number = mxmlElementGetAttr(element, "seqNo");
   if (sequence_number != nullptr) {
     handler->sequence_number = decimal(sequence_number);
   }
   free(handler->runtime_settings);
-  handler->runtime_settings = GetNodeTextData(mxmlGetFirstChild(element)).release();
+  mxml_node_t *text = mxmlGetFirstChild(element);
+  handler->runtime_settings = GetNodeTextData(text).release();
+  int32_t result = text_replace(&handler->settings_name, entry_name);
   if (handler->runtime_settings != nullptr) {
-    extract_settings(handler);
+    result |= extract_settings(handler);
+  } else if (xml_has_text(text)) {
+    result = -1;
   }
-  text_replace(&handler->settings_name, entry_name);
+  return result;
 }
 
 // The first handler of that name and version; null when there is none.
@@ -160,44 +168,47 @@ ExtHandler *find_handler(const ExtHandlerList *list, const char *name, const cha
   return nullptr;
 }
 
-void parse_settings_entry(mxml_node_t *entry, const ExtHandlerList *list) {
+int32_t parse_settings_entry(mxml_node_t *entry, const ExtHandlerList *list) {
   const char *name = mxmlElementGetAttr(entry, "name");
   const char *version = mxmlElementGetAttr(entry, "version");
   ExtHandler *handler = name != nullptr && version != nullptr ? find_handler(list, name, version) : nullptr;
   if (handler == nullptr) {
-    return;
+    return 0;
   }
+  int32_t result = 0;
   // Several are taken in order: the last one wins.
   for (mxml_node_t *element = first_child_element(entry, "RuntimeSettings"); element != nullptr;
        element = next_element(element, "RuntimeSettings")) {
-    parse_runtime_settings(element, name, handler);
+    result |= parse_runtime_settings(element, name, handler);
   }
+  return result;
 }
 
-void parse_handlers(mxml_node_t *document, ExtConfig *config) {
+int32_t parse_handlers(mxml_node_t *document, ExtHandlerList *list) {
   mxml_node_t *plugins = find_in(document, "Plugins");
   if (plugins == nullptr) {
     LOG_ABOVE(4, "[kelvane]: No plugins element\n");
-    return;
+    return 0;
   }
   const int32_t count = count_plugins(plugins);
   if (count == 0) {
     LOG_ABOVE(4, "[kelvane]: No plugins\n");
-    return;
+    return 0;
   }
-  parse_plugins(plugins, count, &config->handlers);
-  if (config->handlers.handlers == nullptr) {
-    return;
+  if (parse_plugins(plugins, count, list) != 0) {
+    return -1;
   }
   mxml_node_t *settings = find_in(document, "PluginSettings");
   if (settings == nullptr) {
     LOG_ABOVE(4, "[kelvane]: No pluginsettings - probaly uninstall\n");
-    return;
+    return 0;
   }
+  int32_t result = 0;
   for (mxml_node_t *entry = first_child_element(settings, "Plugin"); entry != nullptr;
        entry = next_element(entry, "Plugin")) {
-    parse_settings_entry(entry, &config->handlers);
+    result |= parse_settings_entry(entry, list);
   }
+  return result;
 }
 
 }  // namespace
@@ -221,12 +232,17 @@ int32_t ExtConfigParse(mxml_node_t *document, ExtConfig *config) {
   if (status_blob != nullptr) {
     parse_status_blob(status_blob, config);
   }
-  parse_handlers(document, config);
+  if (parse_handlers(document, &config->handlers) != 0) {
+    LOG_ABOVE(0, "[kelvane]: no memory for the extensions configuration, no extension of it is handled\n");
+    ExtHandlerListFree(&config->handlers);
+    config->incomplete = 1;
+  }
   return 0;
 }
 
 void ext_config_release(ExtConfig *config) {
   config->status_upload_url.reset();
+  config->incomplete = 0;
   ExtHandlerListFree(&config->handlers);
 }
 

@@ -17,6 +17,7 @@ struct ExtConfig {
   uint32_t page_blob;      // 1 when the platform announced "PageBlob" for the status blob
   Text status_upload_url;  // absent until announced
   int32_t incarnation;
+  uint32_t incomplete;  // 1 when memory ran out for the handlers: the list is empty, and the document is wanted again
   ExtHandlerList handlers;
 };
 
@@ -24,10 +25,12 @@ struct ExtConfig {
 ExtConfig *ext_config();
 
 // Fills the configuration from a document. 0; -1 when there is no "Extensions" element, with the configuration
-// unchanged. A handler list that cannot be allocated is left empty.
+// unchanged. The handlers are there whole or not at all: a command without a part of its settings would do something
+// else, and use up its sequence number.
 int32_t ExtConfigParse(mxml_node_t *document, ExtConfig *config);
 
-// Frees the status upload URL and the handler list: absent and empty afterwards; the flag and the incarnation stay.
+// Frees the status upload URL and the handler list: absent and empty afterwards, and not incomplete; the blob's type
+// and the incarnation stay.
 void ext_config_release(ExtConfig *config);
 
 }  // namespace kelvane

@@ -113,7 +113,8 @@ void __WireClient_update_goal_state(int32_t forced) {
   if (fetch_goal_state() != 0) {
     return;
   }
-  if (forced == 0 && same_incarnation(old_incarnation)) {
+  // What there was no memory for the last time is asked for again, so that it is not lost until the next incarnation.
+  if (forced == 0 && same_incarnation(old_incarnation) && ext_config()->incomplete == 0) {
     return;
   }
   fetch_certificates(goal_state()->certificates_uri);

@@ -49,7 +49,9 @@ int64_t WireProtocol_get_vmagent_pkgs(const Protocol *) {
 int64_t WireProtocol_get_ext_handlers(const Protocol *, const char *, char **tag, ExtHandlerList *list) {
   __WireClient_update_goal_state(0);
   Text incarnation;
-  if (text_copy(&incarnation, goal_state()->incarnation.get()) == 0 && incarnation.present()) {
+  // Without a tag the next pass counts as changed: it handles what there was no memory for in this one.
+  if (ext_config()->incomplete == 0 && text_copy(&incarnation, goal_state()->incarnation.get()) == 0 &&
+      incarnation.present()) {
     free(*tag);
     *tag = incarnation.release();
   }

@@ -119,11 +119,6 @@ const std::vector<Prescribed> &rows() {
        {"/tables/640/*", "/tables/events/*", "/plugins/*.CustomScriptForLinux/*", "/reports/*.CustomScriptForLinux*"},
        "a plugin for which the registry has no room is not added; its extension is acknowledged as an unknown one, and "
        "keeps the sequence number of that"},
-      {{"memory ENOMEM malloc(* < ExtConfigParse < *", "memory ENOMEM malloc(* < metadata_handlers_convert < *",
-        "memory ENOMEM malloc(* < convert_extension < *"},
-       kOfACommand,
-       "what there was no memory for is missing from the extension's settings, and the command uses up its sequence "
-       "number"},
       {{"memory ENOMEM malloc(CertStoreSlot < *", "memory ENOMEM calloc(Secret::allocate < *",
         "memory ENOMEM malloc(text_format < CustomScript_ConfigEventHub < *", "platform EIO miglib_b64_pton(*",
         "platform EIO cmf_query_*(640)", "platform EIO nCfg_query(340)", "platform EIO cmf_query_commit(340)",
@@ -132,9 +127,6 @@ const std::vector<Prescribed> &rows() {
         "request * request(*comp=certificates*)", "request * request(http://169.254.169.254/*/certificates*)"},
        kOfACommand,
        "a command that fails on its way has used up its sequence number, and is not tried again"},
-      {{"memory ENOMEM* malloc(* < metadata_handlers_convert < *"},
-       {"/reports/*extensions~1[?]api-version*", "/requests PUT *status/extensions/[?]api-version* target"},
-       "an extension whose name there was no memory for has its status reported without one"},
       {{"memory ENOMEM+ * < main_loop_run < main)"},
        kOfACommand,
        "a pass that runs out of memory uses up the sequence numbers of all its commands"},

@@ -63,6 +63,9 @@ Lines names(const ExtConfig &config) {
   return all;
 }
 
+constexpr const char kNoMemory[] =
+    "[kelvane]: no memory for the extensions configuration, no extension of it is handled\n";
+
 constexpr const char kWhole[] =
     "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n"
     "<Extensions version=\"1.0.0.0\" goalStateIncarnation=\"9\">\n"
@@ -390,24 +393,51 @@ TEST_F(ExtConfigTest, WithoutMemoryForTheRecordsTheListIsEmptyAndRuntimeSettings
   spies::refuse_calloc_of = 0;
   EXPECT_EQ(config_.handlers.handlers, nullptr);
   EXPECT_EQ(config_.handlers.count, 0);
+  EXPECT_EQ(config_.incomplete, 1u);
   EXPECT_EQ(text(config_.status_upload_url.get()), "u");
+  EXPECT_EQ(recording::messages(), Lines{kNoMemory});
+}
+
+TEST_F(ExtConfigTest, WithoutMemoryForAnyTextOfTheHandlersThereIsNone) {
+  recording::set_debug_level(1);
+  const XmlOwner xml = kelvane::xml_load(kWhole, sizeof kWhole - 1);
+  ASSERT_TRUE(xml.present());
+  // After the address of the status blob: the first plugin has a name, a state, an identifier and two addresses, the
+  // second a name and a state; then the runtime settings as a whole, the three in them, and the name of their entry.
+  for (int nth = 2; nth <= 1 + 5 + 2 + 5; nth++) {
+    recording::clear_trace();
+    spies::refuse_malloc = nth;
+    EXPECT_EQ(kelvane::ExtConfigParse(xml.get(), &config_), 0);
+    EXPECT_EQ(spies::refuse_malloc, 0) << nth;
+    EXPECT_EQ(config_.handlers.handlers, nullptr) << nth;
+    EXPECT_EQ(config_.handlers.count, 0) << nth;
+    EXPECT_EQ(config_.incomplete, 1u) << nth;
+    EXPECT_EQ(config_.incarnation, 9) << nth;
+    EXPECT_EQ(recording::messages(), Lines{kNoMemory}) << nth;
+  }
+  recording::clear_trace();
+  spies::refuse_malloc = 1 + 5 + 2 + 5 + 1;
+  EXPECT_EQ(kelvane::ExtConfigParse(xml.get(), &config_), 0);
+  EXPECT_EQ(spies::refuse_malloc, 1) << "none more than these";
+  spies::refuse_malloc = 0;
+  EXPECT_EQ(config_.incomplete, 0u);
+  EXPECT_EQ(names(config_), (Lines{"Some.Name.First", "Some.Name.Second"}));
   EXPECT_EQ(recording::messages(), Lines{});
 }
 
-TEST_F(ExtConfigTest, EachAllocationMayFailWithoutHarm) {
-  const XmlOwner xml = kelvane::xml_load(kWhole, sizeof kWhole - 1);
-  ASSERT_TRUE(xml.present());
-  int failed = 0;
-  for (int nth = 1; nth < 100; nth++) {
-    spies::refuse_malloc = nth;
-    EXPECT_EQ(kelvane::ExtConfigParse(xml.get(), &config_), 0);
-    failed += spies::refuse_malloc == 0 ? 1 : 0;
-    spies::refuse_malloc = 0;
-    EXPECT_EQ(config_.handlers.count, 2);
-  }
-  EXPECT_GE(failed, 12) << "texts of the document";
-  EXPECT_LT(failed, 99) << "and then none failed any more";
-  EXPECT_EQ(names(config_), (Lines{"Some.Name.First", "Some.Name.Second"}));
+TEST_F(ExtConfigTest, WithoutMemoryForTheStatusUploadAddressTheHandlersAreThereAllTheSame) {
+  spies::refuse_malloc = 1;
+  EXPECT_EQ(parse_inside("<StatusUploadBlob>u</StatusUploadBlob><Plugins><Plugin name=\"a\"/></Plugins>"), 0);
+  EXPECT_EQ(spies::refuse_malloc, 0);
+  EXPECT_FALSE(config_.status_upload_url.present());
+  EXPECT_EQ(names(config_), Lines{"a"});
+  EXPECT_EQ(config_.incomplete, 0u);
+}
+
+TEST_F(ExtConfigTest, AReleasedConfigurationLacksNothing) {
+  config_.incomplete = 1;
+  kelvane::ext_config_release(&config_);
+  EXPECT_EQ(config_.incomplete, 0u);
 }
 
 // ---- PluginSettings ----

@@ -253,6 +253,25 @@ TEST_F(WireClientTest, ATagThatCannotBeCopiedLeavesTheOldOneAndTheListIsLentAllT
   EXPECT_EQ(first_name(), "first");
 }
 
+TEST_F(WireClientTest, WhatThereWasNoMemoryForIsAskedForAgainAndHandledByTheNextPass) {
+  spies::refuse_calloc_of = sizeof(kelvane::ExtHandler);
+  get_ext_handlers();
+  EXPECT_EQ(list_.handlers, nullptr);
+  EXPECT_EQ(list_.count, 0);
+  EXPECT_EQ(tag_, nullptr) << "the next pass counts as changed";
+  spies::refuse_calloc_of = 0;
+  peer_->forget_requests();
+  recording::set_debug_level(6);
+  get_ext_handlers();
+  EXPECT_EQ(peer_->request_lines(), (Lines{kGoalState, kCertificates, kExtensions}));
+  EXPECT_EQ(recording::log_text().find("Incarnation changed"), std::string::npos) << "it is the same";
+  EXPECT_STREQ(tag_, "1");
+  EXPECT_EQ(first_name(), "first");
+  peer_->forget_requests();
+  get_ext_handlers();
+  EXPECT_EQ(peer_->request_lines(), Lines{kGoalState});
+}
+
 TEST_F(WireClientTest, AnExtensionsConfigurationThatCannotBeReadIsNamedAndTheLastOneStays) {
   detect();
   for (const std::string &document : {std::string("<Extensions"), std::string("no XML"), std::string(3 << 20, ' ')}) {

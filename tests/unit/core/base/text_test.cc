@@ -6,6 +6,8 @@
 #include <string>
 #include <utility>
 
+#include "tests/support/refused_memory.h"
+
 namespace {
 
 using kelvane::Text;
@@ -99,6 +101,16 @@ TEST(TextReplace, FreesWhatTheSlotHeldAndCopies) {
   EXPECT_STREQ(slot, "another");
   kelvane::text_replace(&slot, nullptr);
   EXPECT_EQ(slot, nullptr);
+}
+
+TEST(TextReplace, WithoutMemoryTheSlotIsEmptyAndItSaysSo) {
+  char *slot = nullptr;
+  EXPECT_EQ(kelvane::text_replace(&slot, "one"), 0);
+  const std::string large(1700, 'x');
+  const refused_memory::Refusal refusal(1701);
+  EXPECT_EQ(kelvane::text_replace(&slot, large.c_str()), -1);
+  EXPECT_EQ(slot, nullptr);
+  EXPECT_EQ(kelvane::text_replace(&slot, nullptr), 0);
 }
 
 TEST(TextField, IsTerminatedAndZeroBehind) {

@@ -32,6 +32,8 @@ constexpr char kComplete[] = R"([{
   "upgradeGuid": "ignored"
 }])";
 
+constexpr char kNoMemory[] = "[kelvane]: no memory for the extensions document, no extension of it is handled\n";
+
 std::string shown(const char *text) {
   return text != nullptr ? text : "(absent)";
 }
@@ -283,27 +285,29 @@ TEST_F(MetadataHandlersTest, WithoutMemoryForTheRecordsTheListIsEmpty) {
   convert(kComplete);
   EXPECT_EQ(list_.handlers, nullptr);
   EXPECT_EQ(list_.count, 0);
-  EXPECT_EQ(recording::messages(), Lines{});
+  EXPECT_EQ(recording::messages(), Lines{kNoMemory});
 }
 
-TEST_F(MetadataHandlersTest, WithoutMemoryForATextThatTextIsAbsent) {
-  int nth = 1;
-  for (; nth < 20; nth++) {
+TEST_F(MetadataHandlersTest, WithoutMemoryForAnyTextThereIsNoHandler) {
+  recording::set_debug_level(1);
+  const kelvane::JsonOwner document = parsed(kComplete);
+  // Name, state, the extension's name, its settings of both kinds, the thumbprint, and two addresses.
+  for (int nth = 1; nth <= 8; nth++) {
+    recording::clear_trace();
     spies::refuse_malloc = nth;
-    convert(kComplete);
-    if (spies::refuse_malloc != 0) {
-      break;
-    }
-    const ExtHandler &made = list_.handlers[0];
-    int absent = 0;
-    for (const char *text : {made.name, made.state, made.settings_name, made.public_settings, made.protected_settings,
-                             made.protected_settings_thumbprint, made.uris[0], made.uris[1]}) {
-      absent += text == nullptr ? 1 : 0;
-    }
-    EXPECT_EQ(absent, 1) << nth;
-    EXPECT_EQ(made.uri_count, 2);
+    EXPECT_EQ(kelvane::metadata_handlers_convert(document.get(), &list_), -1) << nth;
+    EXPECT_EQ(spies::refuse_malloc, 0) << nth;
+    EXPECT_EQ(list_.handlers, nullptr) << nth;
+    EXPECT_EQ(list_.count, 0) << nth;
+    EXPECT_EQ(recording::messages(), Lines{kNoMemory}) << nth;
   }
-  EXPECT_EQ(nth, 8 + 1);
+  recording::clear_trace();
+  spies::refuse_malloc = 8 + 1;
+  EXPECT_EQ(kelvane::metadata_handlers_convert(document.get(), &list_), 0);
+  EXPECT_EQ(spies::refuse_malloc, 1) << "none more than these";
+  spies::refuse_malloc = 0;
+  EXPECT_EQ(list_.count, 1);
+  EXPECT_EQ(recording::messages(), Lines{});
 }
 
 }  // namespace

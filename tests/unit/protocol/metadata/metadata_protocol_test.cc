@@ -6,6 +6,7 @@
 #include "core/base/text.h"
 #include "credentials/transport_cert.h"
 #include "protocol/metadata/metadata_state.h"
+#include "tests/unit/protocol/allocation_spies.h"
 #include "tests/unit/protocol/metadata/metadata_world.h"
 
 using kelvane::ExtHandlerList;
@@ -239,6 +240,23 @@ TEST_F(MetadataProtocolTest, WithoutMemoryForTheHeaderTheExtensionsAreNotAskedFo
   EXPECT_EQ(spies::spies().refuse_list_append, 0);
   EXPECT_EQ(peer_->request_lines(), Lines{std::string("GET ") + kCertificatesUrl});
   EXPECT_EQ(tag_, nullptr);
+}
+
+TEST_F(MetadataProtocolTest, ExtensionsThatThereIsNoMemoryForAreHandledByTheNextPass) {
+  serve(kExtensionsUrl, R"([{"name":"a"}])", {"ETag: \"5\""});
+  protocol_->get_ext_handlers(protocol_, nullptr, &tag_, &list_);
+  free(tag_);
+  tag_ = nullptr;
+  spies::refuse_calloc_of = sizeof(kelvane::ExtHandler);
+  EXPECT_EQ(protocol_->get_ext_handlers(protocol_, nullptr, &tag_, &list_), 0);
+  spies::refuse_calloc_of = 0;
+  EXPECT_EQ(list_.handlers, nullptr);
+  EXPECT_EQ(list_.count, 0);
+  EXPECT_EQ(tag_, nullptr) << "the next pass counts as changed";
+  EXPECT_EQ(etag(), "\"5\"");
+  EXPECT_EQ(protocol_->get_ext_handlers(protocol_, nullptr, &tag_, &list_), 0);
+  EXPECT_EQ(list_.count, 1);
+  EXPECT_STREQ(tag_, "\"5\"");
 }
 
 TEST_F(MetadataProtocolTest, AnObjectInsteadOfAListIsAnEmptyList) {
