@@ -6,6 +6,8 @@
 #include <cstring>
 #include <new>
 
+#include "tests/simulate/pool.h"
+
 #if defined(__SANITIZE_ADDRESS__)
 #define SIMULATE_COUNTS 0
 #elif defined(__has_feature)
@@ -56,12 +58,10 @@ std::string allocations_since_mark() {
 
 #if SIMULATE_COUNTS
 
-extern "C" {
-
-void *__libc_malloc(size_t size);
-void __libc_free(void *block);
-
-}  // extern "C"
+using simulate::kPoolAlignment;
+using simulate::pool_give;
+using simulate::pool_size;
+using simulate::pool_take;
 
 namespace {
 
@@ -69,26 +69,15 @@ int32_t *blocks_of(size_t size) {
   return &gsBlocks[size < kSizes ? size : kSizes - 1];
 }
 
-// In front of every block that is counted.
-struct alignas(16) Head {
-  size_t size;
-  void *whole;
-};
-
 void *take(size_t alignment, size_t size) {
-  if (size > SIZE_MAX - alignment - sizeof(Head)) {
+  void *block = pool_take(alignment, size);
+  if (block == nullptr) {
     errno = ENOMEM;
     return nullptr;
   }
-  void *whole = __libc_malloc(sizeof(Head) + alignment - alignof(Head) + size);
-  if (whole == nullptr) {
-    return nullptr;
-  }
-  const uintptr_t block = (reinterpret_cast<uintptr_t>(whole) + sizeof(Head) + alignment - 1) & ~(alignment - 1);
-  *(reinterpret_cast<Head *>(block) - 1) = {size, whole};
   gsBytes += size;
   ++*blocks_of(size);
-  return reinterpret_cast<void *>(block);
+  return block;
 }
 
 }  // namespace
@@ -96,17 +85,17 @@ void *take(size_t alignment, size_t size) {
 extern "C" {
 
 void *malloc(size_t size) {
-  return take(alignof(Head), size);
+  return take(kPoolAlignment, size);
 }
 
 void free(void *block) {
   if (block == nullptr) {
     return;
   }
-  const Head *head = static_cast<Head *>(block) - 1;
-  gsBytes -= head->size;
-  --*blocks_of(head->size);
-  __libc_free(head->whole);
+  const size_t size = pool_size(block);
+  pool_give(block);
+  gsBytes -= size;
+  --*blocks_of(size);
 }
 
 void *calloc(size_t count, size_t size) {
@@ -119,6 +108,7 @@ void *calloc(size_t count, size_t size) {
   return block != nullptr ? std::memset(block, 0, bytes) : nullptr;
 }
 
+// Always moves the block: an agent that keeps the old address is found out.
 void *realloc(void *block, size_t size) {
   if (block != nullptr && size == 0) {
     free(block);
@@ -126,7 +116,7 @@ void *realloc(void *block, size_t size) {
   }
   void *made = malloc(size);
   if (made != nullptr && block != nullptr) {
-    const size_t old = (static_cast<Head *>(block) - 1)->size;
+    const size_t old = pool_size(block);
     std::memcpy(made, block, old < size ? old : size);
     free(block);
   }
@@ -134,7 +124,7 @@ void *realloc(void *block, size_t size) {
 }
 
 void *memalign(size_t alignment, size_t size) {
-  return take(alignment > alignof(Head) ? alignment : alignof(Head), size);
+  return take(alignment, size);
 }
 
 void *aligned_alloc(size_t alignment, size_t size) {
@@ -150,7 +140,7 @@ int posix_memalign(void **block, size_t alignment, size_t size) {
 
 // The rest of the family is made of these two.
 void *operator new(size_t size) {
-  void *block = __libc_malloc(size);
+  void *block = pool_take(kPoolAlignment, size);
   if (block == nullptr) {
     std::abort();
   }
@@ -158,11 +148,13 @@ void *operator new(size_t size) {
 }
 
 void operator delete(void *block) noexcept {
-  __libc_free(block);
+  if (block != nullptr) {
+    pool_give(block);
+  }
 }
 
 void operator delete(void *block, size_t) noexcept {
-  __libc_free(block);
+  operator delete(block);
 }
 
 #endif
