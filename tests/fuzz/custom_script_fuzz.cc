@@ -3,14 +3,16 @@
 // settings were complete, and below the trace level nothing is logged.
 #include "plugins/event_hub_command.h"
 #include "tests/fuzz/world.h"
+#include "tests/support/base64.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   fuzz::start(6);
   recording::seed_event_hub();
   const std::string text = fuzz::text_of(data, size);
   const size_t line_end = text.find('\n');
-  const std::string command =
-      line_end == std::string::npos ? text : text.substr(0, line_end) + " " + fuzz::base64(text.substr(line_end + 1));
+  const std::string command = line_end == std::string::npos
+                                  ? text
+                                  : text.substr(0, line_end) + " " + support::base64(text.substr(line_end + 1));
   char transcript[256] = "untouched";
   kelvane::CustomScript_ConfigEventHub(command.c_str(), transcript, sizeof transcript);
   fuzz::require(!fuzz::is_utf8(text) || fuzz::is_utf8(transcript), "of a command in UTF-8 the transcript is UTF-8");

@@ -6,6 +6,7 @@
 #include "platform/platform.h"
 #include "platform/reference/ssh_key.h"
 #include "tests/fuzz/properties.h"
+#include "tests/support/base64.h"
 
 namespace {
 
@@ -17,7 +18,7 @@ void try_base64(std::string text) {
     const auto is_space = [](char c) { return c == ' ' || (c >= '\t' && c <= '\r'); };
     text.erase(std::remove_if(text.begin(), text.end(), is_space), text.end());
     const std::string decoded(reinterpret_cast<char *>(bytes.data()), static_cast<size_t>(length));
-    fuzz::require(fuzz::base64(decoded) == text, "what is decoded encodes to the text without white space");
+    fuzz::require(support::base64(decoded) == text, "what is decoded encodes to the text without white space");
   }
 }
 

@@ -1,11 +1,8 @@
 #include "tests/fuzz/properties.h"
 
-#include <openssl/evp.h>
-
 #include <cstdio>
 #include <cstdlib>
 #include <sstream>
-#include <vector>
 
 #include "core/base/json_owners.h"
 #include "core/base/utf8.h"
@@ -25,12 +22,6 @@ std::string bytes_of(const uint8_t *data, size_t size) {
 
 std::string text_of(const uint8_t *data, size_t size) {
   return bytes_of(data, size).c_str();
-}
-
-std::string base64(const std::string &bytes) {
-  std::vector<unsigned char> text(4 * (bytes.size() / 3 + 1) + 1);
-  EVP_EncodeBlock(text.data(), reinterpret_cast<const unsigned char *>(bytes.data()), static_cast<int>(bytes.size()));
-  return reinterpret_cast<const char *>(text.data());
 }
 
 bool is_utf8(const std::string &bytes) {

@@ -15,8 +15,6 @@ void require(bool holds, const char *property);
 std::string bytes_of(const uint8_t *data, size_t size);
 // The bytes up to the first zero byte: what a text can hold.
 std::string text_of(const uint8_t *data, size_t size);
-// Padded, on one line.
-std::string base64(const std::string &bytes);
 
 bool is_utf8(const std::string &bytes);
 // Absent, or UTF-8.

@@ -7,6 +7,7 @@
 #include "core/base/json.h"
 #include "extensions/handler_settings.h"
 #include "tests/fuzz/world.h"
+#include "tests/support/base64.h"
 
 namespace {
 
@@ -25,7 +26,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   fuzz::start(6);
   const bool as_text = size != 0 && data[0] == 't';
   const std::string rest = size != 0 ? fuzz::bytes_of(data + 1, size - 1) : "";
-  const std::string text = as_text ? rest.c_str() : fuzz::base64(rest);
+  const std::string text = as_text ? rest.c_str() : support::base64(rest);
   const std::string first = decrypted(text);
   fuzz::require(first.rfind("{ \"", 0) != 0 || decrypted(text) == first, "decrypting twice gives the same");
   return 0;

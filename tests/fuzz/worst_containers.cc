@@ -10,6 +10,7 @@
 #include "credentials/transport_cert.h"
 #include "extensions/handler_settings.h"
 #include "tests/fuzz/world.h"
+#include "tests/support/base64.h"
 #include "tools/fabric/container.h"
 
 namespace fuzz {
@@ -82,7 +83,7 @@ std::string in_lines(const std::string &text, size_t length) {
 }
 
 std::string certificates_document_with(const std::string &message) {
-  return "<a><Data>\n" + in_lines(base64(message), 64) + "</Data></a>";
+  return "<a><Data>\n" + in_lines(support::base64(message), 64) + "</Data></a>";
 }
 
 std::string certificates_document_of(const std::string &content) {
@@ -90,7 +91,7 @@ std::string certificates_document_of(const std::string &content) {
 }
 
 std::string certificate_document_of(const std::string &content) {
-  return "{\"certificateData\":\"" + base64(make_envelope(content, transport_certificate())) + "\"}";
+  return "{\"certificateData\":\"" + support::base64(make_envelope(content, transport_certificate())) + "\"}";
 }
 
 // Bytes that make so many of base64 text in lines, with room for the message around them.

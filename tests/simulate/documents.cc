@@ -104,19 +104,4 @@ const char *asked_text(const Wanted &wanted) {
   return (wanted.other_case ? kUpper : kLower)[static_cast<int>(wanted.asked)];
 }
 
-std::string base64(const std::string &bytes) {
-  static const char *const kDigits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-  std::string text;
-  for (size_t i = 0; i < bytes.size(); i += 3) {
-    uint32_t group = 0;
-    for (size_t j = 0; j < 3; j++) {
-      group = group << 8 | (i + j < bytes.size() ? static_cast<unsigned char>(bytes[i + j]) : 0u);
-    }
-    for (size_t j = 0; j < 4; j++) {
-      text += j <= bytes.size() - i ? kDigits[group >> (18 - 6 * j) & 63u] : '=';
-    }
-  }
-  return text;
-}
-
 }  // namespace simulate

@@ -35,9 +35,6 @@ const char *asked_text(const Wanted &wanted);
 // The protected settings of those that have any; mostly no message at all.
 std::string protected_text(const Wanted &wanted);
 
-// Standard base64 with padding.
-std::string base64(const std::string &bytes);
-
 }  // namespace simulate
 
 #endif

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "tests/fuzz/fixed_key.h"
-#include "tests/simulate/documents.h"
+#include "tests/support/base64.h"
 
 namespace simulate {
 
@@ -98,9 +98,10 @@ std::string sealed(const std::string &plain) {
 
 std::string settings_text(int32_t number) {
   return "{\"commandToExecute\": \"sh config-eventhub.sh " + std::string(kSecretOperation) + " " +
-         base64("{\"Logging\": {\"ApplianceID\": \"" + secret_appliance(number) +
-                "\", \"Connection\": {\"PolicySASKey\": \"k\", \"PolicyName\": \"p\", \"EventHubName\": \"e\", "
-                "\"ServiceBusNamespace\": \"s\"}}}") +
+         support::base64(
+             "{\"Logging\": {\"ApplianceID\": \"" + secret_appliance(number) +
+             "\", \"Connection\": {\"PolicySASKey\": \"k\", \"PolicyName\": \"p\", \"EventHubName\": \"e\", "
+             "\"ServiceBusNamespace\": \"s\"}}}") +
          "\"}";
 }
 
@@ -150,11 +151,11 @@ void open_all_once(X509 *certificate, const std::string &container, const std::s
 void secrets_make() {
   X509 *transport = transport_certificate();
   const std::string container = message_to(transport, container_bytes());
-  gsContainer = base64(container);
+  gsContainer = support::base64(container);
   gsThumbprint = thumbprint();
   for (int32_t i = 0; i < kSettings; i++) {
     const std::string bytes = sealed(settings_text(i));
-    gsProtected[i] = base64(bytes);
+    gsProtected[i] = support::base64(bytes);
     if (i == 0) {
       open_all_once(transport, container, bytes);
     }

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "tests/simulate/documents.h"
+#include "tests/support/base64.h"
 
 namespace simulate {
 
@@ -155,13 +155,14 @@ std::string command_of(const Wanted &wanted) {
     case Settings::kInvalid:
       return "sh other.sh now";
     case Settings::kPartial:
-      return "sh config-eventhub.sh op-1 " + base64("{\"Logging\": {\"ApplianceID\": \"half\"}}");
+      return "sh config-eventhub.sh op-1 " + support::base64("{\"Logging\": {\"ApplianceID\": \"half\"}}");
     case Settings::kEventHub:
     case Settings::kBoth:
       return "sh config-eventhub.sh op-" + std::to_string(wanted.sequence_number) + " " +
-             base64("{\"Logging\": {\"ApplianceID\": \"" + appliance_of(wanted) +
-                    "\", \"Connection\": {\"PolicySASKey\": \"k\", \"PolicyName\": \"p\", \"EventHubName\": \"e\", "
-                    "\"ServiceBusNamespace\": \"s\"}}}");
+             support::base64(
+                 "{\"Logging\": {\"ApplianceID\": \"" + appliance_of(wanted) +
+                 "\", \"Connection\": {\"PolicySASKey\": \"k\", \"PolicyName\": \"p\", \"EventHubName\": \"e\", "
+                 "\"ServiceBusNamespace\": \"s\"}}}");
     default:
       return "";
   }
