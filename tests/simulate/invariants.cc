@@ -54,12 +54,6 @@ State state_of(const kelvane::Plugin &plugin) {
   return std::strcmp(plugin.state, "enabled") == 0 ? State::kEnabled : State::kInstalled;
 }
 
-int row_of(const char *name) {
-  const auto found = std::find_if(std::begin(kNameTexts), std::end(kNameTexts),
-                                  [name](const char *each) { return std::strcmp(each, name) == 0; });
-  return found != std::end(kNameTexts) ? static_cast<int>(found - std::begin(kNameTexts)) : -1;
-}
-
 void same_text(const char *plugin, const char *what, const char *is, const char *should) {
   if (std::strcmp(is, should) != 0) {
     broken("%s: %s is '%s' and should be '%s'", plugin, what, is, should);

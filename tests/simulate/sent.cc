@@ -37,6 +37,9 @@ std::string extension_in(std::string_view url) {
 }  // namespace
 
 void sent(std::string_view url, std::string_view body) {
+  if (body.empty()) {
+    return;
+  }
   if (contains(url, "storage.example.net")) {
     if (body.size() > 1) {
       gsSent.status_blob = body;

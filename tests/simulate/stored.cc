@@ -31,6 +31,17 @@ Json element_of(int row, const Expected &plugin) {
   return element;
 }
 
+// Kept as it was made last: a command changes one plugin of all that are written.
+const Json &element_kept(int row, const Expected &plugin) {
+  static Expected made_of[kNames];
+  static Json elements[kNames];
+  if (elements[row].is_null() || std::memcmp(&made_of[row], &plugin, sizeof plugin) != 0) {
+    std::memcpy(&made_of[row], &plugin, sizeof plugin);
+    elements[row] = element_of(row, plugin);
+  }
+  return elements[row];
+}
+
 // ---- the status document ---------------------------------------------------------------------------------------
 
 Json formatted(const std::string &text) {
@@ -90,17 +101,20 @@ std::string text_of(const std::string &put) {
 
 void check_status_file(std::string_view bytes) {
   const Json file = parse_json("status file", bytes);
-  Json should = Json::object();
-  for (int row = 0; row < kNames; row++) {
-    const Expected &plugin = world().durable.plugins[row];
-    if (plugin.known) {
-      should[kNameTexts[row]] = element_of(row, plugin);
-    }
-  }
-  same_json("number of plugins in the status file", file.size(), should.size());
+  const Expectation &durable = world().durable;
+  bool found[kNames] = {};
   for (const Json &element : file) {
-    const std::string name = element.at("name").get<std::string>();
-    same_json("status file: " + name, element, should.value(name, Json()));
+    const int row = row_of(element.at("name").get_ref<const std::string &>().c_str());
+    if (row < 0 || !durable.plugins[row].known || found[row]) {
+      broken("the status file holds %s, which is nobody's or there twice", element.dump().c_str());
+    }
+    found[row] = true;
+    same_json(std::string("status file: ") + kNameTexts[row], element, element_kept(row, durable.plugins[row]));
+  }
+  for (int row = 0; row < kNames; row++) {
+    if (durable.plugins[row].known && !found[row]) {
+      broken("the status file lacks %s", kNameTexts[row]);
+    }
   }
 }
 

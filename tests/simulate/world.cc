@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 
 #include "tests/simulate/expectation.h"
 
@@ -36,6 +37,12 @@ const char *const kNameTexts[kNames] = {
     "Example.\xc3\xbc-g",
     "Example.Spare",
 };
+
+int row_of(const char *name) {
+  const auto found = std::find_if(std::begin(kNameTexts), std::end(kNameTexts),
+                                  [name](const char *each) { return std::strcmp(each, name) == 0; });
+  return found != std::end(kNameTexts) ? static_cast<int>(found - std::begin(kNameTexts)) : -1;
+}
 
 void world_make() {
   void *memory = mmap(nullptr, sizeof(World), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);

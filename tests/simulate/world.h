@@ -208,6 +208,9 @@ inline World &world() {
 
 extern const char *const kNameTexts[kNames];
 
+// -1 for a name that is none of them.
+int row_of(const char *name);
+
 // Maps the world, empty.
 void world_make();
 
