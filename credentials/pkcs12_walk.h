@@ -12,8 +12,8 @@
 namespace kelvane {
 
 // Receives each certificate of a container as an OpenSSH key text with the certificate's thumbprint and 0. The texts
-// are borrowed. SSHPubKeyAdd has this form.
-using CertificateCallback = void (*)(const char *public_key, const char *fingerprint, int32_t selected);
+// are borrowed. SSHPubKeyAdd has this form; the result is not looked at.
+using CertificateCallback = int32_t (*)(const char *public_key, const char *fingerprint, int32_t selected);
 
 // Clears the store and fills it from a decoded container, which stays the caller's. The callback may be null.
 void ProcessPKCS12(PKCS12 *container, CertificateCallback callback);

@@ -53,7 +53,7 @@ const RSA *rsa_key_of(X509 *certificate) {
 
 }  // namespace
 
-void makeSSHKey(X509 *certificate, void (*callback)(const char *, const char *, int32_t), Text *key_text) {
+void makeSSHKey(X509 *certificate, int32_t (*callback)(const char *, const char *, int32_t), Text *key_text) {
   char thumbprint[128];
   certificate_thumbprint(certificate, thumbprint);
   const RSA *rsa = rsa_key_of(certificate);

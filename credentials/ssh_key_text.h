@@ -13,7 +13,7 @@ namespace kelvane {
 // Derives the "ssh-rsa ..." text and thumbprint of a certificate and passes them to the callback, with 0, and hands the
 // key text to *key_text; both may be null. The callback borrows the texts. A certificate whose key is not RSA yields
 // nothing: no call, *key_text unchanged.
-void makeSSHKey(X509 *certificate, void (*callback)(const char *, const char *, int32_t), Text *key_text);
+void makeSSHKey(X509 *certificate, int32_t (*callback)(const char *, const char *, int32_t), Text *key_text);
 
 }  // namespace kelvane
 

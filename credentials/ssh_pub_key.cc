@@ -51,34 +51,36 @@ bool has_public_key(const char *public_key) {
 }
 
 // The entry at the count may still hold texts that SSHPubKeySet did not reach; they are freed here.
-void append_entry(const char *public_key, const char *fingerprint, int32_t selected) {
+int32_t append_entry(const char *public_key, const char *fingerprint, int32_t selected) {
   SSHPubKeyEntry *entry = &gsSSHPubKey.entries[gsSSHPubKey.count];
-  if (text_copy(&entry->public_key, public_key) == 0 &&
-      text_copy(&entry->fingerprint, text_or(fingerprint, "<none>")) == 0) {
-    entry->selected = selected;
-    gsSSHPubKey.count++;
+  if (text_copy(&entry->public_key, public_key) != 0 ||
+      text_copy(&entry->fingerprint, text_or(fingerprint, "<none>")) != 0) {
+    return -1;
   }
+  entry->selected = selected;
+  gsSSHPubKey.count++;
+  return 0;
 }
 
 }  // namespace
 
-void SSHPubKeyAdd(const char *public_key, const char *fingerprint, int32_t selected) {
+int32_t SSHPubKeyAdd(const char *public_key, const char *fingerprint, int32_t selected) {
   if (gsSSHPubKey.count >= kCapacity) {
     LOG_ABOVE(2, "[kelvane]: ssh public key array is full.\n");
-    return;
+    return 0;
   }
   if (fingerprint != nullptr) {
     LOG_ABOVE(6, "[kelvane]: Received %s certificate fingerprint\n", fingerprint);
     if (has_fingerprint(fingerprint)) {
       LOG_ABOVE(4, "[kelvane]: Fingerprint %s is duplicate\n", fingerprint);
-      return;
+      return 0;
     }
   }
   if (has_public_key(public_key)) {
     LOG_ABOVE(4, "[kelvane]: Pubkey is duplicate\n");
-    return;
+    return 0;
   }
-  append_entry(public_key, fingerprint, selected);
+  return append_entry(public_key, fingerprint, selected);
 }
 
 void SSHPubKeyFlag(const char *fingerprint) {

@@ -1,7 +1,7 @@
 // The SSH public key store: candidates from certificates and from the provisioning document, of which the selected
 // ones, three at the most, are written into the administrator account. Called by the unwrapping of the platform's
 // certificates, provisioning and the VM-access plugin, on the main thread; blocks only in the platform's account call.
-// Refusals are logged, never returned.
+// Refusals are logged, never returned; what there is no memory for is.
 #ifndef KELVANE_CREDENTIALS_SSH_PUB_KEY_H
 #define KELVANE_CREDENTIALS_SSH_PUB_KEY_H
 
@@ -10,8 +10,9 @@
 namespace kelvane {
 
 // Adds a candidate: an OpenSSH one-line key, the thumbprint of its certificate (may be null), and whether it is to be
-// installed. Copies what it keeps. Duplicates and a 20th candidate are dropped.
-void SSHPubKeyAdd(const char *public_key, const char *fingerprint, int32_t selected);
+// installed. Copies what it keeps. Duplicates and a 20th candidate are dropped, which is no failure. 0; -1 when memory
+// ran out for a copy.
+int32_t SSHPubKeyAdd(const char *public_key, const char *fingerprint, int32_t selected);
 
 // Selects the first candidate with this fingerprint, compared without regard to case.
 void SSHPubKeyFlag(const char *fingerprint);

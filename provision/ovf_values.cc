@@ -30,8 +30,9 @@ int32_t take_public_key(mxml_node_t *element) {
   }
   if (value.present()) {
     gsPublicKeys++;
-    SSHPubKeyAdd(value.get(), fingerprint.get(), kSelected);
-  } else if (fingerprint.present()) {
+    return SSHPubKeyAdd(value.get(), fingerprint.get(), kSelected);
+  }
+  if (fingerprint.present()) {
     gsPublicKeys++;
     SSHPubKeyFlag(fingerprint.get());
   }

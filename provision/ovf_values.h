@@ -12,8 +12,8 @@
 namespace kelvane {
 
 // Each text is the caller's, and stays as it is when the document has no such element; the password is to be wiped.
-// 0; -1 when there was no memory for one of these texts or for one of a key's: what the document asks for is then not
-// known.
+// 0; -1 when there was no memory for one of these texts, for one of a key's, or for the store's copy of a key: what the
+// document asks for is then not known, or would not be done.
 int32_t ProvisionAgent_ParseOvfEnv(mxml_node_t *document, Text *host_name, Text *user_name, Text *password);
 
 // 1 when a provisioning document of this run named at least one public key, else 0. Installing keys never lowers it.

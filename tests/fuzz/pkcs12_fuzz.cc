@@ -9,9 +9,10 @@
 
 namespace {
 
-void callback(const char *public_key, const char *fingerprint, int32_t selected) {
+int32_t callback(const char *public_key, const char *fingerprint, int32_t selected) {
   fuzz::require(std::string(public_key).rfind("ssh-rsa AAAAB3NzaC1yc2E", 0) == 0, "an SSH key begins as one");
   fuzz::require(fuzz::is_thumbprint(fingerprint) && selected == 0, "a certificate is offered with its thumbprint");
+  return 0;
 }
 
 }  // namespace

@@ -89,10 +89,10 @@ TEST_F(AllocationTest, AKeyIdThatCannotBeCopiedMakesNoRecord) {
 
 TEST_F(AllocationTest, ACandidateCountsOnlyWhenBothItsTextsWereCopied) {
   for (int nth = 1; nth <= 2; nth++) {
-    with_failure(nth, [] { kelvane::SSHPubKeyAdd("key", "finger", 1); });
+    with_failure(nth, [] { EXPECT_EQ(kelvane::SSHPubKeyAdd("key", "finger", 1), -1); });
     kelvane::SSHPubKeySet("user");
     EXPECT_EQ(recording::calls(), Lines{}) << nth;
-    with_failure(nth, [] { kelvane::SSHPubKeyAdd("key", nullptr, 1); });
+    with_failure(nth, [] { EXPECT_EQ(kelvane::SSHPubKeyAdd("key", nullptr, 1), -1); });
     kelvane::SSHPubKeyFlag("<none>");
     kelvane::SSHPubKeySet("user");
     EXPECT_EQ(recording::calls(), Lines{}) << nth;

@@ -96,8 +96,9 @@ struct Offer {
 
 std::vector<Offer> offers;
 
-void note_offer(const char *public_key, const char *fingerprint, int32_t selected) {
+int32_t note_offer(const char *public_key, const char *fingerprint, int32_t selected) {
   offers.push_back({public_key, fingerprint, selected});
+  return 0;
 }
 
 class Pkcs12WalkTest : public RecordingTest {

@@ -32,8 +32,9 @@ using kelvane::Text;
 
 std::vector<std::string> calls;
 
-void note(const char *public_key, const char *fingerprint, int32_t selected) {
+int32_t note(const char *public_key, const char *fingerprint, int32_t selected) {
   calls.push_back(std::string(public_key) + "|" + fingerprint + "|" + std::to_string(selected));
+  return 0;
 }
 
 class SshKeyTextTest : public RecordingTest {

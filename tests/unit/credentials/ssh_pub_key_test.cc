@@ -81,7 +81,7 @@ TEST_F(SshPubKeyTest, The19thCandidateIsStoredAndThe20thRefused) {
   fill(18);
   SSHPubKeyAdd("key 19", "finger 19", 1);
   EXPECT_EQ(recording::messages(), Lines{});
-  SSHPubKeyAdd("key 20", "finger 20", 1);
+  EXPECT_EQ(SSHPubKeyAdd("key 20", "finger 20", 1), 0);
   EXPECT_EQ(recording::messages(), Lines{"[kelvane]: ssh public key array is full.\n"});
   EXPECT_EQ(installed(), Lines{"ssh_pubkey_data_set(\"user\", \"key 19\", 1)"});
 }
@@ -100,7 +100,7 @@ TEST_F(SshPubKeyTest, ADuplicateFingerprintIsRefusedInAnyCase) {
   recording::set_debug_level(5);
   SSHPubKeyAdd("key", "ABCD", 0);
   SSHPubKeyAdd("between", "1234", 0);
-  SSHPubKeyAdd("another key", "abcd", 1);
+  EXPECT_EQ(SSHPubKeyAdd("another key", "abcd", 1), 0);
   SSHPubKeyAdd("third key", "1234", 1);
   EXPECT_EQ(recording::messages(),
             (Lines{"[kelvane]: Fingerprint abcd is duplicate\n", "[kelvane]: Fingerprint 1234 is duplicate\n"}));
@@ -110,7 +110,7 @@ TEST_F(SshPubKeyTest, ADuplicateFingerprintIsRefusedInAnyCase) {
 TEST_F(SshPubKeyTest, ADuplicateKeyIsRefusedInAnyCase) {
   recording::set_debug_level(5);
   SSHPubKeyAdd("ssh-rsa AAAA", "one", 0);
-  SSHPubKeyAdd("SSH-RSA aaaa", "two", 1);
+  EXPECT_EQ(SSHPubKeyAdd("SSH-RSA aaaa", "two", 1), 0);
   SSHPubKeyAdd("ssh-rsa AAAA", nullptr, 1);
   EXPECT_EQ(recording::messages(), (Lines{"[kelvane]: Pubkey is duplicate\n", "[kelvane]: Pubkey is duplicate\n"}));
   EXPECT_EQ(installed(), Lines{});

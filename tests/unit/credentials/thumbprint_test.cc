@@ -17,8 +17,9 @@ bool no_digest = false;
 bool short_digest = false;
 std::string offered;
 
-void note(const char *, const char *fingerprint, int32_t) {
+int32_t note(const char *, const char *fingerprint, int32_t) {
   offered = fingerprint;
+  return 0;
 }
 
 }  // namespace

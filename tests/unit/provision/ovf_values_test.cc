@@ -5,6 +5,7 @@
 #include "core/base/xml.h"
 #include "tests/support/recording_fixture.h"
 #include "tests/support/refused_memory.h"
+#include "tests/unit/provision/ssh_store.h"
 
 namespace {
 
@@ -36,6 +37,8 @@ const char kDocument[] =
 
 class OvfValues : public RecordingTest {
  protected:
+  ~OvfValues() override { ssh_store_without_memory() = false; }
+
   void parse(const std::string &document) {
     const kelvane::XmlOwner tree(mxmlLoadString(nullptr, document.c_str(), MXML_NO_CALLBACK));
     ASSERT_NE(tree.get(), nullptr);
@@ -83,6 +86,16 @@ TEST_F(OvfValues, AKeyThatThereIsNoMemoryForIsNotTakenForMissing) {
     EXPECT_EQ(result_, -1) << size;
     EXPECT_EQ(recording::trace(), Lines{"SSHPubKeyAdd(\"k\", null, 1)"});
   }
+  parse(document);
+  EXPECT_EQ(result_, 0);
+}
+
+TEST_F(OvfValues, AKeyThatTheStoreHasNoMemoryForIsNotTakenForMissing) {
+  const char document[] = "<E><PublicKeys><PublicKey><Value>k</Value></PublicKey></PublicKeys></E>";
+  ssh_store_without_memory() = true;
+  parse(document);
+  EXPECT_EQ(result_, -1);
+  ssh_store_without_memory() = false;
   parse(document);
   EXPECT_EQ(result_, 0);
 }
