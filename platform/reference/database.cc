@@ -6,10 +6,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <ctime>
-#include <iterator>
 #include <string>
 
 #include "platform/platform.h"
@@ -124,27 +122,18 @@ void refuse_wrong_size(const Descriptor &folder) {
   }
 }
 
-// SQLite opens a file that names a format of the future, for reading only.
-void refuse_later_format(const Descriptor &folder) {
-  constexpr off_t kWriteVersion = 18;  // the read version follows
-  constexpr char kWriteAheadLog = 2;
-  char versions[2] = {};
-  const Descriptor file(openat(folder.get(), kDatabaseName, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-  const bool read = file.present() && pread(file.get(), versions, sizeof versions, kWriteVersion) == sizeof versions;
-  if (read && std::any_of(std::begin(versions), std::end(versions),
-                          [](char version) { return version < 1 || version > kWriteAheadLog; })) {
-    throw DatabaseError(SQLITE_NOTADB, "the file is of no known format");
-  }
-}
-
 // The read in check_layout also makes SQLite open the files that it keeps open: no later call leaves a new descriptor.
 DatabaseHandle open_checked(const Descriptor &folder) {
   refuse_wrong_size(folder);
-  refuse_later_format(folder);
   // Best effort: there may be no file yet, or it may be another user's.
   [[maybe_unused]] const int result = fchmodat(folder.get(), kDatabaseName, 0600, 0);
   DatabaseHandle opened = open_database_file(path_of(kDatabaseName));
+  const bool writable = sqlite3_db_readonly(opened.get(), "main") == 0;  // as far as the file's rights go
   check_layout(opened.get());
+  // SQLite only reads what names a format of the future, be it in the file or in its log.
+  if (writable && sqlite3_db_readonly(opened.get(), "main") != 0) {
+    throw DatabaseError(SQLITE_NOTADB, "the file is of no known format");
+  }
   execute(opened.get(), "PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL; PRAGMA temp_store = MEMORY");
   return opened;
 }

@@ -1,4 +1,5 @@
 // The reference platform's own files: what it does with damaged ones, with locks, with a full disk, and their modes.
+#include <arpa/inet.h>
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/file.h>
@@ -276,6 +277,111 @@ TEST_F(Reference, LogFileOfAKilledProcessIsPlayedIn) {
   ASSERT_EQ(0, conf_init());
   EXPECT_STREQ("changed", account("admin").password);
   EXPECT_EQ(0u, files_beginning("kelvane-config.db.damaged-").size());
+}
+
+// As a loss of power leaves it: the database as it was before something wrote its first page, and the whole log of
+// that.
+void leave_log_with_first_page() {
+  const std::string path = reference_database_path();
+  std::string before;
+  std::string log;
+  {
+    Sqlite writer;
+    before = read_file(path);
+    writer.run("CREATE TABLE other (one); DROP TABLE other");
+    log = read_file(path + "-wal");
+  }
+  ASSERT_FALSE(log.empty());
+  write_file(path, before);
+  write_file(path + "-wal", log);
+}
+
+class TornFirstPage : public Reference, public ::testing::WithParamInterface<Damage> {};
+
+// Torn while the log was played in: SQLite takes the page from the log, and so does the next start.
+TEST_P(TornFirstPage, IsMendedByTheLog) {
+  make_configuration();
+  leave_log_with_first_page();
+  GetParam().cause(reference_database_path());
+  ASSERT_EQ(0, conf_init());
+  EXPECT_STREQ("changed", account("admin").password);
+  EXPECT_EQ(0u, files_beginning("kelvane-config.db.damaged-").size());
+  EXPECT_TRUE(log_lines.empty()) << log_lines.front();
+  EXPECT_EQ(0, commit_password("admin", "again"));
+  EXPECT_EQ(0, write_config());
+}
+constexpr Damage kTears[] = {
+    {"SectorOfZeros", [](const std::string &path) { overwrite(path, 0, std::string(512, '\0')); }},
+    {"SectorOfAnything", [](const std::string &path) { overwrite(path, 0, std::string(512, '\x5a')); }},
+    {"PageOfZeros", [](const std::string &path) { overwrite(path, 0, std::string(4096, '\0')); }},
+    {"LaterFormat", [](const std::string &path) { overwrite(path, 18, "\x03"); }},
+};
+INSTANTIATE_TEST_SUITE_P(Each, TornFirstPage, ::testing::ValuesIn(kTears),
+                         [](const auto &tear) { return std::string(tear.param.name); });
+
+struct LogSum {
+  uint32_t first = 0;
+  uint32_t second = 0;
+
+  void add(const char *bytes, size_t size) {
+    for (size_t at = 0; at < size; at += 8) {
+      uint32_t words[2];
+      memcpy(words, bytes + at, sizeof words);
+      first += words[0] + second;
+      second += words[1] + first;
+    }
+  }
+  void write(char *to) const {
+    const uint32_t words[2] = {htonl(first), htonl(second)};
+    memcpy(to, words, sizeof words);
+  }
+};
+
+// The log with this byte of the first page changed wherever the page stands in it, and its sums as they are then.
+std::string with_first_page_changed(std::string log, size_t offset, char value) {
+  constexpr size_t kHead = 32;
+  constexpr size_t kFrameHead = 24;
+  constexpr size_t kPage = 4096;
+  LogSum sum;
+  sum.add(&log[0], kHead - 8);
+  for (size_t at = kHead; at + kFrameHead + kPage <= log.size(); at += kFrameHead + kPage) {
+    char *const frame = &log[at];
+    char *const page = frame + kFrameHead;
+    if (memcmp(frame, "\0\0\0\1", 4) == 0) {
+      page[offset] = value;
+    }
+    sum.add(frame, 8);
+    sum.add(page, kPage);
+    sum.write(frame + 16);
+  }
+  return log;
+}
+
+class LaterFormatInTheLog : public Reference, public ::testing::WithParamInterface<size_t> {};
+
+TEST_P(LaterFormatInTheLog, IsSetAside) {
+  make_configuration();
+  leave_log_with_first_page();
+  const std::string log = reference_database_path() + "-wal";
+  write_file(log, with_first_page_changed(read_file(log), GetParam(), '\x03'));
+  ASSERT_EQ(0, conf_init());
+  EXPECT_STRNE("changed", account("admin").password);
+  EXPECT_NE(0u, files_beginning("kelvane-config.db.damaged-").size());
+  EXPECT_TRUE(logged("the configuration database is damaged"));
+  EXPECT_EQ(0, commit_password("admin", "again"));
+  EXPECT_EQ(0, write_config());
+}
+INSTANTIATE_TEST_SUITE_P(Each, LaterFormatInTheLog, ::testing::Values(18, 19));
+
+// That the test above damages nothing else.
+TEST_F(Reference, LogWithNewSumsIsPlayedIn) {
+  make_configuration();
+  leave_log_with_first_page();
+  const std::string log = reference_database_path() + "-wal";
+  write_file(log, with_first_page_changed(read_file(log), 18, '\x02'));
+  overwrite(reference_database_path(), 0, std::string(4096, '\0'));
+  ASSERT_EQ(0, conf_init());
+  EXPECT_STREQ("changed", account("admin").password);
 }
 
 TEST_F(Reference, LeftoverOfAnInterruptedFirstStartIsNoMatter) {
