@@ -159,6 +159,7 @@ DatabaseHandle open_undamaged(const Descriptor &folder) {
         message("platform: the configuration database is damaged: %s\n", error.what());
         return nullptr;
       }
+      message("platform: the configuration database looks damaged, it is looked at again: %s\n", error.what());
     }
   }
 }

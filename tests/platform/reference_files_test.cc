@@ -235,6 +235,54 @@ TEST_F(Reference, WithAnyByteOfTheHeaderChangedThereIsAConfigurationToChange) {
   }
 }
 
+// While it lives, so many reads that SQLite makes beyond the first page of a file fail.
+class FailingReads {
+ public:
+  explicit FailingReads(int count) {
+    left = count;
+    machine()->xSetSystemCall(machine(), "pread", reinterpret_cast<sqlite3_syscall_ptr>(read));
+    machine()->xSetSystemCall(machine(), "pread64", reinterpret_cast<sqlite3_syscall_ptr>(read));
+  }
+  ~FailingReads() {
+    machine()->xSetSystemCall(machine(), "pread", nullptr);
+    machine()->xSetSystemCall(machine(), "pread64", nullptr);
+  }
+  FailingReads(const FailingReads &) = delete;
+  FailingReads &operator=(const FailingReads &) = delete;
+
+  static inline int left = 0;
+
+ private:
+  static sqlite3_vfs *machine() { return sqlite3_vfs_find(nullptr); }
+  static ssize_t read(int file, void *to, size_t size, off_t at) {
+    if (at < 4096 || left == 0) {
+      return pread(file, to, size, at);
+    }
+    left--;
+    errno = EIO;
+    return -1;
+  }
+};
+
+TEST_F(Reference, ReadThatFailsOnceIsNoDamage) {
+  make_configuration();
+  const FailingReads reads(1);
+  ASSERT_EQ(0, conf_init());
+  EXPECT_EQ(0, FailingReads::left);
+  EXPECT_STREQ("changed", account("admin").password);
+  EXPECT_EQ(0u, files_beginning("kelvane-config.db.damaged-").size());
+  ASSERT_EQ(1u, log_lines.size());
+  EXPECT_TRUE(logged("platform: the configuration database looks damaged, it is looked at again: "));
+}
+
+TEST_F(Reference, DatabaseThatCannotBeReadTwiceIsDamaged) {
+  make_configuration();
+  const FailingReads reads(2);  // one for each look
+  ASSERT_EQ(0, conf_init());
+  EXPECT_EQ(0, FailingReads::left);
+  EXPECT_EQ(1u, files_beginning("kelvane-config.db.damaged-").size());
+}
+
 TEST_F(Reference, EachDamagedDatabaseIsKept) {
   for (int round = 1; round <= 3; ++round) {
     make_configuration();
