@@ -1,7 +1,5 @@
 #include "tests/fuzz/record_calls.h"
 
-#include <sqlite3.h>
-
 #include <algorithm>
 #include <cstring>
 #include <iterator>
@@ -9,6 +7,7 @@
 #include <vector>
 
 #include "platform/reference/reference.h"
+#include "tests/fuzz/quick_sqlite.h"
 
 namespace fuzz {
 
@@ -126,20 +125,8 @@ std::string all_records_as_they_are() {
   return shown;
 }
 
-namespace {
-
-// No locks, no statistics, and small pieces of memory from a buffer of the connection: each of them through the
-// sanitizer takes more time than everything else.
-bool make_sqlite_quick() {
-  return sqlite3_config(SQLITE_CONFIG_SINGLETHREAD) == SQLITE_OK &&
-         sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0) == SQLITE_OK &&
-         sqlite3_config(SQLITE_CONFIG_LOOKASIDE, 2048, 256) == SQLITE_OK;
-}
-
-}  // namespace
-
 std::string factory_database() {
-  require(make_sqlite_quick(), "SQLite is not in use yet");
+  make_sqlite_quick();
   const support::TempDir folder;
   reference_set_root(folder.path().c_str());
   require(conf_init() == 0, "there is a connection");
