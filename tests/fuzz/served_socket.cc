@@ -14,11 +14,18 @@ extern "C" CURL *__wrap_curl_easy_init();
 
 namespace {
 
+constexpr char kLaterAnswer[] = "HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n";
+constexpr int kConnections = 3;
+
 std::string answer;
+int connections = 0;  // that had it
 int other_end = -1;
 
 curl_socket_t connected(void *, curlsocktype, curl_sockaddr *) {
   int ends[2] = {-1, -1};
+  if (connections++ == kConnections) {
+    answer = kLaterAnswer;
+  }
   fuzz::require(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) == 0, "there is a socket pair");
   const auto length = static_cast<ssize_t>(answer.size());
   fuzz::require(send(ends[1], answer.data(), answer.size(), MSG_NOSIGNAL) == length, "the answer has room");
@@ -39,6 +46,7 @@ extern "C" int connect(int, const sockaddr *, socklen_t) {
 
 CURL *__wrap_curl_easy_init() {
   CURL *handle = __real_curl_easy_init();
+  curl_easy_setopt(handle, CURLOPT_NOSIGNAL, 1L);  // it would set handlers of signals for every step
   curl_easy_setopt(handle, CURLOPT_PROXY, "");
   curl_easy_setopt(handle, CURLOPT_OPENSOCKETFUNCTION, connected);
   return handle;
@@ -46,6 +54,7 @@ CURL *__wrap_curl_easy_init() {
 
 void fuzz::answer_requests_with(const std::string &bytes) {
   answer = bytes.substr(0, 100000);
+  connections = 0;
 }
 
 std::pair<int32_t, std::string> fuzz::asked(int32_t (*ask)(const char *, curl_slist *, kelvane::Buffer *, int64_t *)) {

@@ -12,7 +12,8 @@
 
 namespace fuzz {
 
-// What every connection from now on reads to its end: 100 KB at the most.
+// What the next three connections read to their ends: 100 KB at the most. Those behind them get an empty good answer,
+// so that repeated attempts come to an end.
 void answer_requests_with(const std::string &bytes);
 
 // Makes one request with a function of the wire protocol's. Its result and the body. What libcurl makes of a status
