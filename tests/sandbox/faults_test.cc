@@ -72,16 +72,20 @@ TEST(Faults, AStarMeansNothingThatIsNotInTheTrace) {
   EXPECT_EQ(faults.due("open", "/a", "file"), EIO);
 }
 
-TEST(Faults, ShortKillsAndLossesOfPowerAreNoErrno) {
+TEST(Faults, ShortKillsLossesOfPowerAndDiscsThatFailAreNoErrno) {
   Faults faults;
   faults.add("bytes::SHORT:1");
   faults.add("file::KILL:1");
   faults.add("system::POWER:1");
   faults.add("platform::POWER3:1");
+  faults.add("database::FULL:1");
+  faults.add("inside::DEAD:1");
   EXPECT_EQ(faults.due("read", "/a", "bytes"), kShort);
   EXPECT_EQ(faults.due("open", "/a", "file"), kKill);
   EXPECT_EQ(faults.due("mount", "udf", "system"), kPower);
   EXPECT_EQ(faults.due("conf_init", "", "platform"), kPower - 3);
+  EXPECT_EQ(faults.due("write", "kelvane-config.db", "database"), kFull);
+  EXPECT_EQ(faults.due("write", "/a", "inside"), kDead);
 }
 
 }  // namespace

@@ -43,6 +43,29 @@ TEST_F(Layer, PlannedFailuresHappenAndAreTraced) {
   EXPECT_NE(trace_.find("system open(\"/data/etc/y\", \"r\") = -1 EMFILE\n"), std::string::npos) << trace_;
 }
 
+TEST_F(Layer, AFullDiscTakesNothingFromTheCallOn) {
+  run("files", "--fault 'file:/data/etc/x:FULL:1'");
+  EXPECT_EQ(out_,
+            "write -1\naccess 0\nstat 0\nsize 0\nrename 0\nsymlink 0\nmkdir -1\nfopen 1\nunlink 0\nmissing "
+            "-1\nerrno 1\n");
+  EXPECT_NE(trace_.find("system mkdir(\"/cdrom\", 0700) = -1 ENOSPC\n"), std::string::npos) << trace_;
+}
+
+TEST_F(Layer, ADeadDiscGivesNothingFromTheCallOn) {
+  run("files", "--fault 'file::DEAD:2'");
+  EXPECT_EQ(out_,
+            "write 5\naccess -1\nstat -1\nsize 0\nrename -1\nsymlink -1\nmkdir -1\nfopen 0\nunlink -1\nmissing "
+            "-1\nerrno 0\n");
+  EXPECT_NE(trace_.find("system rename(\"/data/etc/x\", \"/data/etc/y\") = -1 EIO\n"), std::string::npos) << trace_;
+}
+
+TEST_F(Layer, WhatThePlatformDoesOnAFullOrDeadDiscFailsToo) {
+  for (const char *fault : {"FULL", "DEAD"}) {
+    run("disc", disc() + " --media-type iso9660 --fault 'system:iso9660:" + fault + ":1'");
+    EXPECT_NE(out_.find("\nfile 0\ncopy -1\n"), std::string::npos) << fault << out_;
+  }
+}
+
 TEST_F(Layer, TheDiscIsAFolder) {
   run("disc", disc() + " --media-type iso9660");
   EXPECT_EQ(out_, "device 1\nudf -1\niso9660 0\nfile 0\ncopy 0\numount 0\nfile -1\ncopied 0\n");

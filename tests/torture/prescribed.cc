@@ -52,15 +52,14 @@ const std::vector<Prescribed> &rows() {
        "the plugin's status is not saved: it is told until the next start, and then no more"},
 
       // ---- the provisioning document ----
-      {{"file * open(/cdrom/ovf-env.xml)", "bytes EIO read(/cdrom/ovf-env.xml)",
-        "memory ENOMEM realloc(* < xml_load_descriptor < OvfEnvLoad < main)"},
-       kFromTheDocument,
-       kNoDocument},
+      {{"file * open(/cdrom/ovf-env.xml)", "bytes EIO read(/cdrom/ovf-env.xml)"}, kFromTheDocument, kNoDocument},
       {{"memory ENOMEM malloc(GetNodeTextData < xml_find_text < goal_state_parse < *",
-        "memory ENOMEM malloc(* < process_certificate < *", "memory ENOMEM* malloc(* < SSHPubKeyAdd < *",
-        "memory ENOMEM* malloc(* < append_entry < *", "memory ENOMEM malloc(base64_text < TransportCertMake < main)",
-        "platform EIO generate_RSA_key(*", "platform EIO get_rnd_bytes(8)", "platform EIO ssh_pubkey_data_set(*",
-        "request * request(*comp=certificates*)", "request * request(http://169.254.169.254/*/certificates*)"},
+        "memory ENOMEM malloc(* < process_certificate < *",
+        "memory ENOMEM* malloc(* < SSHPubKeyAdd < * < CmsContainerProcess < *",
+        "memory ENOMEM* malloc(* < append_entry < * < CmsContainerProcess < *",
+        "memory ENOMEM malloc(base64_text < *TransportCertMake < main)", "platform EIO generate_RSA_key(*",
+        "platform EIO get_rnd_bytes(8)", "platform EIO ssh_pubkey_data_set(*", "request * request(*comp=certificates*)",
+        "request * request(http://169.254.169.254/*/certificates*)"},
        kKeys,
        kWithoutKey},
       {{"memory * take_public_key *", "platform EIO check_passwd_policy(\"operator\"*",
@@ -98,7 +97,7 @@ const std::vector<Prescribed> &rows() {
        kNotMoved},
 
       // ---- requests and reports ----
-      {{"memory * malloc(base64_text < TransportCertMake < main)",
+      {{"memory * malloc(base64_text < *TransportCertMake < main)",
         "memory * malloc(text_format < wire_certificates_headers < *", "memory ENOMEM+ malloc(* < goal_state_parse < *",
         "platform EIO generate_RSA_key(*", "platform EIO get_rnd_bytes(8)"},
        kCertificateHeader,
@@ -168,7 +167,7 @@ const Prescribed *prescribed_difference(const Strike &strike, const std::string 
 
 const char *prescribed_exit(const Strike &strike, int status) {
   static const Patterns kInterface = {"platform EIO conf_init()", "platform EIO nCfg_query(440)",
-                                      "platform EIO cmf_query_do_table_find(440, 0, \"port1\", 2)"};
+                                      "platform EIO cmf_query_do_table_find(440, 0, \"port1\", 2)", "* DEAD *"};
   return status == 255 && is_meant(kInterface, strike)
              ? "without the interface's record the agent ends, and is started again"
              : nullptr;

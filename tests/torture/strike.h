@@ -20,7 +20,7 @@ struct Site {
 struct Strike {
   std::string protocol;  // "wire" or "metadata"
   Site site;
-  std::string blow;    // an errno, "SHORT", "KILL", "POWER2", with "+" for all later calls, too; "fabric:KIND"
+  std::string blow;  // an errno, "SHORT", "FULL", "DEAD", "KILL", "POWER2", with "+" for all later calls; "fabric:KIND"
   std::string second;  // what ends the next start, too: "platform:12:KILL"; empty for none
 
   std::string address() const;

@@ -77,15 +77,9 @@ std::string last_part(const char *path) {
   return path != nullptr ? std::filesystem::path(path).filename().string() : "a temporary file";
 }
 
-// Once the agent has ended, only its being killed is of interest.
 int strike(const char *call, const std::string &path) {
-  if (world().active) {
-    return world().strike("database", call, last_part(path.c_str()));
-  }
-  if (world().closing) {
-    world().strike("closing", call, last_part(path.c_str()));
-  }
-  return 0;
+  const bool there = world().active || world().closing;
+  return there ? world().strike(world().active ? "database" : "closing", call, last_part(path.c_str())) : 0;
 }
 
 int sqlite_error(int fault, int otherwise) {
@@ -116,12 +110,10 @@ void note_change(File &file, sqlite3_int64 at, std::string after, bool truncatio
 }
 
 int close_file(sqlite3_file *file) {
-  if (!world().active) {
-    strike("close", *file_of(file).path);
-  }
+  const int fault = world().active ? 0 : strike("close", *file_of(file).path);
   const int result = real_of(file)->pMethods->xClose(real_of(file));
   delete file_of(file).path;
-  return result;
+  return fault > 0 ? SQLITE_IOERR_CLOSE : result;
 }
 
 int read_file(sqlite3_file *file, void *bytes, int length, sqlite3_int64 at) {

@@ -6,6 +6,7 @@
 #include <array>
 #include <cerrno>
 #include <cstdlib>
+#include <utility>
 
 #include "tools/sandbox/errno_names.h"
 
@@ -35,9 +36,14 @@ constexpr std::array kNotTheAgents = {"inside", "closing"};
 
 constexpr char kPowerName[] = "POWER";
 
+constexpr std::pair<const char *, int> kWords[] = {
+    {"SHORT", kShort}, {"KILL", kKill}, {"FULL", kFull}, {"DEAD", kDead}};
+
 int error_of(const std::string &name) {
-  if (name == "SHORT" || name == "KILL") {
-    return name == "SHORT" ? kShort : kKill;
+  for (const auto &[word, error] : kWords) {
+    if (name == word) {
+      return error;
+    }
   }
   if (name.rfind(kPowerName, 0) == 0) {
     return kPower - std::atoi(name.c_str() + sizeof kPowerName - 1);

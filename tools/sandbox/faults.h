@@ -5,7 +5,8 @@
 //            trace's brackets for a platform call; "" or "*" for any. A ":" in it is fine.
 //   ERROR    an errno name for a system call, a libcurl result for a request, anything for a platform call; "SHORT"
 //            lets a read or write stop half-way; "KILL" ends the process by SIGKILL in front of the call; "POWER" does
-//            so after a loss of power, and "POWER1", "POWER2", ... after other ones (durability.h)
+//            so after a loss of power, and "POWER1", "POWER2", ... after other ones (durability.h); from the call on
+//            the disc is full for "FULL", and gives nothing any more for "DEAD" (failing_disc.h)
 //   WHICH    "3" the third matching call, "3+" the third and all later ones, "*" all
 // Calls that the platform or the sandbox make themselves do not count. Never blocks.
 #ifndef KELVANE_TOOLS_SANDBOX_FAULTS_H
@@ -21,6 +22,8 @@ namespace sandbox {
 // What is not a number of errno.
 inline constexpr int kShort = -1;
 inline constexpr int kKill = -2;
+inline constexpr int kFull = -3;
+inline constexpr int kDead = -4;
 inline constexpr int kPower = -100;  // and below: the number of the loss
 
 class Faults {

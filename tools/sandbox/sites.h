@@ -8,8 +8,8 @@
 //   database  what SQLite does to the files of the configuration database, on the agent's behalf: "write(FILE in
 //   CALL)",
 //             with the call into the platform that it is part of
-//   inside    what the platform does to other files in the agent's calls; nothing fails there, but a process can end
-//   closing   what SQLite does to its files after the agent's end; the same holds there
+//   inside    what the platform does to other files in the agent's calls
+//   closing   what SQLite does to its files after the agent's end
 // With a file, each is a line "CLASS NUMBER CALL(SUBJECT)", and at the end come remarks: "open PATH" for each file that
 // the agent left open, "end STATUS", or "killed CLASS CALL(SUBJECT)". The numbers are those by which faults.h names a
 // call of a class. Blocks for as long as the disk does; a line that cannot be written is lost.

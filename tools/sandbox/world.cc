@@ -102,7 +102,11 @@ int World::strike(const std::string &call_class, const std::string &call, const 
   const bool on_behalf = call_class == "database" && !platform_call.empty();
   sites.note(call_class, call, on_behalf ? subject + " in " + platform_call : subject);
   const int fault = faults.due(call, subject, call_class);
-  if (fault <= kKill) {
+  if (fault == kFull || fault == kDead) {
+    fault == kFull ? disc.fill() : disc.die();
+    return disc.error_of(call_class, call, subject);
+  }
+  if (fault == kKill || fault <= kPower) {
     sites.remark("killed", call_class + " " + call + "(" + subject + ")");
   }
   if (fault == kKill) {
@@ -112,18 +116,18 @@ int World::strike(const std::string &call_class, const std::string &call, const 
     lose_power(static_cast<unsigned>(kPower - fault));
     die();
   }
-  return fault;
+  return fault != 0 ? fault : disc.error_of(call_class, call, subject);
 }
 
 // The copies that the platform makes bear the number of the process.
-void World::strike_inside(const std::string &call, const std::string &place) {
+int World::strike_inside(const std::string &call, const std::string &place) {
   const std::string number = std::to_string(getpid());
   std::string subject = paths.shown(place);
   const size_t at = subject.rfind(number);
   if (at != std::string::npos) {
     subject.replace(at, number.size(), "PID");
   }
-  strike("inside", call, subject);
+  return strike("inside", call, subject);
 }
 
 void set_up(const Options &options) {
@@ -201,7 +205,7 @@ SystemCall::SystemCall(std::string name_of_call, const std::string &subject, std
       agent(world().agent_calls()),
       fault(agent ? errno_of(world().strike(class_of_system_call(name), name, subject)) : 0) {
   if (world().active && !agent && class_of_system_call(name) == "file") {
-    world().strike_inside(name, subject);
+    fault = errno_of(world().strike_inside(name, subject));
   }
 }
 

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "tools/sandbox/clock.h"
+#include "tools/sandbox/failing_disc.h"
 #include "tools/sandbox/faults.h"
 #include "tools/sandbox/media.h"
 #include "tools/sandbox/options.h"
@@ -26,6 +27,7 @@ struct World {
   Clock clock;
   Media media;
   Faults faults;
+  FailingDisc disc;
   Sites sites;
   Script script;
   Trace trace;
@@ -39,8 +41,8 @@ struct World {
   // back when the process is to be killed there.
   int strike(const std::string &call_class, const std::string &call, const std::string &subject);
 
-  // The same for what the platform does to a file of its own or of the agent's; it can only be killed there.
-  void strike_inside(const std::string &call, const std::string &place);
+  // The same for what the platform does to a file of its own or of the agent's.
+  int strike_inside(const std::string &call, const std::string &place);
 };
 
 World &world();

@@ -47,17 +47,18 @@ int fault_of(const char *call, const std::string &path) {
   return fault;
 }
 
-// What the platform does to a file below the root.
-void strike_inside(const char *call, int descriptor) {
+// What the platform does to a file below the root: false when it fails, with errno set.
+bool strike_inside(const char *call, int descriptor) {
   if (!world().active || world().agent_calls()) {
-    return;
+    return true;
   }
   std::error_code failed;
   const std::string place =
       std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(descriptor), failed).string();
-  if (!failed && place.rfind(world().paths.root() + "/", 0) == 0) {
-    world().strike_inside(call, place);
-  }
+  const bool counts = !failed && place.rfind(world().paths.root() + "/", 0) == 0;
+  const int fault = counts ? world().strike_inside(call, place) : 0;
+  errno = fault > 0 ? fault : errno;
+  return fault <= 0;
 }
 
 template <typename Call>
@@ -80,12 +81,16 @@ ssize_t __wrap_read(int descriptor, void *bytes, size_t size) {
 }
 
 ssize_t __wrap_write(int descriptor, const void *bytes, size_t size) {
-  strike_inside("write", descriptor);
+  if (!strike_inside("write", descriptor)) {
+    return -1;
+  }
   return transfer("write", descriptor, size, [&](size_t most) { return __real_write(descriptor, bytes, most); });
 }
 
 int __wrap_fsync(int descriptor) {
-  strike_inside("fsync", descriptor);
+  if (!strike_inside("fsync", descriptor)) {
+    return -1;
+  }
   const int result = __real_fsync(descriptor);
   if (result == 0 && world().active) {
     sandbox::made_durable(descriptor);
