@@ -43,17 +43,19 @@ void ProvisionAgent_Provision(mxml_node_t *document) {
   OvfValues values;
   DefaultDashboard dashboard;
   dashboard_build(&dashboard);
-  // An administrator that was asked for and is left out could never be made up for: without the marker the next start
-  // does it all again.
-  if (document != nullptr &&
-      ProvisionAgent_ParseOvfEnv(document, &values.host_name, &values.user_name, &values.password) != 0) {
-    LOG_ABOVE(0, "[kelvane]: no memory for the provisioning document\n");
-    return;
-  }
+  const bool known =
+      document == nullptr ||
+      ProvisionAgent_ParseOvfEnv(document, &values.host_name, &values.user_name, &values.password) == 0;
   if (values.host_name.present()) {
     ProvisionAgent_SetHostname(values.host_name.get());
   }
   ProvisionAgent_ResetPorts();
+  // An administrator that was asked for and is left out could never be made up for: without the marker the next start
+  // does it all again.
+  if (!known) {
+    LOG_ABOVE(0, "[kelvane]: no memory for the provisioning document\n");
+    return;
+  }
   if (values.user_name.present() && create_account(&values, dashboard) != 0) {
     return;
   }

@@ -61,8 +61,9 @@ class ProvisionAgent : public RecordingTest {
   Protocol table_ = {};
 };
 
-// Without the marker the next start does it all again.
-TEST_F(ProvisionAgent, WithoutMemoryForTheDocumentNothingIsDoneAndNothingMarked) {
+// Without the marker the next start does it all again. What comes before the account is done: it needs no more than
+// what is known, and is done with or without a document.
+TEST_F(ProvisionAgent, WithoutMemoryForATextThereIsNoAccountAndNothingMarked) {
   const std::string document = "<E><HostName>gate-7</HostName><UserName>" + std::string(1300, 'u') + "</UserName></E>";
   const refused_memory::Refusal refusal(1301);
   for (const int32_t level : {0, 1}) {
@@ -72,9 +73,22 @@ TEST_F(ProvisionAgent, WithoutMemoryForTheDocumentNothingIsDoneAndNothingMarked)
     EXPECT_EQ(recording::messages(),
               level == 0 ? Lines{} : Lines{"[kelvane]: no memory for the provisioning document\n"});
     EXPECT_EQ(reports(), (Lines{kNotReady, kReady}));
+    EXPECT_STREQ(recording::system_settings(recording::State::kDurable).host_name, "gate-7");
+    EXPECT_EQ(recording::calls_of("__nCfg_sess_table_change_by_mkey").size(), 3u);
     EXPECT_EQ(recording::calls_of("cmf_query_table_append"), Lines());
     EXPECT_FALSE(os_.exists("/data/etc/.provisioned"));
   }
+}
+
+TEST_F(ProvisionAgent, WithoutMemoryForTheHostNameThePortsAreResetAllTheSame) {
+  const std::string document =
+      "<E><HostName>" + std::string(1300, 'h') + "</HostName><UserName>operator</UserName></E>";
+  const refused_memory::Refusal refusal(1301);
+  run(document.c_str());
+  EXPECT_EQ(recording::calls_of("sethostname"), Lines());
+  EXPECT_EQ(recording::calls_of("__nCfg_sess_table_change_by_mkey").size(), 3u);
+  EXPECT_EQ(recording::keys(340), Lines{"admin"});
+  EXPECT_FALSE(os_.exists("/data/etc/.provisioned"));
 }
 
 TEST_F(ProvisionAgent, ProvisionsInThisOrder) {
