@@ -77,7 +77,8 @@ int main(int argc, char **argv) {
   if (mountDVD() == 0) {
     LOG_ABOVE(5, "[kelvane]: OVFENV: mount succeeded\n");
   }
-  XmlOwner ovf_document = OvfEnvLoad();
+  bool document_lost = false;
+  XmlOwner ovf_document = OvfEnvLoad(&document_lost);
   umount(kCdromMountPoint);
 
   LOG_ABOVE(5, "[kelvane]: Determining protocol\n");
@@ -88,7 +89,7 @@ int main(int argc, char **argv) {
   }
   const Protocol *protocol = choose_protocol(endpoint);
   protocol->detect(protocol);
-  ProvisionAgent_HandlerRun(protocol, ovf_document.get());
+  ProvisionAgent_HandlerRun(protocol, ovf_document.get(), document_lost);
   OvfEnvFree(&ovf_document);
 
   main_loop_run(protocol);

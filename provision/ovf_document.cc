@@ -18,13 +18,13 @@ int open_document() {
   return media >= 0 ? media : file_open_to_read(kKeptDocument);
 }
 
-XmlOwner load_document() {
+XmlOwner load_document(bool *no_memory) {
   DescriptorOwner file(open_document());
   if (!file.present()) {
     return XmlOwner();
   }
   LOG_ABOVE(6, "[kelvane]: %s:%d - parsing ovf-env.xml\n", "OvfEnvLoad", 215);
-  XmlOwner document = xml_load_descriptor(file.get());
+  XmlOwner document = xml_load_descriptor(file.get(), no_memory);
   file.close_now();
   // Also when it did not parse. From the kept document this changes nothing, as then it exists.
   if (!file_exists(kKeptDocument)) {
@@ -49,9 +49,10 @@ void wipe_contents(mxml_node_t *element) {
 
 }  // namespace
 
-XmlOwner OvfEnvLoad() {
+XmlOwner OvfEnvLoad(bool *no_memory) {
+  *no_memory = false;
   LOG_ABOVE(6, "[kelvane]: %s:%d - loading ovf-env.xml\n", "OvfEnvLoad", 208);
-  XmlOwner document = load_document();
+  XmlOwner document = load_document(no_memory);
   custom_data_keep();
   LOG_ABOVE(6, "[kelvane]: %s:%d - done - %s\n", "OvfEnvLoad", 236, document.present() ? "success" : "failed");
   return document;

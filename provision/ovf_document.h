@@ -10,7 +10,8 @@
 namespace kelvane {
 
 // The parsed document, or none. Keeps a copy of the document, and one of the custom data, where there is none yet.
-XmlOwner OvfEnvLoad();
+// *no_memory tells whether there is one for which memory ran out.
+XmlOwner OvfEnvLoad(bool *no_memory);
 
 // Overwrites every password in the document and frees it. An absent document is fine.
 void OvfEnvFree(XmlOwner *document);

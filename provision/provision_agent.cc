@@ -39,13 +39,13 @@ int32_t create_account(OvfValues *values, const DefaultDashboard &dashboard) {
   return account_create(account);
 }
 
-void ProvisionAgent_Provision(mxml_node_t *document) {
+void ProvisionAgent_Provision(mxml_node_t *document, bool document_lost) {
   OvfValues values;
   DefaultDashboard dashboard;
   dashboard_build(&dashboard);
-  const bool known =
-      document == nullptr ||
-      ProvisionAgent_ParseOvfEnv(document, &values.host_name, &values.user_name, &values.password) == 0;
+  const bool known = document != nullptr ? ProvisionAgent_ParseOvfEnv(document, &values.host_name, &values.user_name,
+                                                                      &values.password) == 0
+                                         : !document_lost;
   if (values.host_name.present()) {
     ProvisionAgent_SetHostname(values.host_name.get());
   }
@@ -72,7 +72,7 @@ void report(const Protocol *protocol, const ProvisionStatus &status) {
 
 }  // namespace
 
-void ProvisionAgent_HandlerRun(const Protocol *protocol, mxml_node_t *document) {
+void ProvisionAgent_HandlerRun(const Protocol *protocol, mxml_node_t *document, bool document_lost) {
   if (marker_readable()) {
     LOG_ABOVE(5, "[kelvane]: Already Provisioned\n");
     return;
@@ -80,7 +80,7 @@ void ProvisionAgent_HandlerRun(const Protocol *protocol, mxml_node_t *document) 
   LOG_ABOVE(5, "[kelvane]: Provisioning...\n");
   report(protocol,
          {.state = "NotReady", .substatus = "Provisioning", .description = "Starting", .thumbprint = nullptr});
-  ProvisionAgent_Provision(document);
+  ProvisionAgent_Provision(document, document_lost);
   // Reported as it is when there is no fingerprint: an empty text makes the protocol publish the role properties too.
   char fingerprint[kFingerprintLength + 1] = {};
   ProvisionAgent_ReadHostKeyFingerprint(fingerprint, kFingerprintLength);

@@ -13,8 +13,9 @@
 namespace kelvane {
 
 // Provisions, unless the marker says that this was done. document may be null and stays the caller's: the appliance is
-// then marked as provisioned without an account.
-void ProvisionAgent_HandlerRun(const Protocol *protocol, mxml_node_t *document);
+// then marked as provisioned without an account. document_lost: it is null because memory ran out for it, and the
+// appliance is not marked.
+void ProvisionAgent_HandlerRun(const Protocol *protocol, mxml_node_t *document, bool document_lost);
 
 }  // namespace kelvane
 

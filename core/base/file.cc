@@ -36,10 +36,15 @@ int32_t file_read_all(int descriptor, uint64_t cap, Buffer *out) {
   char block[16384];
   for (;;) {
     const int64_t got = file_read_full(descriptor, block, sizeof block);
-    const bool over = got > 0 && out->length + static_cast<uint64_t>(got) > cap;
-    if (got < 0 || over || (got > 0 && event_curl_recv_cb(block, 1, static_cast<size_t>(got), out) == 0)) {
+    int32_t failure = got < 0 ? -1 : 0;
+    if (got > 0 && out->length + static_cast<uint64_t>(got) > cap) {
+      failure = kFileTooLong;
+    } else if (got > 0 && event_curl_recv_cb(block, 1, static_cast<size_t>(got), out) == 0) {
+      failure = kFileNoMemory;
+    }
+    if (failure != 0) {
       __freeBuffer(out);
-      return over ? -2 : -1;
+      return failure;
     }
     if (got < static_cast<int64_t>(sizeof block)) {
       return 0;

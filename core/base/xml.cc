@@ -9,19 +9,33 @@
 
 namespace kelvane {
 
-XmlOwner xml_load(const char *bytes, uint64_t length) {
+namespace {
+
+// The library reads all that the gate passes: without memory only there is no tree.
+XmlOwner load(const char *bytes, uint64_t length, bool *no_memory) {
   if (xml_gate_check(bytes, length) != XmlGateVerdict::kPassed) {
     return XmlOwner();
   }
-  return XmlOwner(mxmlLoadString(nullptr, bytes, MXML_NO_CALLBACK));
+  XmlOwner loaded(mxmlLoadString(nullptr, bytes, MXML_NO_CALLBACK));
+  *no_memory = !loaded.present();
+  return loaded;
 }
 
-XmlOwner xml_load_descriptor(int descriptor) {
+}  // namespace
+
+XmlOwner xml_load(const char *bytes, uint64_t length) {
+  bool no_memory = false;
+  return load(bytes, length, &no_memory);
+}
+
+XmlOwner xml_load_descriptor(int descriptor, bool *no_memory) {
   BufferOwner document;
-  if (file_read_all(descriptor, kXmlMaxBytes, document.get()) != 0 || document.empty()) {
+  const int32_t result = file_read_all(descriptor, kXmlMaxBytes, document.get());
+  *no_memory = result == kFileNoMemory;
+  if (result != 0 || document.empty()) {
     return XmlOwner();
   }
-  XmlOwner loaded = xml_load(document.data(), document.length());
+  XmlOwner loaded = load(document.data(), document.length(), no_memory);
   wipe_memory(document.get()->data, document.length());  // some documents hold passwords
   return loaded;
 }

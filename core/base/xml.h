@@ -18,8 +18,9 @@ using XmlOwner = Owned<mxml_node_t, mxmlDelete>;
 // callback: element content becomes text nodes, one a word. Absent when the gate refuses it or it does not parse.
 XmlOwner xml_load(const char *bytes, uint64_t length);
 
-// The same for what an open descriptor yields to its end. The caller keeps the descriptor.
-XmlOwner xml_load_descriptor(int descriptor);
+// The same for what an open descriptor yields to its end. The caller keeps the descriptor. *no_memory tells whether it
+// is absent because memory ran out.
+XmlOwner xml_load_descriptor(int descriptor, bool *no_memory);
 
 // Joins the texts of a run of text nodes: the node and its following siblings while they are text nodes. Each
 // contributes a single space when it is preceded by white space in the document, then its text. Absent for an absent

@@ -42,7 +42,8 @@ kelvane::Buffer buffer_of(const std::string &text) {
 }
 
 void read_ovf(const std::string &) {
-  kelvane::XmlOwner tree = kelvane::OvfEnvLoad();
+  bool no_memory = false;
+  kelvane::XmlOwner tree = kelvane::OvfEnvLoad(&no_memory);
   kelvane::Text host_name, user_name, password;
   if (tree.present()) {
     kelvane::ProvisionAgent_ParseOvfEnv(tree.get(), &host_name, &user_name, &password);

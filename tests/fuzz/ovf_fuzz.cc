@@ -8,7 +8,8 @@
 namespace {
 
 std::string values(const std::string &document) {
-  kelvane::XmlOwner tree = kelvane::OvfEnvLoad();
+  bool no_memory = false;
+  kelvane::XmlOwner tree = kelvane::OvfEnvLoad(&no_memory);
   const std::string loading = recording::log_text();
   fuzz::require(loading.find("parsing ovf-env.xml\n[kelvane]: OvfEnvLoad:236 - done") != std::string::npos,
                 "loading logs nothing of the document");

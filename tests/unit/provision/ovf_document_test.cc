@@ -9,6 +9,7 @@
 #include "core/base/xml_caps.h"
 #include "tests/support/fake_os.h"
 #include "tests/support/recording_fixture.h"
+#include "tests/support/refused_memory.h"
 #include "tests/support/watched_memory.h"
 #include "tests/unit/provision/xml_deletes.h"
 
@@ -35,10 +36,12 @@ class OvfDocument : public RecordingTest {
 
   // The host name in the document that is loaded; "(none)" without a document.
   static std::string load() {
-    const kelvane::XmlOwner document = kelvane::OvfEnvLoad();
+    bool no_memory = true;
+    const kelvane::XmlOwner document = kelvane::OvfEnvLoad(&no_memory);
     if (!document.present()) {
-      return "(none)";
+      return no_memory ? "(no memory)" : "(none)";
     }
+    EXPECT_FALSE(no_memory);
     return kelvane::text_or(kelvane::xml_find_text(document.get(), "HostName").get(), "(no name)");
   }
 
@@ -120,6 +123,18 @@ TEST_F(OvfDocument, OneOfTheLargestSizeIsRead) {
   EXPECT_EQ(load(), "(none)");
 }
 
+// It is kept, and the lines are those of a document that does not parse.
+TEST_F(OvfDocument, WithoutMemoryForItIsToldApartFromNone) {
+  os_.write("/cdrom/ovf-env.xml", "<E><HostName>" + std::string(1471, 'h') + "</HostName></E>");
+  {
+    const refused_memory::Refusal refusal(1500);
+    EXPECT_EQ(load(), "(no memory)");
+  }
+  EXPECT_EQ(recording::trace(),
+            (Lines{kLoading, kOpenMedia, kParsing, kCloseMedia, kNotKept, kCopy, kNoCustomData, kFailed}));
+  EXPECT_EQ(load(), std::string(1471, 'h'));
+}
+
 TEST_F(OvfDocument, AFolderOrAPipeInItsPlaceIsNone) {
   ASSERT_EQ(::mkdir(os_.real("/cdrom/ovf-env.xml").c_str(), 0700), 0);
   EXPECT_EQ(load(), "(none)");
@@ -179,7 +194,8 @@ TEST_F(OvfDocument, PasswordsAreOverwrittenBeforeItIsFreed) {
   os_.write("/cdrom/ovf-env.xml",
             "<E><HostName>h</HostName><UserPassword>secret-1 two</UserPassword>"
             "<A><UserPassword><![CDATA[secret-2]]></UserPassword></A></E>");
-  kelvane::XmlOwner document = kelvane::OvfEnvLoad();
+  bool no_memory = false;
+  kelvane::XmlOwner document = kelvane::OvfEnvLoad(&no_memory);
   std::string left;
   on_xml_delete() = [&](mxml_node_t *top) {
     char *text = mxmlSaveAllocString(top, MXML_NO_CALLBACK);

@@ -41,9 +41,9 @@ class ProvisionAgent : public RecordingTest {
   }
   ~ProvisionAgent() override { kelvane::WireProtocolSetEndpoint(0); }
 
-  void run(const char *document) {
+  void run(const char *document, bool document_lost = false) {
     const kelvane::XmlOwner tree(document != nullptr ? mxmlLoadString(nullptr, document, MXML_NO_CALLBACK) : nullptr);
-    kelvane::ProvisionAgent_HandlerRun(&table_, tree.get());
+    kelvane::ProvisionAgent_HandlerRun(&table_, tree.get(), document_lost);
   }
   static Lines reports() { return recording::calls_of("report"); }
   // The trace without the dashboard's look-ups, which always come first.
@@ -89,6 +89,20 @@ TEST_F(ProvisionAgent, WithoutMemoryForTheHostNameThePortsAreResetAllTheSame) {
   EXPECT_EQ(recording::calls_of("__nCfg_sess_table_change_by_mkey").size(), 3u);
   EXPECT_EQ(recording::keys(340), Lines{"admin"});
   EXPECT_FALSE(os_.exists("/data/etc/.provisioned"));
+}
+
+TEST_F(ProvisionAgent, ADocumentThatThereWasNoMemoryForIsNotTakenForNone) {
+  recording::set_debug_level(1);
+  os_.write("/etc/tmpdata.conf", "data");
+  run(nullptr, true);
+  EXPECT_EQ(recording::messages(), Lines{"[kelvane]: no memory for the provisioning document\n"});
+  EXPECT_EQ(reports(), (Lines{kNotReady, kReady}));
+  EXPECT_EQ(recording::calls_of("__nCfg_sess_table_change_by_mkey").size(), 3u);
+  EXPECT_EQ(os_.exists("/data/etc/.provisioned"), false);
+  EXPECT_EQ(os_.exists("/data/etc/.customdata"), false);
+  run(kFullDocument);
+  EXPECT_EQ(recording::keys(340, recording::State::kDurable), (Lines{"admin", "operator"}));
+  EXPECT_EQ(os_.exists("/data/etc/.provisioned"), true);
 }
 
 TEST_F(ProvisionAgent, ProvisionsInThisOrder) {

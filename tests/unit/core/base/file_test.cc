@@ -107,7 +107,7 @@ TEST(File, ReadsToTheEndUpToTheCap) {
   EXPECT_EQ(std::string(out.data(), out.length()), bytes);
   EXPECT_EQ(out.data()[out.length()], '\0');
   lseek(file.get(), 0, SEEK_SET);
-  EXPECT_EQ(kelvane::file_read_all(file.get(), bytes.size() - 1, out.get()), -2);
+  EXPECT_EQ(kelvane::file_read_all(file.get(), bytes.size() - 1, out.get()), kelvane::kFileTooLong);
   EXPECT_EQ(out.data(), nullptr);
 }
 
@@ -167,7 +167,7 @@ TEST(File, WhatThereIsNoMemoryForIsNotRead) {
   const DescriptorOwner file(open(dir.write("file", std::string(1600, 'x')).c_str(), O_RDONLY | O_CLOEXEC));
   BufferOwner out;
   const refused_memory::Refusal refusal(1601);
-  EXPECT_EQ(kelvane::file_read_all(file.get(), 2000, out.get()), -1);
+  EXPECT_EQ(kelvane::file_read_all(file.get(), 2000, out.get()), kelvane::kFileNoMemory);
   EXPECT_EQ(out.data(), nullptr);
 }
 

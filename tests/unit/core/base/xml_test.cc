@@ -8,6 +8,18 @@
 #include "core/base/file.h"
 #include "core/base/xml_caps.h"
 #include "tests/support/files.h"
+#include "tests/support/refused_memory.h"
+
+extern "C" {
+mxml_node_t *__real_mxmlLoadString(mxml_node_t *top, const char *text, mxml_load_cb_t callback);
+mxml_node_t *__wrap_mxmlLoadString(mxml_node_t *top, const char *text, mxml_load_cb_t callback);
+}
+
+static bool gsLibraryWithoutMemory = false;
+
+mxml_node_t *__wrap_mxmlLoadString(mxml_node_t *top, const char *text, mxml_load_cb_t callback) {
+  return gsLibraryWithoutMemory ? nullptr : __real_mxmlLoadString(top, text, callback);
+}
 
 namespace {
 
@@ -15,6 +27,13 @@ using kelvane::XmlOwner;
 
 XmlOwner load(const std::string &document) {
   return kelvane::xml_load(document.c_str(), document.size());
+}
+
+XmlOwner load_descriptor(int descriptor) {
+  bool no_memory = true;
+  XmlOwner loaded = kelvane::xml_load_descriptor(descriptor, &no_memory);
+  EXPECT_FALSE(no_memory);
+  return loaded;
 }
 
 std::string text_of(const std::string &document) {
@@ -32,18 +51,37 @@ TEST(Xml, LoadsWhatTheGatePasses) {
 TEST(Xml, LoadsFromADescriptorAndLeavesItOpen) {
   support::TempDir dir;
   kelvane::DescriptorOwner file(open(dir.write("a.xml", "<a><t>x</t></a>").c_str(), O_RDONLY | O_CLOEXEC));
-  const XmlOwner xml = kelvane::xml_load_descriptor(file.get());
+  const XmlOwner xml = load_descriptor(file.get());
   EXPECT_STREQ(kelvane::xml_find_text(xml.get(), "t").get(), "x");
   EXPECT_NE(fcntl(file.get(), F_GETFD), -1);
-  EXPECT_FALSE(kelvane::xml_load_descriptor(file.get()).present()) << "at its end";
-  EXPECT_FALSE(kelvane::xml_load_descriptor(-1).present());
+  EXPECT_FALSE(load_descriptor(file.get()).present()) << "at its end";
+  EXPECT_FALSE(load_descriptor(-1).present());
 }
 
 TEST(Xml, LoadsNothingThatIsTooLong) {
   support::TempDir dir;
   const std::string document = "<a>" + std::string(kelvane::kXmlMaxBytes, ' ') + "</a>";
   kelvane::DescriptorOwner file(open(dir.write("a.xml", document).c_str(), O_RDONLY | O_CLOEXEC));
-  EXPECT_FALSE(kelvane::xml_load_descriptor(file.get()).present());
+  EXPECT_FALSE(load_descriptor(file.get()).present());
+}
+
+TEST(Xml, TellsWhenMemoryRunsOut) {
+  support::TempDir dir;
+  const std::string path = dir.write("a.xml", "<a><t>" + std::string(1486, 'x') + "</t></a>");
+  bool no_memory = false;
+  {
+    const refused_memory::Refusal refusal(1501);
+    const kelvane::DescriptorOwner file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    EXPECT_FALSE(kelvane::xml_load_descriptor(file.get(), &no_memory).present());
+    EXPECT_TRUE(no_memory);
+  }
+  // The library has none for what the gate has passed.
+  gsLibraryWithoutMemory = true;
+  const kelvane::DescriptorOwner file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  no_memory = false;
+  EXPECT_FALSE(kelvane::xml_load_descriptor(file.get(), &no_memory).present());
+  EXPECT_TRUE(no_memory);
+  gsLibraryWithoutMemory = false;
 }
 
 TEST(NodeText, JoinsWordsWithOneSpaceEach) {
