@@ -6,14 +6,13 @@
 #include <set>
 #include <vector>
 
+#include "platform/reference/database.h"
 #include "platform/reference/reference.h"
 #include "tests/fuzz/quick_sqlite.h"
 
 namespace fuzz {
 
 namespace {
-
-constexpr uint32_t kTables[] = {280, 330, 340, 440};
 
 std::vector<char> record_named(uint32_t table, const std::string &name) {
   std::vector<char> record(cmdb.tables[table]->record_size);
@@ -71,8 +70,17 @@ void set_ssh_key(uint32_t table, const std::string &text) {
   ssh_pubkey_data_set("admin", text.c_str(), static_cast<int32_t>(table % 5));
 }
 
+void connect_again(uint32_t, const std::string &) {
+  require(cmf_write_config(cmf_get_cur_domain_id()) == 0, "what is pending is written");
+  const std::string before = all_records();
+  conf_end();
+  require(conf_init() == 0, "there is a connection again");
+  require(all_records() == before, "what was written is found again");
+}
+
 constexpr void (*kCalls[])(uint32_t, const std::string &) = {
-    append, rename_record, change_in_session, delete_in_session, append_child, write_pending, set_ssh_key};
+    append,       rename_record, change_in_session, delete_in_session,
+    append_child, write_pending, set_ssh_key,       connect_again};
 
 std::string records_of(uint32_t table) {
   std::string shown;
@@ -130,6 +138,11 @@ std::string factory_database() {
   const support::TempDir folder;
   reference_set_root(folder.path().c_str());
   require(conf_init() == 0, "there is a connection");
+  require(sqlite3_exec(kelvane::reference::database(),
+                       "DELETE FROM records WHERE EXISTS (SELECT 1 FROM records AS other WHERE other.table_number = "
+                       "records.table_number AND other.key_number < records.key_number)",
+                       nullptr, nullptr, nullptr) == SQLITE_OK,
+          "there are fewer records");
   conf_end();
   return folder.read("data/etc/kelvane-config.db");
 }
