@@ -100,8 +100,9 @@ int32_t metadata_certificates_fetch() {
   json_object *list = json_member(document.get(), "certificates", json_type_array);
   const size_t count = list != nullptr ? json_object_array_length(list) : 0;
   CurlListOwner headers;
-  if (metadata_certificate_headers(&headers) != 0) {
-    return -1;
+  // That was the list, so it is not asked for again at once, deliberately.
+  if (count == 0 || metadata_certificate_headers(&headers) != 0) {
+    return 0;
   }
   for (size_t i = 0; i < count; i++) {
     const char *url = json_member_text(json_object_array_get_idx(list, i), "certificateDataUri");

@@ -25,9 +25,8 @@ BioOwner metadata_cms_pem(const char *data);
 // Takes one fetched document over into the stores. OpenSSL's error queue is empty afterwards.
 void processJSONCertificate(json_object *document);
 
-// Fetches the list, and each certificate that it names. 0; -1 when the list could not be fetched, or
-// memory for the header ran out. Each container clears the certificate store first, so that of several the last one is
-// kept.
+// Fetches the list, and each certificate that it names; none without memory for the header. 0; -1 when the list could
+// not be fetched. Each container clears the certificate store first, so that of several the last one is kept.
 int32_t metadata_certificates_fetch();
 
 }  // namespace kelvane

@@ -317,10 +317,19 @@ TEST_F(MetadataCertificatesTest, WithoutMemoryForTheHeaderThereIsNoneAndOneLineS
 }
 
 TEST_F(MetadataCertificatesTest, WithoutMemoryForTheHeaderNoCertificateIsFetched) {
-  serve(kCertificatesUrl, list_of({"http://certificates.test/1"}));
+  recording::set_debug_level(1);
+  serve(kCertificatesUrl, list_of({"http://certificates.test/1", "http://certificates.test/2"}));
   spies::spies().refuse_list_append = 1;
-  EXPECT_EQ(protocol_->get_certs(protocol_), -1);
+  EXPECT_EQ(protocol_->get_certs(protocol_), 0) << "the list itself came";
   EXPECT_EQ(peer_->request_lines(), Lines{std::string("GET ") + kCertificatesUrl});
+  EXPECT_EQ(recording::messages(),
+            Lines{"[kelvane]: no memory for the certificate header, what needs it is not fetched\n"});
+}
+
+TEST_F(MetadataCertificatesTest, AnEmptyListNeedsNoHeader) {
+  serve(kCertificatesUrl, list_of({}));
+  EXPECT_EQ(protocol_->get_certs(protocol_), 0);
+  EXPECT_EQ(spies::spies().freed_lists.size(), 0u);
 }
 
 TEST_F(MetadataCertificatesTest, AListThatDoesNotComeIsMinusOne) {
