@@ -37,6 +37,15 @@ bool has_key_id(const CertRecord *record, const uint8_t *key_id, size_t length) 
   return record->key_id_length == length && memcmp(record->key_id, key_id, length) == 0;
 }
 
+CertRecord *find_record(const uint8_t *key_id, size_t length) {
+  for (int32_t i = 0; i < gsCertStore.count; i++) {
+    if (has_key_id(&gsCertStore.records[i], key_id, length)) {
+      return &gsCertStore.records[i];
+    }
+  }
+  return nullptr;
+}
+
 CertRecord *append_record(const uint8_t *key_id, size_t length) {
   if (gsCertStore.count < 0 || gsCertStore.count >= kCapacity) {
     return nullptr;
@@ -54,12 +63,8 @@ CertRecord *append_record(const uint8_t *key_id, size_t length) {
 
 // The record of a key id, made if new; null when the store is full or memory ran out.
 CertRecord *CertStoreSlot(const uint8_t *key_id, size_t length) {
-  for (int32_t i = 0; i < gsCertStore.count; i++) {
-    if (has_key_id(&gsCertStore.records[i], key_id, length)) {
-      return &gsCertStore.records[i];
-    }
-  }
-  return append_record(key_id, length);
+  CertRecord *record = find_record(key_id, length);
+  return record != nullptr ? record : append_record(key_id, length);
 }
 
 void dump_certificate(int32_t i, X509 *certificate) {
@@ -105,6 +110,10 @@ int32_t CertStoreFind(const char *thumbprint, X509 **certificate, EVP_PKEY **key
     }
   }
   return 0;
+}
+
+bool cert_store_has_room(const uint8_t *key_id, size_t key_id_length) {
+  return gsCertStore.count < kCapacity || find_record(key_id, key_id_length) != nullptr;
 }
 
 void CertStoreCert(const uint8_t *key_id, size_t key_id_length, X509 *certificate) {

@@ -15,6 +15,9 @@ namespace kelvane {
 // certificate and key lent through the outputs (either may come out null); else 0, outputs untouched.
 int32_t CertStoreFind(const char *thumbprint, X509 **certificate, EVP_PKEY **key);
 
+// Whether there is a record of that key id, or one left for it: else nothing that comes under it is kept.
+bool cert_store_has_room(const uint8_t *key_id, size_t key_id_length);
+
 // Attach a certificate or a key to the record of a key id, made if new. Ownership passes in every case; a second one
 // for the same key id, or one that finds the store full, is freed.
 void CertStoreCert(const uint8_t *key_id, size_t key_id_length, X509 *certificate);

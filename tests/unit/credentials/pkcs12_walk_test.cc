@@ -1,6 +1,7 @@
 // The walk of a container: which bags reach the certificate store and the offer of SSH keys, and where it stops.
 #include "credentials/pkcs12_walk.h"
 
+#include <algorithm>
 #include <chrono>
 
 #include "credentials/cert_store.h"
@@ -164,6 +165,24 @@ class Pkcs12WalkTest : public RecordingTest {
       all.push_back(offer.fingerprint);
     }
     return all;
+  }
+
+  struct Pairs {
+    std::string keys;
+    std::string certificates;
+  };
+  // So many pairs as two contents, each key and the certificates as a whole behind so many iterations. The certificate
+  // that is the last with room in the store is other_, all others are certificate_; the key is key_ throughout.
+  Pairs pairs_behind(int count, int iterations) const {
+    const std::string algorithm = containers::pbkdf2_algorithm(iterations);
+    std::vector<std::string> keys;
+    std::vector<std::string> certificates;
+    for (int i = 0; i < count; i++) {
+      const std::string id = local_key_id(std::to_string(i));
+      keys.push_back(shrouded_bag(der(key_), id, "", algorithm));
+      certificates.push_back(certificate_bag(i == std::min(count, 20) - 1 ? other_ : certificate_, id));
+    }
+    return {data_content(keys), encrypted_content(certificates, "", algorithm)};
   }
 
   const Key key_ = rsa_key(1);
@@ -580,16 +599,59 @@ TEST_F(Pkcs12WalkTest, KeysAndContentsPayFromOneBudget) {
 }
 
 TEST_F(Pkcs12WalkTest, AFullStoreOfThePlatformsOwnKindStaysWithinTheBudget) {
-  std::vector<std::string> keys;
-  std::vector<std::string> certificates;
-  const std::string algorithm = containers::pbkdf2_algorithm(2000);
-  for (int i = 0; i < 20; i++) {
-    keys.push_back(shrouded_bag(der(key_), local_key_id(std::to_string(i)), "", algorithm));
-    certificates.push_back(certificate_bag(certificate_, local_key_id(std::to_string(i))));
-  }
-  walk({encrypted_content(certificates, "", algorithm), data_content(keys)});
+  const Pairs pairs = pairs_behind(20, 2000);
+  walk({pairs.certificates, pairs.keys});
   EXPECT_EQ(last_dump_line(), records(20));
   EXPECT_TRUE(stored_with_key(certificate_, key_));
+  EXPECT_TRUE(stored_with_key(other_, key_));
+}
+
+// The containers that docs/operations.md names.
+TEST_F(Pkcs12WalkTest, OfPairsWithTenThousandIterationsEightAreTaken) {
+  const Pairs eight = pairs_behind(8, 10000);
+  walk({eight.keys, eight.certificates});
+  EXPECT_EQ(last_dump_line(), records(8));
+  EXPECT_TRUE(stored_with_key(other_, key_));
+  const Pairs nine = pairs_behind(9, 10000);
+  walk({nine.keys, nine.certificates});
+  EXPECT_EQ(last_dump_line(), records(9));
+  EXPECT_TRUE(absent(certificate_)) << "there are keys alone";
+  EXPECT_TRUE(absent(other_));
+  walk({nine.certificates, nine.keys});
+  EXPECT_TRUE(stored_with_key(certificate_, key_));
+  EXPECT_TRUE(stored_alone(other_)) << "its key, the ninth, is too much";
+}
+
+// Twice what the store holds, keys in front: the keys beyond it take nothing from the certificates of the others.
+TEST_F(Pkcs12WalkTest, KeysThatFindNoRoomAreNotPaidFor) {
+  const Pairs pairs = pairs_behind(40, 2000);
+  walk({pairs.keys, pairs.certificates});
+  EXPECT_EQ(last_dump_line(), records(20));
+  EXPECT_TRUE(stored_with_key(certificate_, key_));
+  EXPECT_TRUE(stored_with_key(other_, key_)) << "the last that has room";
+  EXPECT_EQ(offers.size(), 40u);
+  Lines calls{"safes", "data"};
+  calls.insert(calls.end(), 20, "key(\"\", 0)");
+  calls.push_back("encrypted(\"\", -1)");
+  EXPECT_EQ(unpacked, calls);
+}
+
+TEST_F(Pkcs12WalkTest, InAFullStoreOnlyKeysWithANewIdAreNotDecrypted) {
+  std::vector<std::string> bags;
+  for (int i = 0; i < 20; i++) {
+    bags.push_back(certificate_bag(certificate_, local_key_id(std::to_string(i))));
+  }
+  bags.push_back(expensive_bag(2147483647, local_key_id("20")));
+  bags.push_back(shrouded_bag(der(key_), local_key_id("0")));
+  bags.push_back(shrouded_bag(der(key_)));
+  bags.push_back(certificate_bag(other_, local_key_id("0")));
+  bags.push_back(expensive_bag(1));
+  bags.push_back(certificate_bag(other_, local_key_id("1")));
+  walk({data_content(bags)});
+  EXPECT_EQ(last_dump_line(), records(20));
+  EXPECT_TRUE(stored_with_key(certificate_, key_)) << "of a record that was there";
+  EXPECT_EQ(offers.size(), 21u) << "a key without an id ends the walk when it is none";
+  EXPECT_EQ(unpacked, (Lines{"safes", "data", "key(\"\", 0)", "key(\"\", 0)", "key(\"\", 0)"}));
 }
 
 TEST_F(Pkcs12WalkTest, TwoHundredBagsAreTheMost) {
