@@ -20,7 +20,9 @@ namespace {
 constexpr char kStatusFile[] = "/data/etc/.plugin_status";
 
 // Elements that are read, and plugins that they may make the registry hold; what stands behind them is not read. The
-// registry compares a name with all that it has. A machine has a dozen extensions, and seldom more names than that.
+// registry compares a name with all that it has. A machine has a dozen extensions, and seldom more names than that. No
+// more are written either: a file with too many values would not be read at all, and the built-in plugins, which are
+// the first in the registry, would be lost with the rest.
 constexpr int32_t kMaxPlugins = 1000;
 
 // States that are none of ours are kept for the agent's lifetime: the records only refer to their texts.
@@ -109,14 +111,22 @@ void plugin_status_load() {
     return;
   }
   const size_t length = json_object_array_length(plugins.get());
-  for (size_t i = 0; i < length && i < kMaxPlugins && plugin_registry_count() < kMaxPlugins; i++) {
+  size_t i = 0;
+  for (; i < length && i < kMaxPlugins && plugin_registry_count() < kMaxPlugins; i++) {
     load_element(json_object_array_get_idx(plugins.get(), i));
+  }
+  if (i < length) {
+    LOG_ABOVE(0, "[kelvane]: Status Load: the first %zu of %zu plugins are taken\n", i, length);
   }
 }
 
 void plugin_status_save() {
   JsonOwner plugins(json_object_new_array());
-  for (int32_t i = 0; plugins.present() && i < plugin_registry_count(); i++) {
+  const int32_t count = plugin_registry_count();
+  if (count > kMaxPlugins) {
+    LOG_ABOVE(0, "[kelvane]: Status Save: the first %d of %d plugins are kept\n", kMaxPlugins, count);
+  }
+  for (int32_t i = 0; plugins.present() && i < count && i < kMaxPlugins; i++) {
     Plugin *plugin = plugin_registry_at(i);
     json_object *element = plugin != nullptr ? element_of(plugin) : nullptr;
     if (element != nullptr) {

@@ -402,9 +402,72 @@ TEST_F(PluginStatusFile, OfMoreThanAThousandPluginsTheFirstAreTaken) {
   for (int i = 1; i < 1001; i++) {
     text += R"(,{"name":"N)" + std::to_string(i) + R"("})";
   }
+  recording::set_debug_level(1);
   loaded(text + "]");
   ASSERT_EQ(plugin_registry_count(), 1000);
   EXPECT_STREQ(kelvane::plugin_registry_at(999)->name, "N999");
+  const std::string line = "[kelvane]: Status Load: the first 1000 of 1001 plugins are taken\n";
+  EXPECT_EQ(recording::messages(), Lines{line});
+  recording::set_debug_level(0);
+  recording::clear_trace();
+  loaded(text + "]");
+  EXPECT_EQ(recording::messages(), Lines{});
+}
+
+class ManyPlugins : public PluginStatusFile {
+ protected:
+  // The built-in plugins, one of them enabled, and so many in all, all installed; their saved file.
+  std::string saved_of(int32_t count) {
+    os_.write(kStatusFile, "[]");
+    start_again();
+    pluginManager_Find(plugin_world::kCustomScript)->state = "enabled";
+    for (int32_t i = plugin_registry_count(); i < count; i++) {
+      Plugin *plugin = pluginManager_Find(("Maker.N" + std::to_string(i)).c_str());
+      plugin->state = "installed";
+      plugin->data->installed = 1;
+      plugin->data->sequence_number = i;
+    }
+    recording::set_debug_level(1);
+    recording::clear_trace();
+    return saved();
+  }
+  // Loads the file into a registry as after a start.
+  static void start_again() {
+    plugin_world::fresh_registry();
+    kelvane::pluginManager_Init();
+  }
+};
+
+TEST_F(ManyPlugins, AThousandAreSavedAndLoadedWithoutALine) {
+  saved_of(1000);
+  start_again();
+  ASSERT_EQ(plugin_registry_count(), 1000);
+  EXPECT_EQ(shown(kelvane::plugin_registry_at(999)), "Maker.N999||installed|1|999|0||");
+  EXPECT_EQ(recording::messages(), Lines{});
+}
+
+TEST_F(ManyPlugins, OfMoreTheFirstThousandAreSavedAndALineSaysSo) {
+  const std::string thousand = saved_of(1000);
+  for (const int32_t count : {1001, 2010}) {
+    EXPECT_EQ(saved_of(count), thousand);
+    const std::string line =
+        "[kelvane]: Status Save: the first 1000 of " + std::to_string(count) + " plugins are kept\n";
+    EXPECT_EQ(recording::messages(), Lines{line});
+    recording::clear_trace();
+    start_again();
+    ASSERT_EQ(plugin_registry_count(), 1000);
+    EXPECT_STREQ(kelvane::plugin_registry_at(0)->state, "enabled") << "the built-in ones are the first";
+    EXPECT_EQ(shown(kelvane::plugin_registry_at(999)), "Maker.N999||installed|1|999|0||");
+    EXPECT_EQ(recording::messages(), Lines{}) << "all of the file was taken";
+  }
+}
+
+TEST_F(ManyPlugins, OfMoreAreSavedInSilenceAtLevelZero) {
+  saved_of(1001);
+  recording::set_debug_level(0);
+  recording::clear_trace();
+  saved();
+  EXPECT_EQ(recording::messages(), Lines{});
 }
 
 TEST_F(PluginStatusFile, AThousandPluginsAreCountedWithThoseThatWereThere) {
