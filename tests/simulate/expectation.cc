@@ -24,6 +24,7 @@ enum class Command { kInstall, kUninstall, kUpdate, kEnable, kDisable };
 Expectation gsNow;
 std::vector<Expectation> gsSteps;  // what is saved after each command of this pass
 int gsSeen = 0;
+int gsHubCommands = 0;
 bool gsForetold = false;
 int32_t gsMarker = 0;  // of the last pass; 0 for none
 
@@ -108,6 +109,7 @@ void enable_custom_script(Expected *plugin, const Wanted *entry, int32_t sequenc
                   "---errout---\n\n",
                   operation.c_str());
     put(gsNow.appliance_id, appliance.c_str());
+    gsHubCommands++;
   }
   plugin->state = State::kEnabled;
 }
@@ -257,6 +259,7 @@ void expectation_begin() {
 void expectation_begin_pass() {
   gsSteps.clear();
   gsSeen = 0;
+  gsHubCommands = 0;
   gsForetold = false;
 }
 
@@ -315,6 +318,10 @@ const Expectation &expectation() {
 
 int expectation_commands() {
   return static_cast<int>(gsSteps.size());
+}
+
+int expectation_hub_commands() {
+  return gsHubCommands;
 }
 
 int expectation_seen() {

@@ -28,6 +28,7 @@ void expectation_hub_is(const char *appliance_id);
 // What should be now, the commands of this pass, and those that were seen.
 const Expectation &expectation();
 int expectation_commands();
+int expectation_hub_commands();  // those among them that name a whole event hub
 int expectation_seen();
 
 // The settings that go with the wanted extension at index, null for none: its own under the metadata service; of the

@@ -14,6 +14,7 @@
 #include "protocol/wire/goal_state.h"
 #include "protocol/wire/status_blob.h"
 #include "tests/simulate/disk.h"
+#include "tests/simulate/event_hub.h"
 #include "tests/simulate/expectation.h"
 #include "tests/simulate/first_boot.h"
 #include "tests/simulate/memory_watch.h"
@@ -99,6 +100,7 @@ void check_plugins() {
     }
     check_plugin(*plugin, should.plugins[row]);
   }
+  event_hub_check(expectation_hub_commands());
   settle_event_hub();
   same_text("event hub", "appliance", world().written.event_hub.appliance_id, should.appliance_id);
 }
@@ -294,6 +296,7 @@ void invariants_begin_pass() {
     first_boot_over();
   }
   expectation_begin_pass();
+  event_hub_begin_pass();
 }
 
 void invariants_end_pass() {

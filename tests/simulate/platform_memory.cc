@@ -9,6 +9,7 @@
 #include "platform/platform.h"
 #include "tests/fuzz/fixed_key.h"
 #include "tests/simulate/disk.h"
+#include "tests/simulate/event_hub.h"
 #include "tests/simulate/platform_memory.h"
 #include "tests/simulate/trouble.h"
 #include "tests/simulate/world.h"
@@ -55,7 +56,9 @@ void message(const char *format, ...) {
   va_end(arguments);
 }
 
-void log_system_event(uint32_t, int32_t, int32_t, const char *, int32_t, int32_t, const char *) {}
+void log_system_event(uint32_t event_id, int32_t, int32_t, const char *, int32_t, int32_t result, const char *text) {
+  simulate::event_hub_told(event_id, result, text);
+}
 
 // A stored form that tells the password, so that it can be compared; a policy that is against all of them, in some
 // worlds.

@@ -6,6 +6,7 @@
 #include <iterator>
 
 #include "platform/platform.h"
+#include "tests/simulate/event_hub.h"
 #include "tests/simulate/trouble.h"
 #include "tests/simulate/world.h"
 
@@ -112,7 +113,9 @@ int32_t cmf_get_cur_domain_id(void) {
 }
 
 int32_t cmf_write_config(int32_t) {
-  if (platform_fails("writing the configuration")) {
+  const bool failed = platform_fails("writing the configuration") || event_hub_refused();
+  event_hub_written(!failed);
+  if (failed) {
     world().hub_in_doubt = true;
     return -1;
   }
@@ -134,8 +137,12 @@ cmf_query *cmf_query_create(uint32_t table) {
   if (!known_table(table)) {
     return nullptr;
   }
-  if (platform_fails("making a query")) {
-    world().hub_in_doubt = true;
+  const bool failed = platform_fails("making a query");
+  if (table == NCFG_TABLE_EVENT_HUB) {  // a command of its own: when it goes through, what went before does not matter
+    event_hub_asked();
+    world().hub_in_doubt = failed;
+  }
+  if (failed) {
     return nullptr;
   }
   auto *query = new Query();
