@@ -324,4 +324,15 @@ void invariants_event_queued(int32_t operation) {
   gsLife.heartbeat = wall_clock();
 }
 
+// One request of three events at the most, whatever became of the requests before it: an event is tried once.
+void invariants_events_posted(uint64_t before, int32_t more) {
+  constexpr uint64_t kMost = 3;
+  const uint64_t waited = gsLife.events - before;
+  const uint64_t should = std::min(waited, kMost);
+  if (events_posted() - before != should || more != (waited > should ? 1 : 0)) {
+    broken("of %llu waiting events %llu are posted and %d is answered", static_cast<unsigned long long>(waited),
+           static_cast<unsigned long long>(events_posted() - before), more);
+  }
+}
+
 }  // namespace simulate

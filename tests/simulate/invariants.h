@@ -14,6 +14,9 @@ void invariants_end_pass();
 // An event of this operation was queued.
 void invariants_event_queued(int32_t operation);
 
+// A look at the queue is over: how many events had been posted before it, and whether it says that more wait.
+void invariants_events_posted(uint64_t before, int32_t more);
+
 }  // namespace simulate
 
 #endif

@@ -8,8 +8,10 @@
 #include "tests/simulate/invariants.h"
 #include "tests/simulate/life.h"
 #include "tests/simulate/memory_watch.h"
+#include "tests/simulate/sent.h"
 
-// By the names that the linker knows: kelvane::GuestAgent_HandlerExtension and kelvane::AddExtensionEvent.
+// By the names that the linker knows: kelvane::GuestAgent_HandlerExtension, kelvane::AddExtensionEvent and
+// kelvane::EventHandler_Process.
 extern "C" {
 void __real__ZN7kelvane27GuestAgent_HandlerExtensionEPKNS_8ProtocolE(const kelvane::Protocol *protocol);
 void __wrap__ZN7kelvane27GuestAgent_HandlerExtensionEPKNS_8ProtocolE(const kelvane::Protocol *protocol);
@@ -17,6 +19,8 @@ void __real__ZN7kelvane17AddExtensionEventEPKciimS1_S1_(const char *name, int32_
                                                         uint64_t duration, const char *version, const char *text);
 void __wrap__ZN7kelvane17AddExtensionEventEPKciimS1_S1_(const char *name, int32_t operation, int32_t success,
                                                         uint64_t duration, const char *version, const char *text);
+int32_t __real__ZN7kelvane20EventHandler_ProcessEv(void);
+int32_t __wrap__ZN7kelvane20EventHandler_ProcessEv(void);
 int __real_main(int argc, char **argv);
 int __wrap_main(int argc, char **argv);
 
@@ -32,6 +36,13 @@ void __wrap__ZN7kelvane17AddExtensionEventEPKciimS1_S1_(const char *name, int32_
   const size_t before = simulate::allocations_bytes();
   __real__ZN7kelvane17AddExtensionEventEPKciimS1_S1_(name, operation, success, duration, version, text);
   simulate::memory_watch_event(simulate::allocations_bytes() - before);
+}
+
+int32_t __wrap__ZN7kelvane20EventHandler_ProcessEv(void) {
+  const uint64_t posted = simulate::events_posted();
+  const int32_t more = __real__ZN7kelvane20EventHandler_ProcessEv();
+  simulate::invariants_events_posted(posted, more);
+  return more;
 }
 
 int __wrap_main(int argc, char **argv) {
