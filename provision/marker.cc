@@ -16,11 +16,19 @@ namespace {
 constexpr char kMarker[] = "/data/etc/.provisioned";
 constexpr int64_t kLongestKept = 10;
 
+void tell_failure() {
+  LOG_ABOVE(0, "[kelvane]: cannot write %s: %s\n", kMarker, strerror(errno));
+}
+
+// A disc that has no room for the marker had none for the account either: what can be made of it is taken away.
 void write_marker(const char *contents) {
   DescriptorOwner marker(file_open_to_replace(kMarker, 0600));
   const size_t length = strlen(contents);
-  if (!marker.present() || (length > 0 && file_write_full(marker.get(), contents, length) != 0)) {
-    LOG_ABOVE(0, "[kelvane]: cannot write %s: %s\n", kMarker, strerror(errno));
+  if (!marker.present()) {
+    tell_failure();
+  } else if (length > 0 && file_write_full(marker.get(), contents, length) != 0) {
+    tell_failure();
+    unlink(kMarker);
   }
 }
 
