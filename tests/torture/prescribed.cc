@@ -35,8 +35,9 @@ constexpr char kNoDocument[] =
 constexpr char kWithoutKey[] = "an administrator is made with the keys that came, and is not looked at again";
 constexpr char kNotShown[] =
     "without its text the certificate is not shown, and what needs it is asked for all the same";
-constexpr char kEmptyMarker[] =
-    "that the marker is there counts; its text is for people, and a write that fails leaves none";
+constexpr char kNoRoom[] =
+    "without an address the marker is empty and finds room on a full disc, and whether the account did is not looked "
+    "at";
 constexpr char kNotMoved[] =
     "custom data is moved after the marker is written, and only by a start that provisions; it waits in "
     "/etc/tmpdata.conf";
@@ -80,6 +81,13 @@ const std::vector<Prescribed> &rows() {
        kNotLookedAt},
       {{"platform EIO *(280*"}, {"/tables/340/*/access_profile"}, kNotLookedAt},
 
+      {{"metadata: database FULL write(* in cmf_query_table_append(354 of *",
+        "metadata: database FULL write(* in add_default_gui_dashboard(*",
+        "metadata: database FULL write(* in cmf_write_config(1))",
+        "metadata: database FULL write(* in ssh_pubkey_data_set(*"},
+       {"/tables/340/operator", "/tables/340/operator/*"},
+       kNoRoom},
+
       // ---- custom data ----
       {{"platform EIO ncfg_copyfile(\"/cdrom/CustomData.bin\"*", "file E* access(/cdrom/CustomData.bin)",
         "file E* access(/etc/tmpdata.conf)", "file E* rename(/etc/tmpdata.conf)"},
@@ -88,11 +96,12 @@ const std::vector<Prescribed> &rows() {
       {{"* KILL access(/etc/tmpdata.conf)", "* KILL access(/data/etc/.customdata)", "* KILL rename(/etc/tmpdata.conf)"},
        kCustomData,
        kNotMoved},
-      {{"bytes EIO write(/data/etc/.provisioned)", "bytes ENOSPC write(/data/etc/.provisioned)"},
-       {"/files/.provisioned"},
-       kEmptyMarker},
-      {{"bytes KILL write(/data/etc/.provisioned)", "bytes POWER* write(/data/etc/.provisioned)",
-        "file POWER* rename(/etc/tmpdata.conf)", "bytes POWER* sync()"},
+      {{"file DEAD access(/etc/tmpdata.conf)", "file DEAD access(/data/etc/.customdata)",
+        "file DEAD rename(/etc/tmpdata.conf)"},
+       kCustomData,
+       kNotMoved},
+      {{"bytes DEAD write(/data/etc/.provisioned)", "bytes KILL write(/data/etc/.provisioned)",
+        "bytes POWER* write(/data/etc/.provisioned)", "file POWER* rename(/etc/tmpdata.conf)", "bytes POWER* sync()"},
        kMarked,
        kNotMoved},
 
@@ -152,8 +161,11 @@ std::string words_of_platform_call(const Strike &strike) {
   return known ? "platform EIO " + strike.site.call.substr(at + 4, strike.site.call.size() - at - 5) : "";
 }
 
+// A pattern may name the protocol in front of the words.
 bool is_meant(const Patterns &strikes, const Strike &strike) {
-  return fits_any(strikes, words_of(strike)) || fits_any(strikes, words_of_platform_call(strike));
+  const std::string words = words_of(strike);
+  return fits_any(strikes, words) || fits_any(strikes, strike.protocol + ": " + words) ||
+         fits_any(strikes, words_of_platform_call(strike));
 }
 
 }  // namespace
