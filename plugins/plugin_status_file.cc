@@ -103,6 +103,25 @@ json_object *element_of(Plugin *plugin) {
   return element.release();
 }
 
+const char *pretty_text(json_object *value) {
+  return value != nullptr ? json_object_to_json_string_ext(value, JSON_C_TO_STRING_PRETTY) : nullptr;
+}
+
+// Takes elements off the end until the file is one that is read again.
+void cut_to_readable_size(json_object *plugins) {
+  constexpr uint64_t kIndentation = 40;  // at least what an element's lines have more within the array
+  const size_t length = json_object_array_length(plugins);
+  uint64_t size = kIndentation;
+  size_t kept = 0;
+  for (; kept < length; kept++) {
+    size += strlen(text_or(pretty_text(json_object_array_get_idx(plugins, kept)), "")) + kIndentation;
+    if (size > kJsonMaxBytes) {
+      break;
+    }
+  }
+  json_object_array_del_idx(plugins, kept, length - kept);
+}
+
 }  // namespace
 
 void plugin_status_load() {
@@ -123,9 +142,6 @@ void plugin_status_load() {
 void plugin_status_save() {
   JsonOwner plugins(json_object_new_array());
   const int32_t count = plugin_registry_count();
-  if (count > kMaxPlugins) {
-    LOG_ABOVE(0, "[kelvane]: Status Save: the first %d of %d plugins are kept\n", kMaxPlugins, count);
-  }
   for (int32_t i = 0; plugins.present() && i < count && i < kMaxPlugins; i++) {
     Plugin *plugin = plugin_registry_at(i);
     json_object *element = plugin != nullptr ? element_of(plugin) : nullptr;
@@ -133,12 +149,22 @@ void plugin_status_save() {
       json_object_array_add(plugins.get(), element);
     }
   }
-  const char *text =
-      plugins.present() ? json_object_to_json_string_ext(plugins.get(), JSON_C_TO_STRING_PRETTY) : nullptr;
-  if (text != nullptr) {
-    unlink(kStatusFile);
-    file_create_with(kStatusFile, text, strlen(text));
+  const char *text = pretty_text(plugins.get());
+  bool cut = count > kMaxPlugins;
+  if (text != nullptr && strlen(text) > kJsonMaxBytes) {
+    cut_to_readable_size(plugins.get());
+    text = pretty_text(plugins.get());
+    cut = true;
   }
+  if (text == nullptr) {
+    return;
+  }
+  if (cut) {
+    LOG_ABOVE(0, "[kelvane]: Status Save: the first %zu of %d plugins are kept\n",
+              json_object_array_length(plugins.get()), count);
+  }
+  unlink(kStatusFile);
+  file_create_with(kStatusFile, text, strlen(text));
 }
 
 }  // namespace kelvane

@@ -1,7 +1,8 @@
 // The plugin status file, "/data/etc/.plugin_status": what the plugin manager knows, as one JSON array, so that a
 // restart neither repeats an enable nor forgets an installed version. Called by the plugin manager; blocks for as long
 // as the disk does. A file that is missing, unreadable, no regular file or no JSON leaves the defaults, and nothing is
-// logged. Of more than 1,000 plugins the first are taken, and the first are written; from level 1 on a line says so.
+// logged. Of more than 1,000 plugins the first are taken. No more are written, nor more than is read again
+// (kJsonMaxBytes): the first ones. From level 1 on a line tells what was cut.
 #ifndef KELVANE_PLUGINS_PLUGIN_STATUS_FILE_H
 #define KELVANE_PLUGINS_PLUGIN_STATUS_FILE_H
 

@@ -470,6 +470,32 @@ TEST_F(ManyPlugins, OfMoreAreSavedInSilenceAtLevelZero) {
   EXPECT_EQ(recording::messages(), Lines{});
 }
 
+// A name may be as long as the documents that bring it: what is written has no more than the 2 MB that are read again.
+TEST_F(ManyPlugins, WhatIsTooLongToBeReadAgainIsNotSaved) {
+  constexpr size_t kMost = 2 * 1024 * 1024;
+  const std::string built_in = saved_of(4);
+  const auto saved_with = [this](size_t length) {
+    os_.write(kStatusFile, "[]");
+    start_again();
+    pluginManager_Find(plugin_world::kCustomScript)->state = "enabled";
+    pluginManager_Find(std::string(length, 'x').c_str());
+    pluginManager_Find(std::string(1000, 'z').c_str());
+    return saved();
+  };
+  const size_t fits = kMost - saved_with(1).size() + 1;
+  EXPECT_EQ(saved_with(fits).size(), kMost);
+  EXPECT_EQ(recording::messages(), Lines{});
+  start_again();
+  EXPECT_EQ(plugin_registry_count(), 6);
+  EXPECT_LT(saved_with(fits + 1).size(), kMost);
+  EXPECT_EQ(recording::messages(), Lines{"[kelvane]: Status Save: the first 5 of 6 plugins are kept\n"});
+  start_again();
+  EXPECT_EQ(plugin_registry_count(), 5);
+  recording::clear_trace();
+  EXPECT_EQ(saved_with(kMost), built_in);
+  EXPECT_EQ(recording::messages(), Lines{"[kelvane]: Status Save: the first 4 of 6 plugins are kept\n"});
+}
+
 TEST_F(PluginStatusFile, AThousandPluginsAreCountedWithThoseThatWereThere) {
   plugin_world::fresh_registry();
   kelvane::pluginManager_Find("there");
