@@ -3,6 +3,8 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "core/base/log.h"
+
 namespace kelvane {
 
 void __makeBuffer(Buffer *buffer, const char *text) {
@@ -35,8 +37,12 @@ void __freeBuffer(Buffer *buffer) {
 size_t event_curl_recv_cb(char *data, size_t size, size_t count, void *user) {
   auto *buffer = static_cast<Buffer *>(user);
   size_t added = 0;
-  if (count == 0 || __builtin_mul_overflow(size, count, &added) || added > kBufferMaxBytes ||
+  if (count == 0) {
+    return 0;
+  }
+  if (__builtin_mul_overflow(size, count, &added) || added > kBufferMaxBytes ||
       buffer->length > kBufferMaxBytes - added) {
+    LOG_ABOVE(0, "[kelvane]: a response is over a cap and is not taken: bytes\n");
     return 0;
   }
   char *grown = static_cast<char *>(realloc(buffer->data, buffer->length + added + 1));

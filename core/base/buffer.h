@@ -1,5 +1,5 @@
-// Operations on the buffer record, the append callback that collects HTTP responses among them. Never blocks, never
-// logs; running out of memory leaves the buffer as it was, unless said otherwise.
+// Operations on the buffer record, the append callback that collects HTTP responses among them. Never blocks; logs a
+// response that is too long and nothing else; running out of memory leaves the buffer as it was, unless said otherwise.
 #ifndef KELVANE_CORE_BASE_BUFFER_H
 #define KELVANE_CORE_BASE_BUFFER_H
 

@@ -2,6 +2,7 @@
 
 #include <string.h>
 
+#include "core/base/log.h"
 #include "core/base/utf8.h"
 
 namespace kelvane {
@@ -24,14 +25,28 @@ uint64_t count_values(const char *text) {
   return values;
 }
 
+// Whoever waits for the text's values learns nowhere else why they are missing.
+JsonOwner refuse(const char *cap) {
+  LOG_ABOVE(0, "[kelvane]: a JSON text is over a cap and is not read: %s\n", cap);
+  return JsonOwner();
+}
+
 }  // namespace
 
 JsonOwner json_load(const char *text) {
   const size_t length = text != nullptr ? strlen(text) : 0;
-  if (length == 0 || length > kJsonMaxBytes || !utf8_valid(text, length) || count_values(text) > kJsonMaxValues) {
+  if (length > kJsonMaxBytes) {
+    return refuse("bytes");
+  }
+  if (length == 0 || !utf8_valid(text, length)) {
     return JsonOwner();
   }
-  return JsonOwner(json_tokener_parse(text));
+  if (count_values(text) > kJsonMaxValues) {
+    return refuse("values");
+  }
+  json_tokener_error error = json_tokener_success;
+  JsonOwner value(json_tokener_parse_verbose(text, &error));
+  return error == json_tokener_error_depth ? refuse("levels") : static_cast<JsonOwner &&>(value);
 }
 
 json_object *json_member(json_object *value, const char *name, json_type type) {

@@ -1,7 +1,8 @@
 // Loading of JSON texts that come from outside. One gate in front of json-c, as there is one in front of Mini-XML: what
 // is too long or holds too many values counts as a text that does not parse (one megabyte of "[{},{},..." becomes
 // 270 MB of objects), and so does what is not strict UTF-8: json-c would take it, and whatever the agent made of such
-// texts would be JSON for nobody. Nesting is bounded by json-c itself (32 levels). Never blocks, never logs.
+// texts would be JSON for nobody. Nesting is bounded by json-c itself (32 levels). Never blocks. Logs one line for
+// what is over a cap, nothing of the text.
 #ifndef KELVANE_CORE_BASE_JSON_H
 #define KELVANE_CORE_BASE_JSON_H
 

@@ -5,15 +5,50 @@
 
 #include "core/base/buffer.h"
 #include "core/base/file.h"
+#include "core/base/log.h"
 #include "core/base/xml_gate.h"
 
 namespace kelvane {
 
 namespace {
 
+// What the document has too much of; null when the verdict is not about a cap.
+const char *cap_of(XmlGateVerdict verdict) {
+  switch (verdict) {
+    case XmlGateVerdict::kTooLong:
+      return "bytes";
+    case XmlGateVerdict::kTooManyNodes:
+      return "words and other nodes";
+    case XmlGateVerdict::kTooManyElements:
+      return "elements";
+    case XmlGateVerdict::kTooManyReferences:
+      return "references";
+    case XmlGateVerdict::kTooManyAttributes:
+      return "attributes";
+    case XmlGateVerdict::kTooDeep:
+      return "levels";
+    case XmlGateVerdict::kPassed:
+    case XmlGateVerdict::kEmpty:
+    case XmlGateVerdict::kNotUtf8:
+    case XmlGateVerdict::kNotWellFormed:
+      break;
+  }
+  return nullptr;
+}
+
+// Whoever waits for the document learns nowhere else why it is as good as none.
+void tell_refusal(XmlGateVerdict verdict) {
+  const char *cap = cap_of(verdict);
+  if (cap != nullptr) {
+    LOG_ABOVE(0, "[kelvane]: an XML document is over a cap and is not read: %s\n", cap);
+  }
+}
+
 // The library reads all that the gate passes: without memory only there is no tree.
 XmlOwner load(const char *bytes, uint64_t length, bool *no_memory) {
-  if (xml_gate_check(bytes, length) != XmlGateVerdict::kPassed) {
+  const XmlGateVerdict verdict = xml_gate_check(bytes, length);
+  if (verdict != XmlGateVerdict::kPassed) {
+    tell_refusal(verdict);
     return XmlOwner();
   }
   XmlOwner loaded(mxmlLoadString(nullptr, bytes, MXML_NO_CALLBACK));
@@ -32,6 +67,9 @@ XmlOwner xml_load_descriptor(int descriptor, bool *no_memory) {
   BufferOwner document;
   const int32_t result = file_read_all(descriptor, kXmlMaxBytes, document.get());
   *no_memory = result == kFileNoMemory;
+  if (result == kFileTooLong) {
+    tell_refusal(XmlGateVerdict::kTooLong);
+  }
   if (result != 0 || document.empty()) {
     return XmlOwner();
   }

@@ -1,6 +1,7 @@
 // XML documents: the owner of a Mini-XML tree, loading through the gate, and the reading of element texts. Mini-XML
 // never sees a byte from outside that the gate (core/base/xml_gate.h) has not passed; what the gate refuses counts as a
-// document that does not parse. Does not block but for the file it reads; nothing is logged.
+// document that does not parse. Does not block but for the file it reads. Logs one line for what is over a cap, nothing
+// of the document, and nothing for what is not well-formed.
 #ifndef KELVANE_CORE_BASE_XML_H
 #define KELVANE_CORE_BASE_XML_H
 

@@ -27,7 +27,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   fuzz::require(complete == (std::string(transcript).rfind("Command is finished.\n---stdout---\n", 0) == 0) &&
                     (complete || std::string(transcript) == "untouched"),
                 "the transcript tells what was stored");
-  fuzz::require(recording::log_text().empty() && recording::open_queries() == 0, "no log line and no query is left");
+  fuzz::require(fuzz::logged().empty() && recording::open_queries() == 0, "no log line and no query is left");
   recording::clear_trace();
   return 0;
 }

@@ -10,7 +10,7 @@ namespace {
 std::string values(const std::string &document) {
   bool no_memory = false;
   kelvane::XmlOwner tree = kelvane::OvfEnvLoad(&no_memory);
-  const std::string loading = recording::log_text();
+  const std::string loading = fuzz::logged();
   fuzz::require(loading.find("parsing ovf-env.xml\n[kelvane]: OvfEnvLoad:236 - done") != std::string::npos,
                 "loading logs nothing of the document");
   kelvane::Text host_name, user_name, password;

@@ -13,7 +13,7 @@ namespace {
 
 std::string decrypted(const std::string &text) {
   const kelvane::JsonSecretOwner value = kelvane::HandlerUtilParseProtectedSettings(text.c_str(), nullptr);
-  fuzz::require(recording::log_text().empty(), "nothing is logged below the trace level");
+  fuzz::require(fuzz::logged().empty(), "nothing is logged below the trace level");
   ERR_clear_error();
   const char *shown = value.present() ? json_object_to_json_string(value.get()) : "null";
   fuzz::require(fuzz::is_loose_json(shown), "what is decrypted is JSON");

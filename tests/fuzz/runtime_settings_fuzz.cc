@@ -21,6 +21,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   if (document.present()) {
     fuzz::require(fuzz::is_loose_json(json_object_to_json_string(document.get())), "the document is JSON again");
   }
-  fuzz::require(recording::log_text().empty(), "nothing is logged below the trace level");
+  fuzz::require(fuzz::logged().empty(), "nothing is logged below the trace level");
   return 0;
 }

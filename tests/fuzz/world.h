@@ -16,6 +16,9 @@ namespace fuzz {
 // Before each input: log and trace empty, this debug level. The first time makes the transport certificate.
 void start(int32_t debug_level = 7);
 
+// What was logged but for the lines that tell which cap a document is over.
+std::string logged();
+
 // What the certificate store holds, as its dump shows it, which must tell 20 records at the most; the log is empty
 // afterwards.
 std::string certificate_store();

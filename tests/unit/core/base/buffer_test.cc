@@ -5,6 +5,7 @@
 
 #include <string>
 
+#include "tests/support/recording_fixture.h"
 #include "tests/support/refused_memory.h"
 
 namespace {
@@ -97,19 +98,27 @@ TEST(ReceiveCallback, OverflowIsRefusedAndTheBufferStays) {
   EXPECT_EQ(buffer.length(), 3u);
 }
 
+class ReceiveCallbackCap : public RecordingTest {};
+
 // 32 MiB, and not a byte more.
-TEST(ReceiveCallback, AResponseHasABound) {
+TEST_F(ReceiveCallbackCap, AResponseHasABoundAndOneLineTellsOfIt) {
+  recording::set_debug_level(1);
   BufferOwner buffer;
   std::string half(16777216, 'x');
   EXPECT_EQ(kelvane::event_curl_recv_cb(half.data(), 1, 16777216, buffer.get()), 16777216u);
   EXPECT_EQ(kelvane::event_curl_recv_cb(half.data(), 4096, 4096, buffer.get()), 4096u);
   EXPECT_EQ(buffer.length(), 33554432u);
+  EXPECT_EQ(recording::messages(), Lines{});
   EXPECT_EQ(kelvane::event_curl_recv_cb(half.data(), 1, 1, buffer.get()), 0u);
   EXPECT_EQ(buffer.length(), 33554432u);
+  EXPECT_EQ(recording::messages(), Lines{"[kelvane]: a response is over a cap and is not taken: bytes\n"});
+  recording::set_debug_level(0);
+  recording::clear_trace();
   BufferOwner empty;
   std::string over(33554433, 'x');
   EXPECT_EQ(kelvane::event_curl_recv_cb(over.data(), 1, 33554433, empty.get()), 0u);
   EXPECT_EQ(empty.data(), nullptr);
+  EXPECT_EQ(recording::messages(), Lines{});
 }
 
 }  // namespace

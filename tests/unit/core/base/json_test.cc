@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "tests/support/recording_fixture.h"
 #include "tests/support/watched_memory.h"
 
 namespace {
@@ -73,6 +74,37 @@ TEST(Json, WhatStandsInAStringDoesNotCount) {
 TEST(Json, NestingEndsAtThirtyTwoLevels) {
   EXPECT_TRUE(loads(std::string(31, '[') + std::string(31, ']')));
   EXPECT_FALSE(loads(std::string(40, '[') + std::string(40, ']')));
+}
+
+// ---- what is over a cap ----
+
+class JsonCaps : public RecordingTest {
+ protected:
+  // The lines that a text that is refused leaves in the log.
+  static Lines refusal(const std::string &text) {
+    recording::clear_trace();
+    EXPECT_FALSE(loads(text));
+    return recording::messages();
+  }
+};
+
+TEST_F(JsonCaps, WhichOneItWasIsLogged) {
+  recording::set_debug_level(1);
+  const std::string line = "[kelvane]: a JSON text is over a cap and is not read: ";
+  EXPECT_EQ(refusal("\"" + std::string(2097151, 'x') + "\""), Lines{line + "bytes\n"});
+  EXPECT_EQ(refusal("[" + std::string(20000, ',') + "]"), Lines{line + "values\n"});
+  EXPECT_EQ(refusal(std::string(40, '[') + std::string(40, ']')), Lines{line + "levels\n"});
+  recording::set_debug_level(0);
+  EXPECT_EQ(refusal(std::string(40, '[') + std::string(40, ']')), Lines{});
+}
+
+TEST_F(JsonCaps, WhatIsNoJsonIsRefusedWithoutAWord) {
+  recording::set_debug_level(100);
+  for (const char *text : {"", "no JSON", "{", "[1", "null", "\xff"}) {
+    EXPECT_EQ(refusal(text), Lines{}) << text;
+  }
+  EXPECT_TRUE(loads(std::string(31, '[') + std::string(31, ']')));
+  EXPECT_EQ(recording::messages(), Lines{});
 }
 
 TEST(Json, AMemberIsFoundByNameAndType) {

@@ -8,6 +8,7 @@
 #include "core/base/file.h"
 #include "core/base/xml_caps.h"
 #include "tests/support/files.h"
+#include "tests/support/recording_fixture.h"
 #include "tests/support/refused_memory.h"
 
 extern "C" {
@@ -82,6 +83,59 @@ TEST(Xml, TellsWhenMemoryRunsOut) {
   EXPECT_FALSE(kelvane::xml_load_descriptor(file.get(), &no_memory).present());
   EXPECT_TRUE(no_memory);
   gsLibraryWithoutMemory = false;
+}
+
+// ---- what is over a cap ----
+
+std::string repeated(const std::string &text, size_t times) {
+  std::string out;
+  for (size_t i = 0; i < times; i++) {
+    out += text;
+  }
+  return out;
+}
+
+class XmlCaps : public RecordingTest {
+ protected:
+  // The lines that a document that is refused leaves in the log.
+  static Lines refusal(const std::string &document) {
+    recording::clear_trace();
+    EXPECT_FALSE(load(document).present());
+    return recording::messages();
+  }
+};
+
+TEST_F(XmlCaps, WhichOneItWasIsLogged) {
+  recording::set_debug_level(1);
+  const std::string line = "[kelvane]: an XML document is over a cap and is not read: ";
+  EXPECT_EQ(refusal("<a>" + std::string(2097152, ' ') + "</a>"), Lines{line + "bytes\n"});
+  EXPECT_EQ(refusal("<a>" + repeated("w ", 65537) + "</a>"), Lines{line + "words and other nodes\n"});
+  EXPECT_EQ(refusal("<a>" + repeated("<b/>", 8192) + "</a>"), Lines{line + "elements\n"});
+  EXPECT_EQ(refusal("<a>" + repeated("&lt;", 65537) + "</a>"), Lines{line + "references\n"});
+  EXPECT_EQ(refusal("<a>" + repeated("<b c=''/>", 4097) + "</a>"), Lines{line + "attributes\n"});
+  EXPECT_EQ(refusal(repeated("<a>", 17) + repeated("</a>", 17)), Lines{line + "levels\n"});
+}
+
+TEST_F(XmlCaps, TheLineIsAFailures) {
+  EXPECT_EQ(refusal(repeated("<a>", 17) + repeated("</a>", 17)), Lines{});
+}
+
+TEST_F(XmlCaps, AFileThatIsTooLongIsLogged) {
+  recording::set_debug_level(1);
+  support::TempDir dir;
+  const std::string path = dir.write("a.xml", "<a>" + std::string(2097152, ' ') + "</a>");
+  const kelvane::DescriptorOwner file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  EXPECT_FALSE(load_descriptor(file.get()).present());
+  EXPECT_EQ(recording::messages(), Lines{"[kelvane]: an XML document is over a cap and is not read: bytes\n"});
+}
+
+TEST_F(XmlCaps, WhatIsNoXmlIsRefusedWithoutAWord) {
+  recording::set_debug_level(100);
+  for (const char *document : {"", "no XML", "<a>", "<a>\xFF</a>", "<a b='1' b='2'/>", "<!DOCTYPE a><a/>"}) {
+    EXPECT_EQ(refusal(document), Lines{}) << document;
+  }
+  EXPECT_TRUE(load("<a>" + repeated("<b/>", 8191) + "</a>").present());
+  EXPECT_EQ(recording::messages(), Lines{});
 }
 
 TEST(NodeText, JoinsWordsWithOneSpaceEach) {
