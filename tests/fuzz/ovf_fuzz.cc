@@ -29,9 +29,8 @@ std::string values(const std::string &document) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-  static FakeOs os;
+  static FakeOs os({"access", "close", "open"});
   static const fuzz::ServedFile file(os, "/cdrom/ovf-env.xml");
-  os.hide({"access", "close", "open"});
   fuzz::start();
   const std::string document = fuzz::bytes_of(data, size);
   file.serve(document);

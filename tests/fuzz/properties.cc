@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <sstream>
 
 #include "core/base/json_owners.h"
@@ -29,18 +30,18 @@ bool is_utf8(const std::string &bytes) {
 }
 
 void require_text(const char *text) {
-  require(text == nullptr || is_utf8(text), "a text is UTF-8");
+  require(text == nullptr || kelvane::utf8_valid(text, std::strlen(text)), "a text is UTF-8");
 }
 
 namespace {
 
 bool parses(const char *text, int flags) {
-  json_tokener *tokener = json_tokener_new_ex(128);
+  static json_tokener *const tokener = json_tokener_new_ex(128);
+  json_tokener_reset(tokener);
   json_tokener_set_flags(tokener, flags);
   json_object *value = json_tokener_parse_ex(tokener, text, -1);
   const bool good = json_tokener_get_error(tokener) == json_tokener_success;
   json_object_put(value);
-  json_tokener_free(tokener);
   return good;
 }
 

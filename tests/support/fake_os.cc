@@ -44,7 +44,7 @@ std::string error_name(int error) {
 
 bool outside(const char *path) {
   return current == nullptr || path == nullptr || path[0] != '/' || std::strncmp(path, "/tmp/", 5) == 0 ||
-         std::strncmp(path, "/proc/", 6) == 0 || std::string(path).rfind(current->real("/"), 0) == 0;
+         std::strncmp(path, "/proc/", 6) == 0 || current->is_real(path);
 }
 
 // Writes the call down and makes it, unless it is to fail; a call that fails by itself is written down so, too.
@@ -65,7 +65,7 @@ int perform(const std::string &name, const std::string &arguments, Call call) {
 
 }  // namespace
 
-FakeOs::FakeOs() {
+FakeOs::FakeOs(const std::set<std::string> &hidden) : hidden_(hidden) {
   for (const char *folder : {"dev", "cdrom", "etc", "data/etc/ssh", "var/run"}) {
     root_.write(std::string(folder) + "/.keep", "");
   }
@@ -80,7 +80,16 @@ std::string FakeOs::real(const std::string &path) const {
   return root_.path() + path;
 }
 
+bool FakeOs::is_real(const char *path) const {
+  const size_t length = root_.path().size();
+  return std::strncmp(path, root_.path().c_str(), length) == 0 && path[length] == '/';
+}
+
 std::optional<int> FakeOs::enter(const std::string &name, const std::string &arguments) {
+  const bool shown = hidden_.count(name) == 0;
+  if (!shown && failures_.empty()) {
+    return std::nullopt;
+  }
   const std::string text = name + "(" + arguments + ")";
   std::optional<int> error;
   const auto failure = failures_.find(text);
@@ -88,7 +97,7 @@ std::optional<int> FakeOs::enter(const std::string &name, const std::string &arg
     failure->second.times--;
     error = failure->second.error;
   }
-  if (hidden_.count(name) == 0) {
+  if (shown) {
     recording::note(text + (error ? std::string(" -> ") + error_name(*error) : ""));
   }
   return error;

@@ -29,7 +29,8 @@
 
 class FakeOs {
  public:
-  FakeOs();
+  // Calls of these names, "time" for instance, are left out of the trace.
+  explicit FakeOs(const std::set<std::string> &hidden = {});
   ~FakeOs();
   FakeOs(const FakeOs &) = delete;
   FakeOs &operator=(const FakeOs &) = delete;
@@ -39,10 +40,12 @@ class FakeOs {
   std::string read(const std::string &path) const { return root_.read(path.substr(1)); }
   bool exists(const std::string &path) const { return support::exists(real(path)); }
   std::string real(const std::string &path) const;
+  // Whether a path is such a real one.
+  bool is_real(const char *path) const;
 
   // Calls whose text (as in the trace, without ending) is this one fail from now on; times < 0: always.
   void fail(const std::string &text, int error, int times = -1) { failures_[text] = {error, times}; }
-  // Calls of these names, "time" for instance, are left out of the trace.
+  // The same from now on, in place of the earlier names.
   void hide(const std::set<std::string> &names) { hidden_ = names; }
 
   time_t now = 1700000000;

@@ -9,15 +9,21 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
+#include <memory>
 #include <stdexcept>
 
 namespace support {
 namespace {
 
 using Clock = std::chrono::steady_clock;
+
+struct CloseFile {
+  void operator()(std::FILE *file) const { std::fclose(file); }
+};
+using FilePtr = std::unique_ptr<std::FILE, CloseFile>;
 
 struct Pipe {
   Pipe() {
@@ -127,24 +133,25 @@ std::string TempDir::read(const std::string &name) const {
   return read_file(file(name));
 }
 
+// Not by streams, which cost as much as a small input of a fuzz target.
 std::string read_file(const std::string &path) {
-  std::ifstream stream(path, std::ios::binary);
-  if (!stream) {
+  const FilePtr file(std::fopen(path.c_str(), "rbe"));
+  if (file == nullptr) {
     throw std::runtime_error("cannot read " + path);
   }
   std::string bytes;
   char block[4096];
-  do {
-    stream.read(block, sizeof block);
-    bytes.append(block, static_cast<size_t>(stream.gcount()));
-  } while (stream);
+  for (size_t got = sizeof block; got == sizeof block;) {
+    got = std::fread(block, 1, sizeof block, file.get());
+    bytes.append(block, got);
+  }
   return bytes;
 }
 
 void write_file(const std::string &path, const std::string &bytes) {
-  std::ofstream stream(path, std::ios::binary | std::ios::trunc);
-  stream << bytes;
-  if (!stream.flush()) {
+  FilePtr file(std::fopen(path.c_str(), "wbe"));
+  const bool written = file != nullptr && std::fwrite(bytes.data(), 1, bytes.size(), file.get()) == bytes.size();
+  if (!written || std::fclose(file.release()) != 0) {
     throw std::runtime_error("cannot write " + path);
   }
 }
