@@ -225,12 +225,12 @@ std::string pbe_algorithm(int nid, int iterations) {
              oid(nid) + tlv(kSequence, tlv(kOctetString, "saltsalt") + integer(static_cast<uint64_t>(iterations))));
 }
 
-std::string pbkdf2_algorithm(int iterations) {
-  const std::string kdf =
-      tlv(kSequence, oid(NID_id_pbkdf2) +
-                         tlv(kSequence, tlv(kOctetString, "saltsalt") + integer(static_cast<uint64_t>(iterations))));
-  const std::string cipher = tlv(kSequence, oid(NID_aes_256_cbc) + tlv(kOctetString, "sixteen bytes IV"));
-  return tlv(kSequence, oid(NID_pbes2) + tlv(kSequence, kdf + cipher));
+std::string pbkdf2_algorithm(int iterations, int prf, int cipher) {
+  const std::string parameters = tlv(kOctetString, "saltsalt") + integer(static_cast<uint64_t>(iterations)) +
+                                 (prf != NID_undef ? tlv(kSequence, oid(prf) + tlv(5, "")) : "");
+  const std::string kdf = tlv(kSequence, oid(NID_id_pbkdf2) + tlv(kSequence, parameters));
+  const std::string encryption = tlv(kSequence, oid(cipher) + tlv(kOctetString, "sixteen bytes IV"));
+  return tlv(kSequence, oid(NID_pbes2) + tlv(kSequence, kdf + encryption));
 }
 
 std::string local_key_id(const std::string &bytes, uint8_t tag) {

@@ -56,7 +56,7 @@ std::string integer(uint64_t value);
 // ---- algorithms ----
 
 std::string pbe_algorithm(int nid, int iterations);
-std::string pbkdf2_algorithm(int iterations);
+std::string pbkdf2_algorithm(int iterations, int prf = NID_undef, int cipher = NID_aes_256_cbc);
 
 // ---- bags; attributes is what local_key_id gives, or nothing ----
 

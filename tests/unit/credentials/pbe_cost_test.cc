@@ -42,7 +42,31 @@ TEST(PbeCostTest, IsTheNumberOfIterations) {
   EXPECT_EQ(cost(pbe(integer(1))), 1u);
   EXPECT_EQ(cost(pbe(integer(2000))), 2000u);
   EXPECT_EQ(cost(pbe(integer(2147483647))), 2147483647u);
-  EXPECT_EQ(cost(containers::pbkdf2_algorithm(600000)), 600000u);
+  EXPECT_EQ(cost(containers::pbkdf2_algorithm(600000, NID_hmacWithSHA256)), 600000u);
+}
+
+TEST(PbeCostTest, OfPbkdf2CountsOncePerDigestInTheKeyAndTwiceForLongBlocks) {
+  const struct {
+    int prf;
+    int cipher;
+    uint64_t times;
+  } rows[] = {
+      {NID_undef, NID_aes_256_cbc, 2},   // HMAC-SHA-1, 32 bytes out of 20
+      {NID_undef, NID_des_ede3_cbc, 2},  // 24 out of 20
+      {NID_undef, NID_aes_128_cbc, 1},          {NID_hmacWithSHA1, NID_aes_256_cbc, 2},
+      {NID_hmacWithMD5, NID_aes_256_cbc, 2},    {NID_hmacWithMD5, NID_aes_128_cbc, 1},
+      {NID_hmacWithSHA224, NID_aes_256_cbc, 2}, {NID_hmacWithSHA256, NID_aes_256_cbc, 1},
+      {NID_hmacWithSHA384, NID_aes_256_cbc, 2}, {NID_hmacWithSHA512, NID_aes_256_cbc, 2},
+      {NID_hmacWithSHA512, NID_aes_128_cbc, 2},
+  };
+  for (const auto &row : rows) {
+    EXPECT_EQ(cost(containers::pbkdf2_algorithm(1000, row.prf, row.cipher)), 1000 * row.times)
+        << OBJ_nid2sn(row.prf) << " " << OBJ_nid2sn(row.cipher);
+  }
+  EXPECT_EQ(cost(containers::pbkdf2_algorithm(1000, NID_sha256)), 1000u) << "not known, and refused by the library";
+  EXPECT_EQ(cost(containers::pbkdf2_algorithm(1000, NID_undef, NID_sha256)), 1000u) << "the same";
+  EXPECT_EQ(cost(pbes2(oid(NID_id_pbkdf2) + tlv(kSequence, tlv(kOctetString, "saltsalt") + tlv(2, "\xFF")))),
+            kPbeCostAbsurd);
 }
 
 TEST(PbeCostTest, OfScryptIsTheProductOfItsParameters) {

@@ -173,8 +173,8 @@ class Pkcs12WalkTest : public RecordingTest {
   };
   // So many pairs as two contents, each key and the certificates as a whole behind so many iterations. The certificate
   // that is the last with room in the store is other_, all others are certificate_; the key is key_ throughout.
-  Pairs pairs_behind(int count, int iterations) const {
-    const std::string algorithm = containers::pbkdf2_algorithm(iterations);
+  Pairs pairs_behind(int count, int iterations, int prf = NID_undef) const {
+    const std::string algorithm = containers::pbkdf2_algorithm(iterations, prf);
     std::vector<std::string> keys;
     std::vector<std::string> certificates;
     for (int i = 0; i < count; i++) {
@@ -562,19 +562,19 @@ TEST_F(Pkcs12WalkTest, RefusesToDeriveKeysForHours) {
 }
 
 // In this and the following test a bag costs 500 iterations beside its own.
-TEST_F(Pkcs12WalkTest, WorksForAHundredThousandIterationsAndNoMore) {
+TEST_F(Pkcs12WalkTest, WorksForAHundredAndTenThousandIterationsAndNoMore) {
   pretending = true;
-  const std::string all = expensive_bag(99000, id_);
+  const std::string all = expensive_bag(109000, id_);
   for (int round = 0; round < 2; round++) {
     unpacked.clear();
     walk({data_content({all, certificate_bag(certificate_, id_)})});
     EXPECT_TRUE(stored_with_key(certificate_, key_)) << "a budget for each container";
     EXPECT_EQ(unpacked, (Lines{"safes", "data", "key(\"\", 0)"}));
   }
-  walk({data_content({expensive_bag(99001, id_), certificate_bag(certificate_, id_)})});
+  walk({data_content({expensive_bag(109001, id_), certificate_bag(certificate_, id_)})});
   EXPECT_TRUE(absent(certificate_)) << "the certificate can no longer be paid";
   unpacked.clear();
-  walk({data_content({expensive_bag(99501, id_), certificate_bag(other_, id_)})});
+  walk({data_content({expensive_bag(109501, id_), certificate_bag(other_, id_)})});
   EXPECT_TRUE(absent(other_));
   EXPECT_EQ(unpacked, (Lines{"safes", "data"})) << "refused before anything is derived";
 }
@@ -586,7 +586,7 @@ TEST_F(Pkcs12WalkTest, KeysAndContentsPayFromOneBudget) {
       oid(NID_pkcs7_encrypted) +
           tlv(containers::kContext0,
               tlv(containers::kSequence,
-                  integer(0) + tlv(containers::kSequence, oid(NID_pkcs7_data) + containers::pbkdf2_algorithm(50000) +
+                  integer(0) + tlv(containers::kSequence, oid(NID_pkcs7_data) + containers::pbkdf2_algorithm(30000) +
                                                               tlv(0x80, "sixteen bytes...")))));
   walk({content, data_content({expensive_bag(47999, id_), expensive_bag(1, id_), certificate_bag(certificate_, id_),
                                expensive_bag(1, id_), certificate_bag(other_, local_key_id("\2"))})});
@@ -599,32 +599,43 @@ TEST_F(Pkcs12WalkTest, KeysAndContentsPayFromOneBudget) {
 }
 
 TEST_F(Pkcs12WalkTest, AFullStoreOfThePlatformsOwnKindStaysWithinTheBudget) {
-  const Pairs pairs = pairs_behind(20, 2000);
-  walk({pairs.certificates, pairs.keys});
-  EXPECT_EQ(last_dump_line(), records(20));
-  EXPECT_TRUE(stored_with_key(certificate_, key_));
-  EXPECT_TRUE(stored_with_key(other_, key_));
+  for (const int prf : {NID_undef, NID_hmacWithSHA256}) {  // with the first an iteration counts twice
+    const Pairs pairs = pairs_behind(20, 2000, prf);
+    walk({pairs.certificates, pairs.keys});
+    EXPECT_EQ(last_dump_line(), records(20));
+    EXPECT_TRUE(stored_with_key(certificate_, key_));
+    EXPECT_TRUE(stored_with_key(other_, key_));
+  }
 }
 
 // The containers that docs/operations.md names.
-TEST_F(Pkcs12WalkTest, OfPairsWithTenThousandIterationsEightAreTaken) {
-  const Pairs eight = pairs_behind(8, 10000);
-  walk({eight.keys, eight.certificates});
-  EXPECT_EQ(last_dump_line(), records(8));
-  EXPECT_TRUE(stored_with_key(other_, key_));
-  const Pairs nine = pairs_behind(9, 10000);
+TEST_F(Pkcs12WalkTest, OfPairsWithTenThousandIterationsNineAreTaken) {
+  const Pairs nine = pairs_behind(9, 10000, NID_hmacWithSHA256);
   walk({nine.keys, nine.certificates});
   EXPECT_EQ(last_dump_line(), records(9));
+  EXPECT_TRUE(stored_with_key(other_, key_));
+  const Pairs ten = pairs_behind(10, 10000, NID_hmacWithSHA256);
+  walk({ten.keys, ten.certificates});
+  EXPECT_EQ(last_dump_line(), records(10));
   EXPECT_TRUE(absent(certificate_)) << "there are keys alone";
   EXPECT_TRUE(absent(other_));
-  walk({nine.certificates, nine.keys});
+  walk({ten.certificates, ten.keys});
   EXPECT_TRUE(stored_with_key(certificate_, key_));
-  EXPECT_TRUE(stored_alone(other_)) << "its key, the ninth, is too much";
+  EXPECT_TRUE(stored_alone(other_)) << "its key, the tenth, is too much";
+}
+
+TEST_F(Pkcs12WalkTest, WhereAnIterationCountsTwiceFourAreTaken) {
+  const Pairs four = pairs_behind(4, 10000);
+  walk({four.keys, four.certificates});
+  EXPECT_TRUE(stored_with_key(other_, key_));
+  const Pairs five = pairs_behind(5, 10000);
+  walk({five.keys, five.certificates});
+  EXPECT_TRUE(absent(other_));
 }
 
 // Twice what the store holds, keys in front: the keys beyond it take nothing from the certificates of the others.
 TEST_F(Pkcs12WalkTest, KeysThatFindNoRoomAreNotPaidFor) {
-  const Pairs pairs = pairs_behind(40, 2000);
+  const Pairs pairs = pairs_behind(40, 2000, NID_hmacWithSHA256);
   walk({pairs.keys, pairs.certificates});
   EXPECT_EQ(last_dump_line(), records(20));
   EXPECT_TRUE(stored_with_key(certificate_, key_));
@@ -654,8 +665,8 @@ TEST_F(Pkcs12WalkTest, InAFullStoreOnlyKeysWithANewIdAreNotDecrypted) {
   EXPECT_EQ(unpacked, (Lines{"safes", "data", "key(\"\", 0)", "key(\"\", 0)", "key(\"\", 0)"}));
 }
 
-TEST_F(Pkcs12WalkTest, TwoHundredBagsAreTheMost) {
-  std::vector<std::string> bags(199, certificate_bag(certificate_, local_key_id("1")));
+TEST_F(Pkcs12WalkTest, TwoHundredAndTwentyBagsAreTheMost) {
+  std::vector<std::string> bags(219, certificate_bag(certificate_, local_key_id("1")));
   bags.push_back(certificate_bag(other_, local_key_id("2")));
   walk({data_content(bags)});
   EXPECT_TRUE(stored_alone(certificate_));
@@ -694,7 +705,7 @@ TEST_F(Pkcs12WalkTest, KeysThatMakeTheLibraryComputeAreBounded) {
   walk({data_content({bag(NID_keyBag, dsa_key(128), id_), certificate_bag(certificate_, local_key_id("2"))})});
   EXPECT_TRUE(stored_alone(certificate_));
   EXPECT_EQ(last_dump_line(), records(2));
-  walk({data_content({bag(NID_keyBag, dsa_key(600), id_), certificate_bag(certificate_, local_key_id("2"))})});
+  walk({data_content({bag(NID_keyBag, dsa_key(640), id_), certificate_bag(certificate_, local_key_id("2"))})});
   EXPECT_TRUE(absent(certificate_));
   EXPECT_EQ(last_dump_line(), records(0));
 }
