@@ -79,11 +79,14 @@ JsonOwner read_status_file() {
   DescriptorOwner file(file_open_to_read(kStatusFile));
   struct stat about = {};
   BufferOwner text;
-  if (!file.present() || fstat(file.get(), &about) != 0 || !S_ISREG(about.st_mode) ||
-      file_read_all(file.get(), kJsonMaxBytes, text.get()) != 0) {
+  if (!file.present() || fstat(file.get(), &about) != 0 || !S_ISREG(about.st_mode)) {
     return JsonOwner();
   }
-  return json_load(text.data());
+  const int32_t result = file_read_all(file.get(), kJsonMaxBytes, text.get());
+  if (result == kFileTooLong) {
+    LOG_ABOVE(0, "[kelvane]: Status Load: the file has more than 2 MB and is not read\n");
+  }
+  return result == 0 ? json_load(text.data()) : JsonOwner();
 }
 
 json_object *element_of(Plugin *plugin) {

@@ -34,6 +34,7 @@
 #include "tests/fuzz/world.h"
 #include "tests/fuzz/worst_containers.h"
 #include "tests/fuzz/worst_seeds.h"
+#include "tests/support/base64.h"
 
 namespace {
 
@@ -150,7 +151,7 @@ double best_of_five(const Row &row, const std::string &input) {
 std::string command_of(const std::string &input) {
   const size_t line_end = input.find('\n');
   return line_end == std::string::npos ? input
-                                       : input.substr(0, line_end) + " " + fuzz::base64(input.substr(line_end + 1));
+                                       : input.substr(0, line_end) + " " + support::base64(input.substr(line_end + 1));
 }
 
 }  // namespace

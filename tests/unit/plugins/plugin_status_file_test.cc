@@ -470,6 +470,19 @@ TEST_F(ManyPlugins, OfMoreAreSavedInSilenceAtLevelZero) {
   EXPECT_EQ(recording::messages(), Lines{});
 }
 
+TEST_F(ManyPlugins, AFileOfMoreThanTwoMegabytesIsNotReadAndALineSaysSo) {
+  const std::string two_megabytes = "[" + std::string(2 * 1024 * 1024 - 2, ' ') + "]";
+  recording::set_debug_level(1);
+  for (const std::string &file : {two_megabytes, two_megabytes + " "}) {
+    os_.write(kStatusFile, file);
+    recording::clear_trace();
+    start_again();
+    EXPECT_EQ(recording::messages(),
+              file == two_megabytes ? Lines{}
+                                    : Lines{"[kelvane]: Status Load: the file has more than 2 MB and is not read\n"});
+  }
+}
+
 // A name may be as long as the documents that bring it: what is written has no more than the 2 MB that are read again.
 TEST_F(ManyPlugins, WhatIsTooLongToBeReadAgainIsNotSaved) {
   constexpr size_t kMost = 2 * 1024 * 1024;
