@@ -64,6 +64,7 @@ TEST(PbeCostTest, OfPbkdf2CountsOncePerDigestInTheKeyAndTwiceForLongBlocks) {
         << OBJ_nid2sn(row.prf) << " " << OBJ_nid2sn(row.cipher);
   }
   EXPECT_EQ(cost(containers::pbkdf2_algorithm(1000, NID_sha256)), 1000u) << "not known, and refused by the library";
+  EXPECT_EQ(cost(containers::pbkdf2_algorithm(1000, NID_id_HMACGostR3411_94)), 1000u) << "known, but not there";
   EXPECT_EQ(cost(containers::pbkdf2_algorithm(1000, NID_undef, NID_sha256)), 1000u) << "the same";
   EXPECT_EQ(cost(pbes2(oid(NID_id_pbkdf2) + tlv(kSequence, tlv(kOctetString, "saltsalt") + tlv(2, "\xFF")))),
             kPbeCostAbsurd);
