@@ -152,7 +152,8 @@ void first_boot_media_read(bool mounted) {
   FirstBoot &boot = world().first_boot;
   if (!gsMarked) {
     boot.document = mounted || there(kKeptDocument);
-    boot.custom = (mounted && world().media.custom) || there(kWaitingData);
+    // A first boot that could leave no marker may have moved it already.
+    boot.custom = (mounted && world().media.custom) || there(kWaitingData) || there(kCustomData);
   }
 }
 
