@@ -49,12 +49,17 @@ uint64_t rounds_of(const X509_ALGOR *prf, const X509_ALGOR *encryption) {
   return static_cast<uint64_t>(parts) * (EVP_MD_block_size(digest) > 64 ? 2 : 1);
 }
 
+// N * r * p for the mixing; making and hashing the r * p blocks that are mixed takes as long as six more rounds.
+uint64_t cost_of_scrypt(const SCRYPT_PARAMS *scrypt) {
+  const uint64_t rounds = count_of(scrypt->costParameter);
+  const uint64_t blocks = product(count_of(scrypt->blockSize), count_of(scrypt->parallelizationParameter));
+  return rounds != kPbeCostAbsurd ? product(rounds + 6, blocks) : kPbeCostAbsurd;
+}
+
 uint64_t cost_of_kdf(const X509_ALGOR *kdf, const X509_ALGOR *encryption) {
   if (OBJ_obj2nid(kdf->algorithm) == NID_id_scrypt) {
     const auto scrypt = unpack<ScryptParameters>(kdf, ASN1_ITEM_rptr(SCRYPT_PARAMS));
-    return scrypt.present() ? product(product(count_of(scrypt.get()->costParameter), count_of(scrypt.get()->blockSize)),
-                                      count_of(scrypt.get()->parallelizationParameter))
-                            : 0;
+    return scrypt.present() ? cost_of_scrypt(scrypt.get()) : 0;
   }
   const auto pbkdf2 = unpack<Pbkdf2Parameters>(kdf, ASN1_ITEM_rptr(PBKDF2PARAM));
   return pbkdf2.present() ? product(count_of(pbkdf2.get()->iter), rounds_of(pbkdf2.get()->prf, encryption)) : 0;

@@ -107,7 +107,7 @@ const ncfg_account *VMAccess_CreateOrUpdateAccount(const char *user_name, const 
   cmf_query *accounts = nCfg_query(NCFG_TABLE_ACCOUNTS);
   auto *account = static_cast<ncfg_account *>(query_find(accounts, user_name));
   if (account == nullptr) {
-    if (account_create({.user_name = user_name, .password = password, .dashboard = &dashboard}) != 0) {
+    if (account_create({.user_name = user_name, .password = password, .dashboard = &dashboard}) < 0) {
       return nullptr;
     }
     account = static_cast<ncfg_account *>(query_find(accounts, user_name));

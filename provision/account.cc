@@ -189,9 +189,9 @@ int32_t account_create(const NewAccount &account) {
     append_dashboard(account.user_name, *account.dashboard);
     add_gui_dashboard(account.user_name, record);
   }
-  cmf_write_config(cmf_get_cur_domain_id());
+  const bool written = cmf_write_config(cmf_get_cur_domain_id()) == 0;
   SSHPubKeySet(account.user_name);
-  return 0;
+  return written ? 0 : kAccountNotWritten;
 }
 
 }  // namespace kelvane

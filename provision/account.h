@@ -29,7 +29,9 @@ struct NewAccount {
 // Creates the account with the administrator profile, makes it durable, and installs the selected SSH keys in it. An
 // account of that name that is there already keeps what it has, dashboards included, and gets the keys. 0; -1 when the
 // password is refused or cannot be stored, the table cannot be opened, or the account cannot be added: no account was
-// changed then. What comes after the account itself (dashboard, writing, keys) is best effort.
+// changed then. What comes after the account itself (dashboard, writing, keys) is best effort; kAccountNotWritten when
+// the configuration could not be written.
+inline constexpr int32_t kAccountNotWritten = 1;
 int32_t account_create(const NewAccount &account);
 
 }  // namespace kelvane

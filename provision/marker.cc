@@ -16,20 +16,14 @@ namespace {
 constexpr char kMarker[] = "/data/etc/.provisioned";
 constexpr int64_t kLongestKept = 10;
 
-void tell_failure() {
-  LOG_ABOVE(0, "[kelvane]: cannot write %s: %s\n", kMarker, strerror(errno));
-}
-
-// A disc that has no room for the marker had none for the account either: what can be made of it is taken away.
-void write_marker(const char *contents) {
+int32_t write_marker(const char *contents) {
   DescriptorOwner marker(file_open_to_replace(kMarker, 0600));
   const size_t length = strlen(contents);
-  if (!marker.present()) {
-    tell_failure();
-  } else if (length > 0 && file_write_full(marker.get(), contents, length) != 0) {
-    tell_failure();
-    unlink(kMarker);
+  if (!marker.present() || (length > 0 && file_write_full(marker.get(), contents, length) != 0)) {
+    LOG_ABOVE(0, "[kelvane]: cannot write %s: %s\n", kMarker, strerror(errno));
+    return -1;
   }
+  return 0;
 }
 
 // -1 when there is none.
@@ -49,12 +43,16 @@ bool marker_readable() {
   return file_readable(kMarker);
 }
 
-void marker_write(uint32_t endpoint) {
+int32_t marker_write(uint32_t endpoint) {
   char contents[16] = {};
   if (endpoint != 0) {
     snprintf(contents, sizeof contents, "%x\n", endpoint);
   }
-  write_marker(contents);
+  return write_marker(contents);
+}
+
+void marker_withdraw() {
+  unlink(kMarker);
 }
 
 void marker_reset_if_long() {

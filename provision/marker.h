@@ -1,6 +1,6 @@
 // The provisioning marker "/data/etc/.provisioned": while it exists, the appliance counts as provisioned. Written by
 // first boot, emptied by the endpoint wait, looked at by start-up. Blocks for as long as the disk does. A marker that
-// cannot be written is logged here, as the next start will provision again.
+// cannot be written is logged here.
 #ifndef KELVANE_PROVISION_MARKER_H
 #define KELVANE_PROVISION_MARKER_H
 
@@ -12,8 +12,12 @@ namespace kelvane {
 bool marker_exists();
 bool marker_readable();
 
-// Creates the marker or replaces what it holds: the address in hexadecimal and a line end, nothing for 0.
-void marker_write(uint32_t endpoint);
+// Creates the marker or replaces what it holds: the address in hexadecimal and a line end, nothing for 0. 0; -1 when
+// there is none afterwards, or an empty one.
+int32_t marker_write(uint32_t endpoint);
+
+// Takes a marker that could not be written whole away again.
+void marker_withdraw();
 
 // Replaces a marker of more than 10 bytes by an empty one. A marker with an address has at most 9.
 void marker_reset_if_long();

@@ -56,10 +56,15 @@ void ProvisionAgent_Provision(mxml_node_t *document, bool document_lost) {
     LOG_ABOVE(0, "[kelvane]: no memory for the provisioning document\n");
     return;
   }
-  if (values.user_name.present() && create_account(&values, dashboard) != 0) {
+  const int32_t account = values.user_name.present() ? create_account(&values, dashboard) : 0;
+  if (account < 0) {
     return;
   }
-  marker_write(WireProtocolGetEndpoint());
+  // That the account could not be written is not looked at, deliberately. But a disc that takes neither the account nor
+  // the marker's text must not keep an empty marker: nobody could ever log in.
+  if (marker_write(WireProtocolGetEndpoint()) != 0 && account == kAccountNotWritten) {
+    marker_withdraw();
+  }
   LOG_ABOVE(5, "[kelvane]: Provisioning Done\n");
   custom_data_settle();
   // With the marker but without what came after it, an appliance that lost its power would stay so for ever.

@@ -3,6 +3,7 @@
 #include <string.h>
 
 #include "core/base/log.h"
+#include "core/base/text.h"
 #include "core/base/utf8.h"
 
 namespace kelvane {
@@ -63,12 +64,14 @@ const char *json_member_text(json_object *value, const char *name) {
   return member != nullptr ? json_object_get_string(member) : nullptr;
 }
 
-const char *json_member_as_text(json_object *value, const char *name) {
-  json_object *member = nullptr;
-  if (!json_object_is_type(value, json_type_object) || !json_object_object_get_ex(value, name, &member)) {
-    return nullptr;
+int32_t json_replace_text(char **slot, json_object *value, const char *name) {
+  json_object *member = nullptr;  // stays so for JSON's null
+  if (json_object_is_type(value, json_type_object)) {
+    json_object_object_get_ex(value, name, &member);
   }
-  return json_object_get_string(member);
+  const char *text = json_object_get_string(member);
+  const int32_t result = text_replace(slot, text);
+  return member != nullptr && text == nullptr ? -1 : result;
 }
 
 }  // namespace kelvane

@@ -32,9 +32,9 @@ json_object *json_member(json_object *value, const char *name, json_type type);
 // The text of the string member of that name; null when there is none or it is of another type. Lent as above.
 const char *json_member_text(json_object *value, const char *name);
 
-// The member of that name as text: a string as it is, another value as its JSON text; null when it is missing or
-// JSON's null. Lent as above.
-const char *json_member_as_text(json_object *value, const char *name);
+// Frees *slot and puts a copy of the member of that name there: a string as it is, another value as its JSON text;
+// absent when it is missing or JSON's null. 0, or -1 with *slot absent when memory ran out.
+int32_t json_replace_text(char **slot, json_object *value, const char *name);
 
 }  // namespace kelvane
 

@@ -44,23 +44,43 @@ void tell_refusal(XmlGateVerdict verdict) {
   }
 }
 
-// The library reads all that the gate passes: without memory only there is no tree.
+bool gsLibraryFailed = false;
+
+// Instead of a line on standard error.
+void note_failure(const char *) {
+  gsLibraryFailed = true;
+}
+
+// A word that the library had no memory for is a text node without a text.
+bool has_all_words(mxml_node_t *tree) {
+  mxml_node_t *node = tree;
+  while (node != nullptr && (mxmlGetType(node) != MXML_TEXT || mxmlGetText(node, nullptr) != nullptr)) {
+    node = mxmlWalkNext(node, tree, MXML_DESCEND);
+  }
+  return node == nullptr;
+}
+
+// The library reads all that the gate passes, unless memory runs out: then it says so, or gives no tree, or one in
+// which an attribute or a word is missing.
 XmlOwner load(const char *bytes, uint64_t length, bool *no_memory) {
+  *no_memory = false;
   const XmlGateVerdict verdict = xml_gate_check(bytes, length);
   if (verdict != XmlGateVerdict::kPassed) {
     tell_refusal(verdict);
     return XmlOwner();
   }
+  gsLibraryFailed = false;
+  mxmlSetErrorCallback(note_failure);
   XmlOwner loaded(mxmlLoadString(nullptr, bytes, MXML_NO_CALLBACK));
-  *no_memory = !loaded.present();
-  return loaded;
+  *no_memory = gsLibraryFailed || !loaded.present() || !has_all_words(loaded.get());
+  return *no_memory ? XmlOwner() : static_cast<XmlOwner &&>(loaded);
 }
 
 }  // namespace
 
-XmlOwner xml_load(const char *bytes, uint64_t length) {
-  bool no_memory = false;
-  return load(bytes, length, &no_memory);
+XmlOwner xml_load(const char *bytes, uint64_t length, bool *no_memory) {
+  bool ignored = false;
+  return load(bytes, length, no_memory != nullptr ? no_memory : &ignored);
 }
 
 XmlOwner xml_load_descriptor(int descriptor, bool *no_memory) {

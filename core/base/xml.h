@@ -16,8 +16,9 @@ namespace kelvane {
 using XmlOwner = Owned<mxml_node_t, mxmlDelete>;
 
 // Loads a document of length bytes, behind which stands a zero byte (as a Buffer's does), with no parent and no type
-// callback: element content becomes text nodes, one a word. Absent when the gate refuses it or it does not parse.
-XmlOwner xml_load(const char *bytes, uint64_t length);
+// callback: element content becomes text nodes, one a word. Absent when the gate refuses it or it does not parse, and
+// when memory ran out for any part of it, which *no_memory (may be null) tells apart.
+XmlOwner xml_load(const char *bytes, uint64_t length, bool *no_memory = nullptr);
 
 // The same for what an open descriptor yields to its end. The caller keeps the descriptor. *no_memory tells whether it
 // is absent because memory ran out.

@@ -23,14 +23,14 @@ int32_t length_of(json_object *array, int32_t cap) {
 
 // What follows is 0, or -1 when memory ran out for a part.
 int32_t convert_name(json_object *from, ExtHandler *handler) {
-  const int32_t result = text_replace(&handler->name, json_member_as_text(from, "name"));
+  const int32_t result = json_replace_text(&handler->name, from, "name");
   LOG_ABOVE(6, "[kelvane]: %s:%d: name %s\n", kConvertName, 623, text_or(handler->name, ""));
   return result;
 }
 
 int32_t convert_properties(json_object *properties, ExtHandler *handler) {
   text_copy_field(handler->version, json_member_text(properties, "version"));
-  const int32_t result = text_replace(&handler->state, json_member_as_text(properties, "state"));
+  const int32_t result = json_replace_text(&handler->state, properties, "state");
   // The reverse of what the wire protocol's flag says, and meant so: only "auto" itself, in small letters, leaves it 0.
   const char *policy = json_member_text(properties, "upgradePolicy");
   handler->auto_upgrade = policy != nullptr && strcmp(policy, "auto") != 0 ? 1 : 0;
@@ -38,11 +38,10 @@ int32_t convert_properties(json_object *properties, ExtHandler *handler) {
 }
 
 int32_t convert_extension(json_object *extension, ExtHandler *handler) {
-  int32_t result = text_replace(&handler->settings_name, json_member_as_text(extension, "name"));
-  result |= text_replace(&handler->public_settings, json_member_as_text(extension, "publicSettings"));
-  result |= text_replace(&handler->protected_settings, json_member_as_text(extension, "protectedSettings"));
-  result |=
-      text_replace(&handler->protected_settings_thumbprint, json_member_as_text(extension, "certificateThumbprint"));
+  int32_t result = json_replace_text(&handler->settings_name, extension, "name");
+  result |= json_replace_text(&handler->public_settings, extension, "publicSettings");
+  result |= json_replace_text(&handler->protected_settings, extension, "protectedSettings");
+  result |= json_replace_text(&handler->protected_settings_thumbprint, extension, "certificateThumbprint");
   json_object *number = json_member(extension, "sequenceNumber", json_type_int);
   handler->sequence_number = number != nullptr ? json_object_get_int(number) : 0;
   handler->has_runtime_settings = 1;
@@ -59,7 +58,7 @@ int32_t convert_uris(json_object *uris, ExtHandler *handler) {
   int32_t result = 0;
   for (int32_t i = 0; i < handler->uri_count; i++) {
     json_object *element = json_object_array_get_idx(uris, static_cast<size_t>(i));
-    result |= text_replace(&handler->uris[i], json_member_as_text(element, "uri"));
+    result |= json_replace_text(&handler->uris[i], element, "uri");
   }
   return result;
 }

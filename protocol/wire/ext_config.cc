@@ -60,18 +60,21 @@ void unescape_ampersands(char *text) {
   *to = '\0';
 }
 
-void parse_status_blob(mxml_node_t *element, ExtConfig *config) {
+// 0, or -1 when memory ran out for the address.
+int32_t parse_status_blob(mxml_node_t *element, ExtConfig *config) {
   config->page_blob = 0;
   const char *type = mxmlElementGetAttr(element, "statusBlobType");
   if (type != nullptr) {
     LOG_ABOVE(6, "[kelvane]: statusBlobType: %s\n", type);
     config->page_blob = strcmp(type, "PageBlob") == 0 ? 1 : 0;
   }
-  char *url = GetNodeTextData(mxmlGetFirstChild(element)).release();
+  mxml_node_t *text = mxmlGetFirstChild(element);
+  char *url = GetNodeTextData(text).release();
   if (url != nullptr) {
     unescape_ampersands(url);
   }
   config->status_upload_url = Text::adopt(url);
+  return url == nullptr && xml_has_text(text) ? -1 : 0;
 }
 
 // What follows is 0, or -1 when memory ran out for a part.
@@ -134,7 +137,7 @@ int32_t extract_settings(ExtHandler *handler) {
   };
   int32_t result = 0;
   for (const auto &member : members) {
-    result |= text_replace(member.text, json_member_as_text(settings, member.name));
+    result |= json_replace_text(member.text, settings, member.name);
   }
   return result;
 }
@@ -229,8 +232,8 @@ int32_t ExtConfigParse(mxml_node_t *document, ExtConfig *config) {
     config->incarnation = decimal(incarnation);
   }
   mxml_node_t *status_blob = find_in(document, "StatusUploadBlob");
-  if (status_blob != nullptr) {
-    parse_status_blob(status_blob, config);
+  if (status_blob != nullptr && parse_status_blob(status_blob, config) != 0) {
+    config->incomplete = 1;
   }
   if (parse_handlers(document, &config->handlers) != 0) {
     LOG_ABOVE(0, "[kelvane]: no memory for the extensions configuration, no extension of it is handled\n");

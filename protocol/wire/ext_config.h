@@ -17,7 +17,7 @@ struct ExtConfig {
   uint32_t page_blob;      // 1 when the platform announced "PageBlob" for the status blob
   Text status_upload_url;  // absent until announced
   int32_t incarnation;
-  uint32_t incomplete;  // 1 when memory ran out for the handlers: the list is empty, and the document is wanted again
+  uint32_t incomplete;  // 1 when memory ran out for a part of the document: it is wanted again
   ExtHandlerList handlers;
 };
 

@@ -53,11 +53,13 @@ void fetch_ext_config(const Text &uri) {
     return;
   }
   keep_first_copy("/tmp/kelvane_ext_uri.xml", document.get());
-  const XmlOwner xml = xml_load(document.data(), document.length());
+  bool no_memory = false;
+  const XmlOwner xml = xml_load(document.data(), document.length(), &no_memory);
   if (xml.present()) {
     ExtConfigParse(xml.get(), ext_config());
   } else {
     LOG_ABOVE(0, "[kelvane]: the extensions configuration cannot be read, the last one stays\n");
+    ext_config()->incomplete = no_memory ? 1 : ext_config()->incomplete;
   }
   blob_type_reported_set(false);
 }

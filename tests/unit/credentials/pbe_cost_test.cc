@@ -70,9 +70,9 @@ TEST(PbeCostTest, OfPbkdf2CountsOncePerDigestInTheKeyAndTwiceForLongBlocks) {
             kPbeCostAbsurd);
 }
 
-TEST(PbeCostTest, OfScryptIsTheProductOfItsParameters) {
-  EXPECT_EQ(cost(scrypt(integer(16384), integer(8), integer(1))), 131072u);
-  EXPECT_EQ(cost(scrypt(integer(2), integer(3), integer(5))), 30u);
+TEST(PbeCostTest, OfScryptIsTheProductOfItsParametersAndTheMakingOfItsBlocks) {
+  EXPECT_EQ(cost(scrypt(integer(16384), integer(8), integer(1))), 131120u);
+  EXPECT_EQ(cost(scrypt(integer(2), integer(3), integer(5))), 120u) << "six rounds for each of the fifteen blocks";
   EXPECT_EQ(cost(scrypt(integer(2147483647), integer(2147483647), integer(2147483647))), kPbeCostAbsurd);
 }
 
@@ -83,6 +83,7 @@ TEST(PbeCostTest, NegativeAndOverlongNumbersAreBeyondEveryBudget) {
   EXPECT_EQ(cost(pbe(tlv(2, std::string("\xFF\x00\x00\x00\x10", 5)))), kPbeCostAbsurd) << "16 when cut, negative";
   EXPECT_EQ(cost(pbe(tlv(2, std::string(20, '\x55')))), kPbeCostAbsurd);
   EXPECT_EQ(cost(scrypt(tlv(2, "\xFF"), integer(1), integer(1))), kPbeCostAbsurd);
+  EXPECT_EQ(cost(scrypt(integer(2), tlv(2, "\xFF"), integer(1))), kPbeCostAbsurd);
 }
 
 TEST(PbeCostTest, ParametersThatCannotBeReadCostNothing) {

@@ -425,13 +425,15 @@ TEST_F(ExtConfigTest, WithoutMemoryForAnyTextOfTheHandlersThereIsNone) {
   EXPECT_EQ(recording::messages(), Lines{});
 }
 
-TEST_F(ExtConfigTest, WithoutMemoryForTheStatusUploadAddressTheHandlersAreThereAllTheSame) {
+TEST_F(ExtConfigTest, WithoutMemoryForTheStatusUploadAddressTheHandlersAreThereAndTheDocumentIsWantedAgain) {
   spies::refuse_malloc = 1;
   EXPECT_EQ(parse_inside("<StatusUploadBlob>u</StatusUploadBlob><Plugins><Plugin name=\"a\"/></Plugins>"), 0);
   EXPECT_EQ(spies::refuse_malloc, 0);
   EXPECT_FALSE(config_.status_upload_url.present());
   EXPECT_EQ(names(config_), Lines{"a"});
-  EXPECT_EQ(config_.incomplete, 0u);
+  EXPECT_EQ(config_.incomplete, 1u);
+  EXPECT_EQ(parse_inside("<StatusUploadBlob/><Plugins><Plugin name=\"a\"/></Plugins>"), 0);
+  EXPECT_EQ(config_.incomplete, 0u) << "no address is announced";
 }
 
 TEST_F(ExtConfigTest, AReleasedConfigurationLacksNothing) {

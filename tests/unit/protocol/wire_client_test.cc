@@ -3,6 +3,7 @@
 
 #include <unistd.h>
 #include <cstdlib>
+#include <cstring>
 #include <string>
 
 #include "credentials/transport_cert.h"
@@ -12,6 +13,18 @@
 #include "protocol/wire/wire_protocol.h"
 #include "tests/unit/protocol/allocation_spies.h"
 #include "tests/unit/protocol/spies.h"
+
+extern "C" {
+mxml_node_t *__real_mxmlLoadString(mxml_node_t *top, const char *text, mxml_load_cb_t callback);
+mxml_node_t *__wrap_mxmlLoadString(mxml_node_t *top, const char *text, mxml_load_cb_t callback);
+}
+
+static bool gsNoTreeOfExtensions = false;
+
+mxml_node_t *__wrap_mxmlLoadString(mxml_node_t *top, const char *text, mxml_load_cb_t callback) {
+  const bool refused = gsNoTreeOfExtensions && strstr(text, "<Extensions>") != nullptr;
+  return refused ? nullptr : __real_mxmlLoadString(top, text, callback);
+}
 
 using kelvane::ExtHandlerList;
 using support::answer;
@@ -270,6 +283,20 @@ TEST_F(WireClientTest, WhatThereWasNoMemoryForIsAskedForAgainAndHandledByTheNext
   peer_->forget_requests();
   get_ext_handlers();
   EXPECT_EQ(peer_->request_lines(), Lines{kGoalState});
+}
+
+TEST_F(WireClientTest, ADocumentThatTheLibraryHadNoMemoryForIsAskedForAgain) {
+  detect();
+  extensions_ = extensions("second");
+  goal_state_ = goal_state("2");
+  gsNoTreeOfExtensions = true;
+  get_ext_handlers();
+  gsNoTreeOfExtensions = false;
+  EXPECT_EQ(first_name(), "first");
+  EXPECT_EQ(tag_, nullptr) << "the next pass counts as changed";
+  get_ext_handlers();
+  EXPECT_EQ(first_name(), "second");
+  EXPECT_STREQ(tag_, "2");
 }
 
 TEST_F(WireClientTest, AnExtensionsConfigurationThatCannotBeReadIsNamedAndTheLastOneStays) {

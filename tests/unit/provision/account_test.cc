@@ -279,10 +279,10 @@ TEST_F(Account, ItsOwnFailureLinesPrintAboveZeroOnly) {
   EXPECT_EQ(recording::messages(), Lines{});
 }
 
-TEST_F(Account, AFailedWriteIsNotExamined) {
+TEST_F(Account, AFailedWriteChangesNothingInWhatIsDone) {
   recording::set_debug_level(7);
   recording::fail_always("cmf_write_config");
-  EXPECT_EQ(create("operator", "Secret-1"), 0);
+  EXPECT_EQ(create("operator", "Secret-1"), kelvane::kAccountNotWritten);
   EXPECT_EQ(recording::messages(), Lines{});
   EXPECT_EQ(recording::calls_of("SSHPubKeySet"), Lines{"SSHPubKeySet(\"operator\")"});
 }

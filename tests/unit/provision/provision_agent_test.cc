@@ -91,6 +91,25 @@ TEST_F(ProvisionAgent, WithoutMemoryForTheHostNameThePortsAreResetAllTheSame) {
   EXPECT_FALSE(os_.exists("/data/etc/.provisioned"));
 }
 
+// A disc without room takes neither the account nor the marker's text.
+TEST_F(ProvisionAgent, AMarkerThatFindsNoRoomStaysUnlessTheAccountFoundNoneEither) {
+  kelvane::WireProtocolSetEndpoint(0x10813FA8);
+  for (const bool written : {true, false}) {
+    ASSERT_EQ(symlink("/dev/full", os_.real("/data/etc/.provisioned").c_str()), 0);
+    os_.fail("access(\"/data/etc/.provisioned\", R_OK)", ENOENT);
+    if (!written) {
+      recording::fail_always("cmf_write_config");
+    }
+    run(kFullDocument);
+    EXPECT_EQ(os_.exists("/data/etc/.provisioned"), written);
+    unlink(os_.real("/data/etc/.provisioned").c_str());
+  }
+  // Where nothing is to be written into it, it stays: what became of the account is not looked at.
+  kelvane::WireProtocolSetEndpoint(0);
+  run(kFullDocument);
+  EXPECT_TRUE(os_.exists("/data/etc/.provisioned"));
+}
+
 TEST_F(ProvisionAgent, ADocumentThatThereWasNoMemoryForIsNotTakenForNone) {
   recording::set_debug_level(1);
   os_.write("/etc/tmpdata.conf", "data");

@@ -2,16 +2,30 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <cstring>
 #include <string>
 
+#include "core/base/text.h"
 #include "tests/support/recording_fixture.h"
+#include "tests/support/refused_memory.h"
 #include "tests/support/watched_memory.h"
+
+extern "C" {
+const char *__real_json_object_get_string(json_object *value);
+const char *__wrap_json_object_get_string(json_object *value);
+}
+
+static bool gsNoJsonText = false;
+
+const char *__wrap_json_object_get_string(json_object *value) {
+  return gsNoJsonText ? nullptr : __real_json_object_get_string(value);
+}
 
 namespace {
 
 using kelvane::json_load;
 using kelvane::json_member;
-using kelvane::json_member_as_text;
 using kelvane::json_member_text;
 using kelvane::JsonOwner;
 
@@ -72,8 +86,8 @@ TEST(Json, WhatStandsInAStringDoesNotCount) {
 }
 
 TEST(Json, NestingEndsAtThirtyTwoLevels) {
-  EXPECT_TRUE(loads(std::string(31, '[') + std::string(31, ']')));
-  EXPECT_FALSE(loads(std::string(40, '[') + std::string(40, ']')));
+  EXPECT_TRUE(loads(std::string(32, '[') + std::string(32, ']')));
+  EXPECT_FALSE(loads(std::string(33, '[') + std::string(33, ']')));
 }
 
 // ---- what is over a cap ----
@@ -134,17 +148,40 @@ TEST(Json, AMembersTextIsThatOfAStringOnly) {
   EXPECT_EQ(json_member_text(nullptr, "text"), nullptr);
 }
 
+std::string text_of_member(json_object *value, const char *name) {
+  char *slot = strdup("before");
+  EXPECT_EQ(kelvane::json_replace_text(&slot, value, name), 0);
+  const std::string text = kelvane::text_or(slot, "(absent)");
+  free(slot);
+  return text;
+}
+
 TEST(Json, AMemberOfAnyTypeHasATextButNullHasNone) {
   const JsonOwner object = json_load(R"({"text":"a\"b","number":7,"flag":true,"object":{"x":[1]},"none":null})");
-  EXPECT_STREQ(json_member_as_text(object.get(), "text"), "a\"b");
-  EXPECT_STREQ(json_member_as_text(object.get(), "number"), "7");
-  EXPECT_STREQ(json_member_as_text(object.get(), "flag"), "true");
-  EXPECT_STREQ(json_member_as_text(object.get(), "object"), "{ \"x\": [ 1 ] }");
-  EXPECT_EQ(json_member_as_text(object.get(), "none"), nullptr);
-  EXPECT_EQ(json_member_as_text(object.get(), "missing"), nullptr);
-  EXPECT_EQ(json_member_as_text(nullptr, "text"), nullptr);
+  EXPECT_EQ(text_of_member(object.get(), "text"), "a\"b");
+  EXPECT_EQ(text_of_member(object.get(), "number"), "7");
+  EXPECT_EQ(text_of_member(object.get(), "flag"), "true");
+  EXPECT_EQ(text_of_member(object.get(), "object"), "{ \"x\": [ 1 ] }");
+  EXPECT_EQ(text_of_member(object.get(), "none"), "(absent)");
+  EXPECT_EQ(text_of_member(object.get(), "missing"), "(absent)");
+  EXPECT_EQ(text_of_member(nullptr, "text"), "(absent)");
   const JsonOwner list = json_load("[1]");
-  EXPECT_EQ(json_member_as_text(list.get(), "text"), nullptr);
+  EXPECT_EQ(text_of_member(list.get(), "text"), "(absent)");
+}
+
+TEST(Json, AMemberThatThereIsNoMemoryForIsToldApartFromNone) {
+  const JsonOwner object = json_load(("{\"text\":\"" + std::string(1800, 'x') + "\",\"object\":{}}").c_str());
+  char *slot = strdup("before");
+  {
+    const refused_memory::Refusal refusal(1801);
+    EXPECT_EQ(kelvane::json_replace_text(&slot, object.get(), "text"), -1);
+    EXPECT_EQ(slot, nullptr);
+  }
+  gsNoJsonText = true;
+  EXPECT_EQ(kelvane::json_replace_text(&slot, object.get(), "object"), -1);
+  EXPECT_EQ(slot, nullptr);
+  EXPECT_EQ(kelvane::json_replace_text(&slot, object.get(), "missing"), 0);
+  gsNoJsonText = false;
 }
 
 TEST(Json, ASecretValuesTextsAreWipedWhenItEnds) {

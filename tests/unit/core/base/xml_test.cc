@@ -14,12 +14,29 @@
 extern "C" {
 mxml_node_t *__real_mxmlLoadString(mxml_node_t *top, const char *text, mxml_load_cb_t callback);
 mxml_node_t *__wrap_mxmlLoadString(mxml_node_t *top, const char *text, mxml_load_cb_t callback);
+void __wrap_mxmlSetErrorCallback(mxml_error_cb_t callback);
+const char *__real_mxmlGetText(mxml_node_t *node, int *whitespace);
+const char *__wrap_mxmlGetText(mxml_node_t *node, int *whitespace);
 }
 
-static bool gsLibraryWithoutMemory = false;
+// What the library does without memory: no tree, a tree that lacks something of which it tells, or a word without text.
+enum class Lacks { kNothing, kTree, kAttribute, kWord };
+static Lacks gsLacks = Lacks::kNothing;
+static mxml_error_cb_t gsErrorCallback = nullptr;
 
 mxml_node_t *__wrap_mxmlLoadString(mxml_node_t *top, const char *text, mxml_load_cb_t callback) {
-  return gsLibraryWithoutMemory ? nullptr : __real_mxmlLoadString(top, text, callback);
+  if (gsLacks == Lacks::kAttribute) {
+    gsErrorCallback("Unable to add attribute.");
+  }
+  return gsLacks == Lacks::kTree ? nullptr : __real_mxmlLoadString(top, text, callback);
+}
+
+void __wrap_mxmlSetErrorCallback(mxml_error_cb_t callback) {
+  gsErrorCallback = callback;
+}
+
+const char *__wrap_mxmlGetText(mxml_node_t *node, int *whitespace) {
+  return gsLacks == Lacks::kWord ? nullptr : __real_mxmlGetText(node, whitespace);
 }
 
 namespace {
@@ -77,12 +94,20 @@ TEST(Xml, TellsWhenMemoryRunsOut) {
     EXPECT_TRUE(no_memory);
   }
   // The library has none for what the gate has passed.
-  gsLibraryWithoutMemory = true;
-  const kelvane::DescriptorOwner file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
-  no_memory = false;
-  EXPECT_FALSE(kelvane::xml_load_descriptor(file.get(), &no_memory).present());
-  EXPECT_TRUE(no_memory);
-  gsLibraryWithoutMemory = false;
+  const std::string document = "<a><t>x</t></a>";
+  for (const Lacks lacks : {Lacks::kTree, Lacks::kAttribute, Lacks::kWord}) {
+    gsLacks = lacks;
+    const kelvane::DescriptorOwner file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    no_memory = false;
+    EXPECT_FALSE(kelvane::xml_load_descriptor(file.get(), &no_memory).present()) << static_cast<int>(lacks);
+    EXPECT_TRUE(no_memory) << static_cast<int>(lacks);
+    no_memory = false;
+    EXPECT_FALSE(kelvane::xml_load(document.c_str(), document.size(), &no_memory).present());
+    EXPECT_TRUE(no_memory) << static_cast<int>(lacks);
+  }
+  gsLacks = Lacks::kNothing;
+  EXPECT_TRUE(kelvane::xml_load(document.c_str(), document.size(), &no_memory).present());
+  EXPECT_FALSE(no_memory) << "what failed before is no matter any more";
 }
 
 // ---- what is over a cap ----
