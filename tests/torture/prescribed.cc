@@ -90,8 +90,8 @@ const std::vector<Prescribed> &rows() {
 
       // ---- custom data ----
       {{"platform EIO ncfg_copyfile(\"/cdrom/CustomData.bin\"*", "file E* access(/cdrom/CustomData.bin)",
-        "file E* access(/etc/tmpdata.conf)", "file E* rename(/etc/tmpdata.conf)",
-        "inside E* *(/cdrom/CustomData.bin)", "inside E* *(/etc/.copy-PID)"},
+        "file E* access(/etc/tmpdata.conf)", "file E* rename(/etc/tmpdata.conf)", "inside E* *(/cdrom/CustomData.bin)",
+        "inside E* *(/etc/.copy-PID)"},
        kCustomData,
        kNotMoved},
       {{"* KILL access(/etc/tmpdata.conf)", "* KILL access(/data/etc/.customdata)", "* KILL rename(/etc/tmpdata.conf)"},
