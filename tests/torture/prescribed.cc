@@ -35,6 +35,8 @@ constexpr char kNoDocument[] =
 constexpr char kWithoutKey[] = "an administrator is made with the keys that came, and is not looked at again";
 constexpr char kNotShown[] =
     "without its text the certificate is not shown, and what needs it is asked for all the same";
+constexpr char kEmptyMarker[] =
+    "that the marker is there counts; its text is for people, and a write that fails leaves none";
 constexpr char kNoRoom[] =
     "without an address the marker is empty and finds room on a full disc, and whether the account did is not looked "
     "at";
@@ -59,7 +61,8 @@ const std::vector<Prescribed> &rows() {
         "memory ENOMEM* malloc(* < SSHPubKeyAdd < * < CmsContainerProcess < *",
         "memory ENOMEM* malloc(* < append_entry < * < CmsContainerProcess < *",
         "memory ENOMEM malloc(base64_text < *TransportCertMake < main)", "platform EIO generate_RSA_key(*",
-        "platform EIO get_rnd_bytes(8)", "platform EIO ssh_pubkey_data_set(*", "request * request(*comp=certificates*)",
+        "platform EIO get_rnd_bytes(8)", "platform EIO ssh_pubkey_data_set(*",
+        "database FULL write(* in ssh_pubkey_data_set(*", "request * request(*comp=certificates*)",
         "request * request(http://169.254.169.254/*/certificates*)"},
        kKeys,
        kWithoutKey},
@@ -97,6 +100,10 @@ const std::vector<Prescribed> &rows() {
       {{"* KILL access(/etc/tmpdata.conf)", "* KILL access(/data/etc/.customdata)", "* KILL rename(/etc/tmpdata.conf)"},
        kCustomData,
        kNotMoved},
+      {{"bytes EIO write(/data/etc/.provisioned)", "bytes ENOSPC write(/data/etc/.provisioned)",
+        "bytes FULL write(/data/etc/.provisioned)", "database FULL write(* in ssh_pubkey_data_set(*"},
+       {"/files/.provisioned"},
+       kEmptyMarker},
       {{"file DEAD access(/etc/tmpdata.conf)", "file DEAD access(/data/etc/.customdata)",
         "file DEAD rename(/etc/tmpdata.conf)"},
        kCustomData,
