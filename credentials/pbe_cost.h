@@ -13,8 +13,8 @@ namespace kelvane {
 inline constexpr uint64_t kPbeCostAbsurd = UINT64_MAX;
 
 // In iterations of a hash of 64-byte blocks, 0.3 to 0.4 microseconds each: for PBKDF2 the iterations, as often as the
-// key has parts of a digest's length, twice for hashes of 128-byte blocks; for scrypt (N + 6) * r * p. 0 for an algorithm
-// whose parameters cannot be read: the library refuses it by itself.
+// key has parts of a digest's length, twice for hashes of 128-byte blocks; for scrypt (N + 6) * r * p. 0 for an
+// algorithm whose parameters cannot be read: the library refuses it by itself.
 uint64_t pbe_cost(const X509_ALGOR *algorithm);
 
 }  // namespace kelvane
