@@ -110,19 +110,19 @@ const char *pretty_text(json_object *value) {
   return value != nullptr ? json_object_to_json_string_ext(value, JSON_C_TO_STRING_PRETTY) : nullptr;
 }
 
-// Takes elements off the end until the file is one that is read again.
-void cut_to_readable_size(json_object *plugins) {
+uint64_t size_of(json_object *element) {
   constexpr uint64_t kIndentation = 40;  // at least what an element's lines have more within the array
-  const size_t length = json_object_array_length(plugins);
-  uint64_t size = kIndentation;
+  return strlen(text_or(pretty_text(element), "")) + kIndentation;
+}
+
+// Takes elements off the end of a list that is too long, until the file is one that is read again.
+void cut_to_readable_size(json_object *plugins) {
   size_t kept = 0;
-  for (; kept < length; kept++) {
-    size += strlen(text_or(pretty_text(json_object_array_get_idx(plugins, kept)), "")) + kIndentation;
-    if (size > kJsonMaxBytes) {
-      break;
-    }
+  uint64_t size = size_of(nullptr) + size_of(json_object_array_get_idx(plugins, 0));
+  while (size <= kJsonMaxBytes) {
+    size += size_of(json_object_array_get_idx(plugins, ++kept));
   }
-  json_object_array_del_idx(plugins, kept, length - kept);
+  json_object_array_del_idx(plugins, kept, json_object_array_length(plugins) - kept);
 }
 
 }  // namespace

@@ -12,35 +12,26 @@ namespace kelvane {
 
 namespace {
 
-// What the document has too much of; null when the verdict is not about a cap.
-const char *cap_of(XmlGateVerdict verdict) {
-  switch (verdict) {
-    case XmlGateVerdict::kTooLong:
-      return "bytes";
-    case XmlGateVerdict::kTooManyNodes:
-      return "words and other nodes";
-    case XmlGateVerdict::kTooManyElements:
-      return "elements";
-    case XmlGateVerdict::kTooManyReferences:
-      return "references";
-    case XmlGateVerdict::kTooManyAttributes:
-      return "attributes";
-    case XmlGateVerdict::kTooDeep:
-      return "levels";
-    case XmlGateVerdict::kPassed:
-    case XmlGateVerdict::kEmpty:
-    case XmlGateVerdict::kNotUtf8:
-    case XmlGateVerdict::kNotWellFormed:
-      break;
-  }
-  return nullptr;
-}
+struct Cap {
+  XmlGateVerdict verdict;
+  const char *name;
+};
+
+constexpr Cap kCaps[] = {
+    {.verdict = XmlGateVerdict::kTooLong, .name = "bytes"},
+    {.verdict = XmlGateVerdict::kTooManyNodes, .name = "words and other nodes"},
+    {.verdict = XmlGateVerdict::kTooManyElements, .name = "elements"},
+    {.verdict = XmlGateVerdict::kTooManyReferences, .name = "references"},
+    {.verdict = XmlGateVerdict::kTooManyAttributes, .name = "attributes"},
+    {.verdict = XmlGateVerdict::kTooDeep, .name = "levels"},
+};
 
 // Whoever waits for the document learns nowhere else why it is as good as none.
 void tell_refusal(XmlGateVerdict verdict) {
-  const char *cap = cap_of(verdict);
-  if (cap != nullptr) {
-    LOG_ABOVE(0, "[kelvane]: an XML document is over a cap and is not read: %s\n", cap);
+  for (const Cap &cap : kCaps) {
+    if (verdict == cap.verdict) {
+      LOG_ABOVE(0, "[kelvane]: an XML document is over a cap and is not read: %s\n", cap.name);
+    }
   }
 }
 

@@ -454,6 +454,16 @@ TEST_F(ExtConfigTest, WithoutPluginSettingsTheHandlersAreKeptAndALinePrints) {
   EXPECT_EQ(names(config_), Lines{"a"});
 }
 
+TEST_F(ExtConfigTest, AHandlerWithoutANameIsNoEntrys) {
+  EXPECT_EQ(parse_inside("<Plugins><Plugin version=\"1.0\"/><Plugin name=\"A\" version=\"1.0\"/></Plugins>"
+                         "<PluginSettings><Plugin name=\"A\" version=\"1.0\"><RuntimeSettings seqNo=\"7\">{}"
+                         "</RuntimeSettings></Plugin></PluginSettings>"),
+            0);
+  EXPECT_EQ(names(config_), (Lines{"(absent)", "A"}));
+  EXPECT_EQ(handler(0).has_runtime_settings, 0u);
+  EXPECT_EQ(handler(1).sequence_number, 7);
+}
+
 TEST_F(ExtConfigTest, AnEntryMustMatchNameAndVersionExactly) {
   for (const char *entry :
        {"name=\"A\" version=\"1.1\"", "name=\"a\" version=\"1.0\"", "name=\"A\" version=\"1.0 \"", "name=\"A\"",
