@@ -135,7 +135,7 @@ const std::vector<Prescribed> &rows() {
        {"/tables/640/*", "/tables/events/*", "/plugins/*.CustomScriptForLinux/*", "/reports/*.CustomScriptForLinux*"},
        "a plugin for which the registry has no room is not added; its extension is acknowledged as an unknown one, and "
        "keeps the sequence number of that"},
-      {{"memory ENOMEM malloc(CertStoreSlot < *", "memory ENOMEM calloc(Secret::allocate < *",
+      {{"memory ENOMEM malloc(*CertStoreSlot < *", "memory ENOMEM calloc(Secret::allocate < *",
         "memory ENOMEM malloc(text_format < CustomScript_ConfigEventHub < *", "platform EIO miglib_b64_pton(*",
         "platform EIO cmf_query_*(640)", "platform EIO nCfg_query(340)", "platform EIO cmf_query_commit(340)",
         "platform EIO cmf_query_do_table_find(340, 0, \"auditor\", 2)", "platform EIO make_new_passwd(*",
