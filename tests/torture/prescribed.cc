@@ -61,6 +61,7 @@ const std::vector<Prescribed> &rows() {
         "memory ENOMEM* malloc(* < SSHPubKeyAdd < * < CmsContainerProcess < *",
         "memory ENOMEM* malloc(* < append_entry < * < CmsContainerProcess < *",
         "memory ENOMEM malloc(base64_text < *TransportCertMake < main)", "platform EIO generate_RSA_key(*",
+        "memory ENOMEM malloc(text_format < metadata_certificate_headers < metadata_certificates_fetch < *",
         "platform EIO get_rnd_bytes(8)", "platform EIO ssh_pubkey_data_set(*",
         "database FULL write(* in ssh_pubkey_data_set(*", "request * request(*comp=certificates*)",
         "request * request(http://169.254.169.254/*/certificates*)"},
@@ -136,6 +137,7 @@ const std::vector<Prescribed> &rows() {
        "a plugin for which the registry has no room is not added; its extension is acknowledged as an unknown one, and "
        "keeps the sequence number of that"},
       {{"memory ENOMEM malloc(*CertStoreSlot < *", "memory ENOMEM calloc(Secret::allocate < *",
+        "memory ENOMEM malloc(text_format < metadata_certificate_headers < metadata_certificates_fetch < *",
         "memory ENOMEM malloc(text_format < CustomScript_ConfigEventHub < *", "platform EIO miglib_b64_pton(*",
         "platform EIO cmf_query_*(640)", "platform EIO nCfg_query(340)", "platform EIO cmf_query_commit(340)",
         "platform EIO cmf_query_do_table_find(340, 0, \"auditor\", 2)", "platform EIO make_new_passwd(*",
