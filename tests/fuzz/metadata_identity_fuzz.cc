@@ -19,8 +19,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   fuzz::require(kept.present() || !filled, "no document leaves the record as it was");
   fuzz::require(!kept.present() || fuzz::is_loose_json(kept.get()), "the document that is kept is JSON");
   for (const auto *field : {&info.vm_name, &info.subscription_id}) {
-    fuzz::require(fuzz::is_utf8(std::string(*field, strnlen(*field, sizeof *field - 4))) || !kept.present() ||
-                      strnlen(*field, sizeof *field) == sizeof *field,
+    const std::string text(*field, strnlen(*field, sizeof *field));
+    fuzz::require(text.size() == sizeof *field || !kept.present() || fuzz::is_utf8(text),
                   "a field that was not cut is UTF-8");
   }
   char *tag = nullptr;
