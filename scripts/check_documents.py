@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Compares the documents with the tree: paths, links, verbs, programs, presets, state files, test commands, exit codes.
+"""Compares the documents with the tree: paths, links, verbs, programs, options, presets, state files, test commands,
+exit statuses, folders.
 
 Usage: check_documents.py ROOT < list of files. Prints one line a finding; exit status 1 when there is one.
 """
@@ -97,6 +98,52 @@ def check_programs(tree):
         yield f"no document names the program {name}"
 
 
+def options_in(text):
+    return set(re.findall(r"(?<![\w-])--[a-z][a-z-]*", text)) - {"--help"}
+
+
+def taken(source):
+    """The options with which a string literal begins."""
+    return set(re.findall(r'"(--[a-z][a-z-]*)[": ]', source)) - {"--help"}
+
+
+def taken_by(tree, program):
+    """The options that the sources of a program's folder know."""
+    for file in tree.matching(r"(tools|tests)/(.*/)?CMakeLists\.txt"):
+        if re.search(rf"add_executable\(\s*{re.escape(program)}\s", tree.read(file)):
+            folder = re.escape(file.rpartition("/")[0])
+            return taken("".join(tree.read(source) for source in tree.matching(rf"{folder}/\w+\.(cc|h)")))
+    return set()
+
+
+def check_options(tree):
+    """The second line of each verb names options that the verb or its program takes, and its row in CONTRIBUTING.md has
+    them. What a document shows with a verb or a program is taken there, and what a tool takes stands in a document."""
+    takers = {}
+    table = {cells[0].strip("`"): " ".join(cells[1:]) for cells in rows(tree.read("CONTRIBUTING.md"), "verb")}
+    for file in tree.matching(r"scripts/dev-[a-z]+"):
+        verb = f"./dev {file.split('dev-')[1]}"
+        _, second, script = tree.read(file).split("\n", 2)
+        program = re.search(r'^exec .*?/([\w-]+)"? ', script, re.MULTILINE)
+        takers[verb] = options_in(script) | (taken_by(tree, program[1]) if program else set())
+        row = options_in(table.get(verb, ""))
+        for option in sorted((options_in(second) | row) - takers[verb]):
+            yield f"{file}: its second line or its row in CONTRIBUTING.md has {option}, which nothing takes"
+        for option in sorted(options_in(second) - row):
+            yield f"CONTRIBUTING.md: the row of {verb} lacks {option}"
+    named = set()
+    for document in tree.documents:
+        for span in code_spans(tree.read(document)):
+            named |= options_in(span)
+            taker = re.match(r"\./dev [a-z]+|kelvane(?:ctl|-[a-z]+)(?![\w./-])", span)
+            if taker and options_in(span):
+                for option in sorted(options_in(span) - takers.setdefault(taker[0], taken_by(tree, taker[0]))):
+                    yield f"{document}: {taker[0]} takes no {option}"
+    tools = taken("".join(tree.read(file) for file in tree.matching(r"tools/.*\.cc")))
+    for option in sorted(tools - named):
+        yield f"no document names {option}, which something in tools/ takes"
+
+
 def check_presets(tree):
     presets = set(re.findall(r'"name": "([a-z]+)"', tree.read("CMakePresets.json")))
     for document in tree.documents:
@@ -165,8 +212,8 @@ def check_folders(tree):
 def main():
     root = pathlib.Path(sys.argv[1])
     tree = Tree(root, sys.stdin.read().split())
-    checks = (check_paths, check_verbs, check_programs, check_presets, check_machine_files, check_test_commands,
-              check_exit_statuses, check_folders)
+    checks = (check_paths, check_verbs, check_programs, check_options, check_presets, check_machine_files,
+              check_test_commands, check_exit_statuses, check_folders)
     findings = [finding for check in checks for finding in check(tree)]
     print("\n".join(findings) if findings else f"{len(checks)} checks of {len(tree.documents)} documents")
     return 1 if findings else 0
