@@ -1,5 +1,6 @@
 #include "tests/simulate/allocations.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <cstdlib>
@@ -9,14 +10,11 @@
 #include "tests/simulate/pool.h"
 
 #if defined(__SANITIZE_ADDRESS__)
-#define SIMULATE_COUNTS 0
+#define SIMULATE_HOOKS 1
 #elif defined(__has_feature)
 #if __has_feature(address_sanitizer)
-#define SIMULATE_COUNTS 0
+#define SIMULATE_HOOKS 1
 #endif
-#endif
-#ifndef SIMULATE_COUNTS
-#define SIMULATE_COUNTS 1
 #endif
 
 namespace {
@@ -30,10 +28,6 @@ int32_t gsMarked[kSizes];
 }  // namespace
 
 namespace simulate {
-
-bool allocations_counted() {
-  return SIMULATE_COUNTS != 0;
-}
 
 size_t allocations_bytes() {
   return gsBytes;
@@ -56,7 +50,68 @@ std::string allocations_since_mark() {
 
 }  // namespace simulate
 
-#if SIMULATE_COUNTS
+namespace {
+
+void count_taken(size_t size) {
+  gsBytes += size;
+  ++gsBlocks[std::min(size, kSizes - 1)];
+}
+
+void count_given(size_t size) {
+  gsBytes -= size;
+  --gsBlocks[std::min(size, kSizes - 1)];
+}
+
+}  // namespace
+
+#if defined(SIMULATE_HOOKS)
+
+// Not every compiler that has them has their header.
+extern "C" {
+int __sanitizer_install_malloc_and_free_hooks(void (*taken)(const volatile void *, size_t),
+                                              void (*given)(const volatile void *));
+size_t __sanitizer_get_allocated_size(const volatile void *block);
+}
+
+// The sanitizer's own malloc stays, and tells of each block. Only while the simulation asks for one of its own it is
+// not listened to.
+namespace {
+
+volatile bool gsOwn = false;  // the compiler takes malloc for a call that reads nothing
+
+void told_taken(const volatile void *, size_t size) {
+  if (!gsOwn) {
+    count_taken(size);
+  }
+}
+
+void told_given(const volatile void *block) {
+  if (!gsOwn && block != nullptr) {
+    count_given(__sanitizer_get_allocated_size(block));
+  }
+}
+
+const int gsHooks = __sanitizer_install_malloc_and_free_hooks(told_taken, told_given);
+
+}  // namespace
+
+void *operator new(size_t size) {
+  gsOwn = true;
+  void *block = std::malloc(size);
+  gsOwn = false;
+  if (block == nullptr) {
+    std::abort();
+  }
+  return block;
+}
+
+void operator delete(void *block) noexcept {
+  gsOwn = true;
+  std::free(block);
+  gsOwn = false;
+}
+
+#else
 
 using simulate::kPoolAlignment;
 using simulate::pool_give;
@@ -65,18 +120,13 @@ using simulate::pool_take;
 
 namespace {
 
-int32_t *blocks_of(size_t size) {
-  return &gsBlocks[size < kSizes ? size : kSizes - 1];
-}
-
 void *take(size_t alignment, size_t size) {
   void *block = pool_take(alignment, size);
   if (block == nullptr) {
     errno = ENOMEM;
     return nullptr;
   }
-  gsBytes += size;
-  ++*blocks_of(size);
+  count_taken(size);
   return block;
 }
 
@@ -94,8 +144,7 @@ void free(void *block) {
   }
   const size_t size = pool_size(block);
   pool_give(block);
-  gsBytes -= size;
-  --*blocks_of(size);
+  count_given(size);
 }
 
 void *calloc(size_t count, size_t size) {
@@ -138,7 +187,6 @@ int posix_memalign(void **block, size_t alignment, size_t size) {
 
 }  // extern "C"
 
-// The rest of the family is made of these two.
 void *operator new(size_t size) {
   void *block = pool_take(kPoolAlignment, size);
   if (block == nullptr) {
@@ -153,8 +201,8 @@ void operator delete(void *block) noexcept {
   }
 }
 
+#endif
+
 void operator delete(void *block, size_t) noexcept {
   operator delete(block);
 }
-
-#endif

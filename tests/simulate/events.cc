@@ -17,8 +17,10 @@ namespace {
 constexpr int64_t kNever = INT64_MAX;
 
 // No pass for longer than this, clock set back or not, and the loop hangs: all of a pass's requests with all their
-// attempts and pauses take less than an hour.
+// attempts and pauses take less than an hour. A start is no excuse, nor are several, one after the other.
 constexpr int64_t kLongestSilence = 2 * kHour;
+
+constexpr uint32_t kRestart = 99;  // of the test commands
 
 int64_t after(int64_t mean) {
   return mean > 0 ? world().now + world().dice.gap(mean) : kNever;
@@ -41,7 +43,10 @@ void jump(World &w) {
   happened("the clock is set %s by an hour", by > 0 ? "forward" : "back");
 }
 
+// The agent keeps one command only: a later one takes the place of one that it has not served.
 void test_command(uint32_t command) {
+  world().restart_asked = command == kRestart;
+  world().passes_since_asked = 0;
   world().zone.test_command = command;
   std::raise(SIGUSR2);
 }
@@ -61,7 +66,7 @@ void dump(World &w) {
 void restart(World &w) {
   w.restart_at = after(w.mean_restart);
   happened("restart asked for");
-  test_command(99);
+  test_command(kRestart);
 }
 
 // Now, or when one of the next files is written.

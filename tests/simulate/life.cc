@@ -4,6 +4,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cinttypes>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -57,9 +58,8 @@ void silence(const World &w) {
 int play_life() {
   std::fflush(nullptr);
   world().end = End::kNone;
-  world().last_pass = world().now;
+  world().restart_asked = false;
   world().port_hidden = world().keyless = false;
-  world().back_since_pass = 0;
   const pid_t child = fork();
   if (child == 0) {
     live();
@@ -72,13 +72,13 @@ int play_life() {
   return status;
 }
 
-// A status of 0 without an end of ours is the agent's exit for a restart.
+// A status of 0 without an end of ours is the agent's exit for a restart, if it was asked for one.
 bool survived(int status) {
   World &w = world();
   if (w.end == End::kBroken) {
     return false;
   }
-  if (status == 0) {
+  if (status == 0 && (w.end != End::kNone || w.restart_asked)) {
     return true;
   }
   if (WIFSIGNALED(status)) {
@@ -87,6 +87,20 @@ bool survived(int status) {
   } else {
     std::snprintf(w.failure, sizeof w.failure, "the process ended with status %d", WEXITSTATUS(status));
   }
+  return false;
+}
+
+// A seed in which a kind of check never ran has shown nothing.
+bool looked_at_all() {
+  World &w = world();
+  const Counts &c = w.counts;
+  if (c.passes > 0 && c.settled_checks > 0 && c.documents > 0 && c.memory_checks > 0) {
+    return true;
+  }
+  std::snprintf(w.failure, sizeof w.failure,
+                "hardly anything was looked at: %" PRIu64 " passes, %" PRIu64 " settled states, %" PRIu64
+                " documents, memory %" PRIu64 " times",
+                c.passes, c.settled_checks, c.documents, c.memory_checks);
   return false;
 }
 
@@ -110,7 +124,7 @@ bool play(uint64_t seed, int64_t seconds) {
       return false;
     }
     if (w.end == End::kOver) {
-      return true;
+      return looked_at_all();
     }
     start_again(w);
   }

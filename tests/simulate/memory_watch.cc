@@ -91,9 +91,6 @@ void memory_watch_event(size_t bytes) {
 }
 
 void memory_watch_pass() {
-  if (!allocations_counted()) {
-    return;
-  }
   Watched *watched = &gsWatched;
   const View &told = view();
   forget_posted_events(watched);
@@ -110,6 +107,7 @@ void memory_watch_pass() {
     watched->alike = std::min(watched->alike, 1);
     return;
   }
+  world().counts.memory_checks++;
   const size_t bytes = allocations_bytes() - watched->event_bytes;
   check_alike(watched, bytes);
   if (told.held.count == 0) {

@@ -147,12 +147,13 @@ struct Happening {
 };
 
 struct Counts {
-  uint64_t turns, passes, clean_passes, settled_checks, commands, requests, faults, events, revisions, restarts, cuts,
-      jumps, documents;
+  uint64_t passes, clean_passes, settled_checks, documents, memory_checks;
+  uint64_t commands, requests, faults, revisions, restarts, cuts, jumps, first_boots, metadata_lives;
+  uint64_t missed;  // changes that a broken answer under its ETag hid
+  uint64_t troubles, dumps, failed_calls, failed_writes;
   uint64_t longest_queue;
-  uint64_t first_boots, metadata_lives, missed, troubles, dumps, failed_calls,
-      failed_writes;  // changes that a broken answer under its ETag hid
-  uint64_t rise;      // of memory, in bytes, between two times in a life at which nothing was wanted
+  uint64_t longest_silence;  // in seconds, from one pass to the next; the clock set back not counted
+  uint64_t rise;             // of memory, in bytes, between two times in a life at which nothing was wanted
 };
 
 enum class End : uint8_t { kNone, kRestart, kPowerCut, kGivenUp, kOver, kBroken };
@@ -174,13 +175,15 @@ struct World {
   uint32_t metadata_percent;  // of the starts find no wire server and take the metadata service
   int64_t endpoint_at;        // when the lease with the wire server's address comes, in this life
   bool metadata;              // what the agent must have chosen from that
-  int64_t last_pass;          // start of the last pass
+  int64_t last_pass;          // start of the last pass, of whichever life
   int64_t back_since_pass;    // seconds that the wall clock was set back since
   int32_t cut_at_call;        // counts down calls to a power cut; 0 for none
 
   int64_t trouble_until;
   bool port_hidden;    // a look for the first port failed in this life: the agent gives up its start
   bool keyless;        // no transport certificate could be made in this life
+  bool restart_asked;  // and not served
+  int32_t passes_since_asked;
   bool hub_in_doubt;   // a call that configures the event hub failed, and what is pending may yet be written
   bool status_spoilt;  // there is no status file, or none that was written whole
 
