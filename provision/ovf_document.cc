@@ -1,7 +1,5 @@
 #include "provision/ovf_document.h"
 
-#include <string.h>
-
 #include "core/base/file.h"
 #include "core/base/log.h"
 #include "provision/custom_data.h"
@@ -33,20 +31,6 @@ XmlOwner load_document(bool *no_memory) {
   return document;
 }
 
-// What the node itself holds on the heap: a word, or a CDATA section, which is kept as an element's name.
-const char *node_text(mxml_node_t *node) {
-  return xml_is_text(node) ? mxmlGetText(node, nullptr) : mxmlGetElement(node);
-}
-
-void wipe_contents(mxml_node_t *element) {
-  for (mxml_node_t *node = mxmlGetFirstChild(element); node != nullptr; node = mxmlGetNextSibling(node)) {
-    const char *text = node_text(node);
-    if (text != nullptr) {
-      wipe_memory(const_cast<char *>(text), strlen(text));
-    }
-  }
-}
-
 }  // namespace
 
 XmlOwner OvfEnvLoad(bool *no_memory) {
@@ -62,7 +46,7 @@ void OvfEnvFree(XmlOwner *document) {
   mxml_node_t *top = document->get();
   for (mxml_node_t *node = top != nullptr ? xml_find(top, "UserPassword") : nullptr; node != nullptr;
        node = mxmlFindElement(node, top, "UserPassword", nullptr, nullptr, MXML_DESCEND)) {
-    wipe_contents(node);
+    xml_wipe_below(node);
   }
   document->reset();
 }

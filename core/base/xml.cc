@@ -64,7 +64,16 @@ XmlOwner load(const char *bytes, uint64_t length, bool *no_memory) {
   mxmlSetErrorCallback(note_failure);
   XmlOwner loaded(mxmlLoadString(nullptr, bytes, MXML_NO_CALLBACK));
   *no_memory = gsLibraryFailed || !loaded.present() || !has_all_words(loaded.get());
-  return *no_memory ? XmlOwner() : static_cast<XmlOwner &&>(loaded);
+  if (!*no_memory) {
+    return loaded;
+  }
+  xml_wipe_below(loaded.get());  // some documents hold passwords
+  return XmlOwner();
+}
+
+// What the node itself holds on the heap: a word, or an element's name, as which a CDATA section is kept.
+const char *node_text(mxml_node_t *node) {
+  return xml_is_text(node) ? mxmlGetText(node, nullptr) : mxmlGetElement(node);
 }
 
 }  // namespace
@@ -87,6 +96,16 @@ XmlOwner xml_load_descriptor(int descriptor, bool *no_memory) {
   XmlOwner loaded = load(document.data(), document.length(), no_memory);
   wipe_memory(document.get()->data, document.length());  // some documents hold passwords
   return loaded;
+}
+
+void xml_wipe_below(mxml_node_t *top) {
+  mxml_node_t *node = top;
+  while ((node = mxmlWalkNext(node, top, MXML_DESCEND)) != nullptr) {
+    const char *text = node_text(node);
+    if (text != nullptr) {
+      wipe_memory(const_cast<char *>(text), strlen(text));
+    }
+  }
 }
 
 bool xml_is_text(mxml_node_t *node) {

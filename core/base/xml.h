@@ -24,6 +24,10 @@ XmlOwner xml_load(const char *bytes, uint64_t length, bool *no_memory = nullptr)
 // is absent because memory ran out.
 XmlOwner xml_load_descriptor(int descriptor, bool *no_memory);
 
+// Overwrites what the nodes below one hold: words, CDATA sections, and the names of elements, as which Mini-XML keeps
+// those. An absent node is fine.
+void xml_wipe_below(mxml_node_t *top);
+
 // Joins the texts of a run of text nodes: the node and its following siblings while they are text nodes. Each
 // contributes a single space when it is preceded by white space in the document, then its text. Absent for an absent
 // node, a total of no characters, or no memory.

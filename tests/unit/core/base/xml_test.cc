@@ -1,6 +1,7 @@
 #include "core/base/xml.h"
 
 #include <fcntl.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <string>
@@ -10,6 +11,7 @@
 #include "tests/support/files.h"
 #include "tests/support/recording_fixture.h"
 #include "tests/support/refused_memory.h"
+#include "tests/support/watched_memory.h"
 
 extern "C" {
 mxml_node_t *__real_mxmlLoadString(mxml_node_t *top, const char *text, mxml_load_cb_t callback);
@@ -108,6 +110,21 @@ TEST(Xml, TellsWhenMemoryRunsOut) {
   gsLacks = Lacks::kNothing;
   EXPECT_TRUE(kelvane::xml_load(document.c_str(), document.size(), &no_memory).present());
   EXPECT_FALSE(no_memory) << "what failed before is no matter any more";
+}
+
+TEST(Xml, WhatMemoryRanOutForLeavesNothingOfItsWords) {
+  const std::string document = "<a><UserPassword>secret-1 two</UserPassword><b><![CDATA[secret-2]]></b></a>";
+  bool no_memory = false;
+  watched_memory::wiped.clear();
+  gsLacks = Lacks::kAttribute;
+  EXPECT_FALSE(kelvane::xml_load(document.c_str(), document.size(), &no_memory).present());
+  gsLacks = Lacks::kNothing;
+  EXPECT_TRUE(no_memory);
+  EXPECT_THAT(watched_memory::wiped, testing::IsSupersetOf({"secret-1", "two"}));
+  EXPECT_THAT(watched_memory::wiped, testing::Contains(testing::HasSubstr("secret-2")));
+  watched_memory::wiped.clear();
+  EXPECT_TRUE(kelvane::xml_load(document.c_str(), document.size()).present());
+  EXPECT_THAT(watched_memory::wiped, testing::IsEmpty());
 }
 
 // ---- what is over a cap ----
