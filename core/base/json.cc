@@ -26,15 +26,24 @@ uint64_t count_values(const char *text) {
   return values;
 }
 
+// json-c gives no value and tells no error when one of its allocations failed, and for JSON's null as well.
+bool tells_no_memory(const char *text, json_tokener_error error) {
+#if JSON_C_VERSION_NUM >= (17 << 8)
+  if (error > json_tokener_error_size) {
+    return true;  // newer versions have an error of its own for it, behind all others
+  }
+#endif
+  return error == json_tokener_success && strchr("nN/", text[strspn(text, " \t\n\v\f\r")]) == nullptr;
+}
+
 // Whoever waits for the text's values learns nowhere else why they are missing.
 JsonOwner refuse(const char *cap) {
   LOG_ABOVE(0, "[kelvane]: a JSON text is over a cap and is not read: %s\n", cap);
   return JsonOwner();
 }
 
-}  // namespace
-
-JsonOwner json_load(const char *text) {
+JsonOwner load(const char *text, bool *no_memory) {
+  *no_memory = false;
   const size_t length = text != nullptr ? strlen(text) : 0;
   if (length > kJsonMaxBytes) {
     return refuse("bytes");
@@ -47,7 +56,15 @@ JsonOwner json_load(const char *text) {
   }
   json_tokener_error error = json_tokener_success;
   JsonOwner value(json_tokener_parse_verbose(text, &error));
+  *no_memory = !value.present() && tells_no_memory(text, error);
   return error == json_tokener_error_depth ? refuse("levels") : static_cast<JsonOwner &&>(value);
+}
+
+}  // namespace
+
+JsonOwner json_load(const char *text, bool *no_memory) {
+  bool ignored = false;
+  return load(text, no_memory != nullptr ? no_memory : &ignored);
 }
 
 json_object *json_member(json_object *value, const char *name, json_type type) {

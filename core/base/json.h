@@ -21,9 +21,11 @@ inline constexpr uint64_t kJsonMaxBytes = uint64_t{2} * 1024 * 1024;
 // and the metadata service's extensions about ten for each plugin, of which a machine has a dozen.
 inline constexpr uint64_t kJsonMaxValues = 20000;
 
-// Parses a text. Absent for a null text, one over the caps or not UTF-8, one that json-c refuses, and for the JSON
-// value null.
-JsonOwner json_load(const char *text);
+// Parses a text. Absent for a null text, one over the caps or not UTF-8, one that json-c refuses, for the JSON value
+// null, and when memory ran out, which *no_memory (may be null) tells apart; a text that begins with json-c's null, or
+// with a comment, as it may be null behind that, never counts so. Not all of json-c's failures can be seen: some of its
+// allocations are not checked, and a value then lacks a part without a word.
+JsonOwner json_load(const char *text, bool *no_memory = nullptr);
 
 // The member of that name when value is an object and the member is of that type; else null. Lent, not a reference of
 // its own.
@@ -33,7 +35,8 @@ json_object *json_member(json_object *value, const char *name, json_type type);
 const char *json_member_text(json_object *value, const char *name);
 
 // Frees *slot and puts a copy of the member of that name there: a string as it is, another value as its JSON text;
-// absent when it is missing or JSON's null. 0, or -1 with *slot absent when memory ran out.
+// absent when it is missing or JSON's null. 0, or -1 with *slot absent when memory ran out; but json-c may write the
+// text of an object or array without a part that it had no memory for, and not tell.
 int32_t json_replace_text(char **slot, json_object *value, const char *name);
 
 }  // namespace kelvane

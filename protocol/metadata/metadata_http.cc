@@ -80,7 +80,15 @@ JsonOwner metadata_get(const char *url, curl_slist *headers, Text *etag) {
     __freeBuffer(body.get());  // what a broken-off attempt left is no part of the document
     return httpGet(url, headers, body.get(), etag);
   });
-  return result == 0 && !body.empty() ? json_load(body.data()) : JsonOwner();
+  bool no_memory = false;
+  JsonOwner document = result == 0 && !body.empty() ? json_load(body.data(), &no_memory) : JsonOwner();
+  if (no_memory) {
+    LOG_ABOVE(0, "[kelvane]: no memory for the answer of %s, it is not read\n", url);
+    if (etag != nullptr) {
+      etag->reset();  // without it the next pass counts as changed, as the document was not seen
+    }
+  }
+  return document;
 }
 
 int32_t metadata_put(const char *url, CurlListOwner *headers, json_object *document) {

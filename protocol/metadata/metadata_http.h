@@ -16,7 +16,8 @@ namespace kelvane {
 
 // Fetches a document. Absent when no attempt succeeded, for an empty body, and for one that the JSON gate refuses.
 // headers may be null and stay the caller's. etag may be null: then the answer's headers are not looked at; else it
-// receives the ETag of the last answer that had one, also when no document came of it.
+// receives the ETag of the last answer that had one, also when no document came of it; but when there was no memory for
+// the document, which is logged, it is absent.
 JsonOwner metadata_get(const char *url, curl_slist *headers, Text *etag);
 
 // Reports a document as "application/json"; the answer is discarded. The content type is appended to the caller's list,

@@ -120,12 +120,13 @@ int32_t count_plugins(mxml_node_t *plugins) {
 // Takes the three members over from the first handler settings: a text as it is, another value as its JSON text; one
 // that is missing, or null, is absent. A document of another shape changes nothing.
 int32_t extract_settings(ExtHandler *handler) {
-  const JsonOwner document = json_load(handler->runtime_settings);
+  bool no_memory = false;
+  const JsonOwner document = json_load(handler->runtime_settings, &no_memory);
   json_object *list = json_member(document.get(), "runtimeSettings", json_type_array);
   json_object *first = list != nullptr ? json_object_array_get_idx(list, 0) : nullptr;
   json_object *settings = json_member(first, "handlerSettings", json_type_object);
   if (settings == nullptr) {
-    return 0;
+    return no_memory ? -1 : 0;
   }
   const struct {
     const char *name;
@@ -233,6 +234,7 @@ int32_t ExtConfigParse(mxml_node_t *document, ExtConfig *config) {
   }
   mxml_node_t *status_blob = find_in(document, "StatusUploadBlob");
   if (status_blob != nullptr && parse_status_blob(status_blob, config) != 0) {
+    LOG_ABOVE(0, "[kelvane]: no memory for the status blob's address, no status is uploaded\n");
     config->incomplete = 1;
   }
   if (parse_handlers(document, &config->handlers) != 0) {

@@ -425,15 +425,47 @@ TEST_F(ExtConfigTest, WithoutMemoryForAnyTextOfTheHandlersThereIsNone) {
   EXPECT_EQ(recording::messages(), Lines{});
 }
 
+TEST_F(ExtConfigTest, WithoutMemoryToReadTheRuntimeSettingsThereIsNoHandler) {
+  recording::set_debug_level(1);
+  const std::string inside =
+      "<Plugins><Plugin name=\"A\" version=\"1.0\"/></Plugins><PluginSettings><Plugin name=\"A\" version=\"1.0\">"
+      "<RuntimeSettings seqNo=\"1\">{\"runtimeSettings\": [{\"handlerSettings\": {\"publicSettings\": \"one\"}}]}"
+      "</RuntimeSettings></Plugin></PluginSettings>";
+  spies::spies().refuse_json_parse = 1;
+  EXPECT_EQ(parse_inside(inside), 0);
+  EXPECT_EQ(spies::spies().refuse_json_parse, 0);
+  EXPECT_EQ(config_.handlers.count, 0);
+  EXPECT_EQ(config_.incomplete, 1u);
+  EXPECT_EQ(recording::messages(), Lines{kNoMemory});
+  EXPECT_EQ(parse_inside(inside), 0);
+  EXPECT_EQ(settings(handler(0)), (Lines{"(absent)", "(absent)", "one"}));
+  EXPECT_EQ(config_.incomplete, 0u);
+}
+
+TEST_F(ExtConfigTest, RuntimeSettingsThatAreNullAreComplete) {
+  EXPECT_EQ(text(parse_json("null").runtime_settings), "null");
+  EXPECT_EQ(config_.incomplete, 0u);
+}
+
 TEST_F(ExtConfigTest, WithoutMemoryForTheStatusUploadAddressTheHandlersAreThereAndTheDocumentIsWantedAgain) {
+  recording::set_debug_level(1);
   spies::refuse_malloc = 1;
   EXPECT_EQ(parse_inside("<StatusUploadBlob>u</StatusUploadBlob><Plugins><Plugin name=\"a\"/></Plugins>"), 0);
   EXPECT_EQ(spies::refuse_malloc, 0);
   EXPECT_FALSE(config_.status_upload_url.present());
   EXPECT_EQ(names(config_), Lines{"a"});
   EXPECT_EQ(config_.incomplete, 1u);
+  EXPECT_EQ(recording::messages(),
+            Lines{"[kelvane]: no memory for the status blob's address, no status is uploaded\n"});
   EXPECT_EQ(parse_inside("<StatusUploadBlob/><Plugins><Plugin name=\"a\"/></Plugins>"), 0);
   EXPECT_EQ(config_.incomplete, 0u) << "no address is announced";
+}
+
+TEST_F(ExtConfigTest, TheStatusUploadAddressIsLostInSilenceAtLevelZero) {
+  spies::refuse_malloc = 1;
+  EXPECT_EQ(parse_inside("<StatusUploadBlob>u</StatusUploadBlob><Plugins><Plugin name=\"a\"/></Plugins>"), 0);
+  EXPECT_EQ(config_.incomplete, 1u);
+  EXPECT_EQ(recording::messages(), Lines{});
 }
 
 TEST_F(ExtConfigTest, AReleasedConfigurationLacksNothing) {

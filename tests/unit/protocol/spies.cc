@@ -143,6 +143,7 @@ json_object *__real_json_object_new_array();
 json_object *__real_json_object_new_string(const char *text);
 json_object *__real_json_object_new_int(int32_t number);
 const char *__real_json_object_to_json_string(json_object *value);
+json_object *__real_json_tokener_parse_verbose(const char *text, json_tokener_error *error);
 
 CURL *__wrap_curl_easy_init();
 void __wrap_curl_easy_cleanup(CURL *handle);
@@ -163,6 +164,7 @@ json_object *__wrap_json_object_new_array();
 json_object *__wrap_json_object_new_string(const char *text);
 json_object *__wrap_json_object_new_int(int32_t number);
 const char *__wrap_json_object_to_json_string(json_object *value);
+json_object *__wrap_json_tokener_parse_verbose(const char *text, json_tokener_error *error);
 void __wrap__ZN7kelvane23TelemetrySetContainerIdEPKc(const char *text);
 int32_t __wrap__ZN7kelvane20EventHandler_ProcessEv();
 
@@ -304,6 +306,14 @@ json_object *__wrap_json_object_new_int(int32_t number) {
 
 const char *__wrap_json_object_to_json_string(json_object *value) {
   return spies::spies().refuse_json_text ? nullptr : __real_json_object_to_json_string(value);
+}
+
+// As the library does it when one of its allocations fails: no value, and no error.
+json_object *__wrap_json_tokener_parse_verbose(const char *text, json_tokener_error *error) {
+  if (spies::spies().refuse_json_parse > 0 && --spies::spies().refuse_json_parse == 0) {
+    return nullptr;
+  }
+  return __real_json_tokener_parse_verbose(text, error);
 }
 
 int __wrap_open(const char *path, int flags, ...) {

@@ -2,7 +2,7 @@
 //   - libcurl's easy interface: calls are counted and passed on; the options are written down in order; an attempt can
 //     be given a result without being made.
 //   - sleep: seconds are written down, nobody waits. time: a moment that a test sets.
-//   - json-c: the making and the writing of values can be refused.
+//   - json-c: the making, the reading and the writing of values can be refused.
 //   - open: the copies of fetched documents under /tmp go to a folder of the test.
 //   - explicit_bzero: what is overwritten is written down.
 //   - telemetry: the container id and the passes are written down.
@@ -47,6 +47,7 @@ struct Spies {
   int64_t now = 0;                 // what time returns; 0: the real clock
   int refuse_json = 0;             // the n-th JSON value from now on cannot be made
   bool refuse_json_text = false;   // no JSON value can be written
+  int refuse_json_parse = 0;       // the n-th JSON text from now on finds no memory
   std::vector<std::string> wiped;  // what was overwritten as a secret
   int event_passes = 0;
   int event_result = 0;

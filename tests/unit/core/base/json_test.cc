@@ -14,12 +14,21 @@
 extern "C" {
 const char *__real_json_object_get_string(json_object *value);
 const char *__wrap_json_object_get_string(json_object *value);
+json_object *__real_json_tokener_parse_verbose(const char *text, json_tokener_error *error);
+json_object *__wrap_json_tokener_parse_verbose(const char *text, json_tokener_error *error);
 }
 
 static bool gsNoJsonText = false;
 
 const char *__wrap_json_object_get_string(json_object *value) {
   return gsNoJsonText ? nullptr : __real_json_object_get_string(value);
+}
+
+static bool gsNoJsonValue = false;
+
+// As the library does it when one of its allocations fails: no value, and no error.
+json_object *__wrap_json_tokener_parse_verbose(const char *text, json_tokener_error *error) {
+  return gsNoJsonValue ? nullptr : __real_json_tokener_parse_verbose(text, error);
 }
 
 namespace {
@@ -44,6 +53,30 @@ TEST(Json, WhatIsNoValueIsAbsent) {
   for (const char *text : {"", " ", "no JSON", "{", "[1", "\"text", "null", "{\"a\":}", "\xff"}) {
     EXPECT_FALSE(loads(text)) << text;
   }
+}
+
+bool lacks_memory(const char *text) {
+  bool no_memory = true;
+  EXPECT_FALSE(json_load(text, &no_memory).present()) << text;
+  return no_memory;
+}
+
+TEST(Json, AValueThatThereIsNoMemoryForIsToldApartFromNone) {
+  for (const char *text : {"", " ", "no JSON", "{", "[1", "\"text", "null", " \t\r\nnull", "nUlL", "Null and more",
+                           "/* none */ null", "{\"a\":}", "\xff"}) {
+    EXPECT_FALSE(lacks_memory(text)) << text;
+  }
+  EXPECT_FALSE(lacks_memory(nullptr));
+  gsNoJsonValue = true;
+  for (const char *text : {"{}", " \t\v\f\r\n{}", "[]", "7", "-1.5", "\"null\"", "true"}) {
+    EXPECT_TRUE(lacks_memory(text)) << text;
+    EXPECT_FALSE(loads(text)) << text;
+  }
+  EXPECT_FALSE(lacks_memory("null"));
+  gsNoJsonValue = false;
+  bool no_memory = true;
+  EXPECT_TRUE(json_load("{}", &no_memory).present());
+  EXPECT_FALSE(no_memory);
 }
 
 TEST(Json, WhatIsNotUtf8IsAbsent) {

@@ -251,6 +251,25 @@ TEST_F(MetadataHttpTest, WithoutMemoryForTheBodyTheAttemptsFail) {
   EXPECT_EQ(sleeps(), Seconds{10});
 }
 
+TEST_F(MetadataHttpTest, WithoutMemoryToReadAnAnswerItHasNoEtagAndALineSaysSo) {
+  serve("http://169.254.169.254/g", "{}", {"ETag: one"});
+  recording::set_debug_level(1);
+  const Lines line = {"[kelvane]: no memory for the answer of http://169.254.169.254/g, it is not read\n"};
+  Text etag;
+  spies::spies().refuse_json_parse = 1;
+  EXPECT_EQ(written(metadata_get("http://169.254.169.254/g", nullptr, &etag)), "(absent)");
+  EXPECT_FALSE(etag.present());
+  EXPECT_EQ(recording::messages(), line);
+  spies::spies().refuse_json_parse = 1;
+  EXPECT_EQ(written(metadata_get("http://169.254.169.254/g", nullptr, nullptr)), "(absent)");
+  EXPECT_EQ(recording::messages(), (Lines{line[0], line[0]}));
+  recording::set_debug_level(0);
+  spies::spies().refuse_json_parse = 1;
+  EXPECT_EQ(written(metadata_get("http://169.254.169.254/g", nullptr, &etag)), "(absent)");
+  EXPECT_EQ(recording::messages().size(), 2u);
+  EXPECT_EQ(sleeps(), Seconds{});
+}
+
 // ---- the ETag ----
 
 TEST_F(MetadataHttpTest, TheHeaderCallbackKeepsTheEtagAsSent) {

@@ -259,6 +259,19 @@ TEST_F(MetadataProtocolTest, ExtensionsThatThereIsNoMemoryForAreHandledByTheNext
   EXPECT_STREQ(tag_, "\"5\"");
 }
 
+TEST_F(MetadataProtocolTest, ExtensionsThatThereIsNoMemoryToReadAreHandledByTheNextPass) {
+  serve(kCertificatesUrl, "{}");
+  serve(kExtensionsUrl, R"([{"name":"a"}])", {"ETag: \"5\""});
+  spies::spies().refuse_json_parse = 2;  // behind the certificates
+  EXPECT_EQ(protocol_->get_ext_handlers(protocol_, nullptr, &tag_, &list_), 0);
+  EXPECT_EQ(spies::spies().refuse_json_parse, 0);
+  EXPECT_EQ(list_.count, 0);
+  EXPECT_EQ(tag_, nullptr) << "the next pass counts as changed";
+  EXPECT_EQ(protocol_->get_ext_handlers(protocol_, nullptr, &tag_, &list_), 0);
+  EXPECT_EQ(list_.count, 1);
+  EXPECT_STREQ(tag_, "\"5\"");
+}
+
 TEST_F(MetadataProtocolTest, AnObjectInsteadOfAListIsAnEmptyList) {
   serve(kExtensionsUrl, R"([{"name":"a"}])", {"ETag: \"5\""});
   protocol_->get_ext_handlers(protocol_, nullptr, &tag_, &list_);
