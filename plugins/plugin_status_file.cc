@@ -115,14 +115,18 @@ uint64_t size_of(json_object *element) {
   return strlen(text_or(pretty_text(element), "")) + kIndentation;
 }
 
-// Takes elements off the end of a list that is too long, until the file is one that is read again.
+// Takes elements off the end of a list that is too long, until the file is one that is read again. An element whose
+// text there is no memory for counts as short: then the file may stay too long.
 void cut_to_readable_size(json_object *plugins) {
-  size_t kept = 0;
-  uint64_t size = size_of(nullptr) + size_of(json_object_array_get_idx(plugins, 0));
-  while (size <= kJsonMaxBytes) {
-    size += size_of(json_object_array_get_idx(plugins, ++kept));
+  const size_t length = json_object_array_length(plugins);
+  uint64_t size = size_of(nullptr);
+  for (size_t kept = 0; kept < length; kept++) {
+    size += size_of(json_object_array_get_idx(plugins, kept));
+    if (size > kJsonMaxBytes) {
+      json_object_array_del_idx(plugins, kept, length - kept);
+      return;
+    }
   }
-  json_object_array_del_idx(plugins, kept, json_object_array_length(plugins) - kept);
 }
 
 }  // namespace
@@ -160,6 +164,10 @@ void plugin_status_save() {
     cut = true;
   }
   if (text == nullptr) {
+    return;
+  }
+  if (strlen(text) > kJsonMaxBytes) {
+    LOG_ABOVE(0, "[kelvane]: Status Save: the file has more than 2 MB and is not written, the last one stays\n");
     return;
   }
   if (cut) {

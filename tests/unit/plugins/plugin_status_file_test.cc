@@ -10,6 +10,22 @@
 #include "plugins/plugin_registry.h"
 #include "tests/unit/plugins/plugin_world.h"
 
+extern "C" {
+const char *__real_json_object_to_json_string_ext(json_object *value, int flags);
+const char *__wrap_json_object_to_json_string_ext(json_object *value, int flags);
+}
+
+// The texts, counted from 1, that json-c has no memory for: from the first one to the last one.
+static int gsFirstWithoutText = 0;
+static int gsLastWithoutText = 0;
+static int gsTexts = 0;
+
+const char *__wrap_json_object_to_json_string_ext(json_object *value, int flags) {
+  gsTexts++;
+  const bool refused = gsTexts >= gsFirstWithoutText && gsTexts <= gsLastWithoutText;
+  return refused ? nullptr : __real_json_object_to_json_string_ext(value, flags);
+}
+
 namespace {
 
 using kelvane::Plugin;
@@ -507,6 +523,33 @@ TEST_F(ManyPlugins, WhatIsTooLongToBeReadAgainIsNotSaved) {
   recording::clear_trace();
   EXPECT_EQ(saved_with(kMost), built_in);
   EXPECT_EQ(recording::messages(), Lines{"[kelvane]: Status Save: the first 4 of 6 plugins are kept\n"});
+}
+
+// The first text is that of the whole file, the next ones are those of the plugins, the last one that of the cut file.
+TEST_F(ManyPlugins, WithoutMemoryToCutAFileThatIsTooLongTheLastOneStays) {
+  const auto saved_without_texts = [this](int first, int last) {
+    os_.write(kStatusFile, "[\"before\"]");
+    recording::clear_trace();
+    gsTexts = 0;
+    gsFirstWithoutText = first;
+    gsLastWithoutText = last;
+    std::string file = saved();
+    gsLastWithoutText = 0;
+    return file;
+  };
+  saved_of(4);
+  pluginManager_Find(std::string(2 * 1024 * 1024, 'x').c_str());
+  pluginManager_Find("last");
+  const std::string line =
+      "[kelvane]: Status Save: the file has more than 2 MB and is not written, the last one stays\n";
+  EXPECT_EQ(saved_without_texts(2, 7), "[\"before\"]");
+  EXPECT_EQ(recording::messages(), Lines{line});
+  recording::set_debug_level(0);
+  EXPECT_EQ(saved_without_texts(2, 7), "[\"before\"]");
+  EXPECT_EQ(recording::messages(), Lines{});
+  recording::set_debug_level(1);
+  EXPECT_EQ(saved_without_texts(7, 7), "[\"before\"]") << "four small ones, the long one, and no text for the cut file";
+  EXPECT_EQ(recording::messages(), Lines{});
 }
 
 TEST_F(PluginStatusFile, AThousandPluginsAreCountedWithThoseThatWereThere) {
