@@ -16,7 +16,7 @@ namespace {
 // fails, so that the stack never depends on what a container holds.
 constexpr int32_t kMaxNesting = 32;
 
-// What one container may make the agent work, in iterations of key derivation (pbe_cost.h): 33 to 42 ms, by the
+// What one container may make the agent work, in iterations of key derivation (pbe_cost.h): 32 to 42 ms, by the
 // algorithm. The platform's containers take 2,000 iterations for each of their few keys, and 2,000 for all certificates
 // together; as many of them as the store has room for, twenty pairs, come to 62,000, and to 104,000 where each counts
 // twice. With 10,000 iterations nine pairs are taken, with HMAC-SHA-1 for AES-256 four.

@@ -1,6 +1,6 @@
 // Walks a decoded PKCS#12 container into the certificate store, and offers each certificate of it as an SSH key. Called
 // by the unwrapping of the platform's certificates (credentials/cms_container.h), on the main thread; blocks for as
-// long as the container's key derivation takes, which is bounded: 33 to 42 ms, by its algorithm. Only the empty
+// long as the container's key derivation takes, which is bounded: 32 to 42 ms, by its algorithm. Only the empty
 // password is tried, and no MAC is checked: what protects a container is the message around it. A broken container
 // leaves in the store what stood in front of the broken place, and so does one that costs too much. Logs nothing.
 #ifndef KELVANE_CREDENTIALS_PKCS12_WALK_H

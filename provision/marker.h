@@ -13,7 +13,7 @@ bool marker_exists();
 bool marker_readable();
 
 // Creates the marker or replaces what it holds: the address in hexadecimal and a line end, nothing for 0. 0; -1 when
-// there is none afterwards, or an empty one.
+// there is none afterwards, an empty one, or, behind a write that was cut short, one with a part of the address.
 int32_t marker_write(uint32_t endpoint);
 
 // Takes a marker that could not be written whole away again.
