@@ -1,5 +1,6 @@
 // The metadata service's list of certificates and its certificate documents, one input answering for both: OpenSSL's
-// error queue is left empty, no key reaches the log, and fetching twice gives the same store.
+// error queue is left empty, no key reaches the log, fetching twice gives the same store, and the stores keep their
+// bounds.
 #include <openssl/err.h>
 
 #include "credentials/cert_store.h"
@@ -14,6 +15,7 @@ std::string fetched(const kelvane::Protocol *protocol, const kelvane::JsonOwner 
   kelvane::processJSONCertificate(document.get());
   fuzz::require(ERR_peek_error() == 0, "no error of OpenSSL is left");
   fuzz::require(recording::log_text().find("PRIVATE KEY") == std::string::npos, "no key reaches the log");
+  fuzz::require(fuzz::ssh_keys_installed() == 0, "the keys of certificates are candidates only");
   return fuzz::certificate_store();
 }
 

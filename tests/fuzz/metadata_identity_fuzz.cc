@@ -2,6 +2,7 @@
 // it is kept, which is JSON, and a document that is none leaves the record as it was.
 #include <cstring>
 
+#include "core/base/json.h"
 #include "protocol/metadata/metadata_state.h"
 #include "tests/fuzz/metadata_world.h"
 #include "tests/fuzz/world.h"
@@ -18,11 +19,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   const bool filled = info.vm_name[0] != 'x' || info.subscription_id[0] != 'x';
   fuzz::require(kept.present() || !filled, "no document leaves the record as it was");
   fuzz::require(!kept.present() || fuzz::is_loose_json(kept.get()), "the document that is kept is JSON");
-  for (const auto *field : {&info.vm_name, &info.subscription_id}) {
-    const std::string text(*field, strnlen(*field, sizeof *field));
-    fuzz::require(text.size() == sizeof *field || !kept.present() || fuzz::is_utf8(text),
-                  "a field that was not cut is UTF-8");
-  }
+  const kelvane::JsonOwner document = kelvane::json_load(kept.present() ? kept.get() : "{}");
+  const auto require_kept = [&](const auto &field, const char *member) {
+    const std::string text(field, strnlen(field, sizeof field));
+    const char *stands = kelvane::json_member_text(document.get(), member);
+    const std::string cut = std::string(stands != nullptr ? stands : "").substr(0, sizeof field);
+    fuzz::require(!kept.present() || text == cut, "what the record holds stands in the document");
+  };
+  require_kept(info.vm_name, "vmName");
+  require_kept(info.subscription_id, "subscriptionId");
   char *tag = nullptr;
   auto *versions = reinterpret_cast<json_object *>(protocol->get_vmagent_manifests(protocol, nullptr, &tag));
   fuzz::require((versions != nullptr) == kept.present() && tag != nullptr, "both documents are the same one");

@@ -1,15 +1,13 @@
-// The reference platform's files as another program may leave them. The first byte says which: 'r' a debug record, 'e'
-// a factory-new database with changed bytes (three of place, one of value, each), else the database as a whole. There
-// is a connection and a debug record all the same, and the next connection finds the same records.
-#include "platform/reference/reference.h"
+// The reference platform's database file as another program may leave it: an 'e' first means a factory-new one with
+// changed bytes (three of place, one of value, each), anything else is the file. There is a connection all the same.
+// Unless the file was set aside, which leaves the factory's records, the next connection finds what this one found.
+#include "tests/fuzz/configuration_folder.h"
 #include "tests/fuzz/record_calls.h"
 
 namespace {
 
 std::string walk() {
   fuzz::require(conf_init() == 0, "there is a connection");
-  const char last = nCfg_debug_zone->host_name[NCFG_HOST_NAME_LENGTH];
-  fuzz::require(last == '\0', "the host name of the debug record is terminated");
   const std::string shown = fuzz::all_records_as_they_are();
   conf_end();
   return shown;
@@ -27,13 +25,12 @@ std::string changed(std::string file, const std::string &changes) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   static const std::string factory = fuzz::factory_database();
-  const support::TempDir folder;
-  reference_set_root(folder.path().c_str());
+  static const fuzz::ConfigurationFolder folder;
+  static const std::string factory_records = (folder.begin(), walk());
+  folder.begin();
   const std::string input = fuzz::bytes_of(data, size);
-  const char kind = size != 0 ? input[0] : ' ';
-  folder.write(kind == 'r' ? "run/kelvane-debug" : "data/etc/kelvane-config.db",
-               kind == 'e' ? changed(factory, input) : input.substr(kind == 'r'));
+  folder.write(size != 0 && input[0] == 'e' ? changed(factory, input) : input);
   const std::string first = walk();
-  fuzz::require(walk() == first, "the next connection finds the same");
+  fuzz::require((folder.set_aside() ? factory_records : walk()) == first, "the next connection finds the same");
   return 0;
 }

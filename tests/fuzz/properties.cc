@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <set>
 #include <sstream>
 
 #include "core/base/json_owners.h"
@@ -47,8 +48,21 @@ bool parses(const char *text, int flags) {
 
 }  // namespace
 
+// Most inputs lead to one of a few texts: those are not read each time.
 bool is_json(const char *text) {
-  return parses(text, JSON_TOKENER_STRICT | JSON_TOKENER_VALIDATE_UTF8);
+  constexpr size_t kKept = 32;
+  static std::set<std::string> known;
+  if (known.count(text) != 0) {
+    return true;
+  }
+  const bool good = parses(text, JSON_TOKENER_STRICT | JSON_TOKENER_VALIDATE_UTF8);
+  if (known.size() == kKept) {
+    known.clear();
+  }
+  if (good) {
+    known.insert(text);
+  }
+  return good;
 }
 
 bool is_loose_json(const char *text) {

@@ -70,7 +70,7 @@ void set_ssh_key(uint32_t table, const std::string &text) {
   ssh_pubkey_data_set("admin", text.c_str(), static_cast<int32_t>(table % 5));
 }
 
-void connect_again(uint32_t, const std::string &) {
+void connect_again() {
   require(cmf_write_config(cmf_get_cur_domain_id()) == 0, "what is pending is written");
   const std::string before = all_records();
   conf_end();
@@ -79,8 +79,8 @@ void connect_again(uint32_t, const std::string &) {
 }
 
 constexpr void (*kCalls[])(uint32_t, const std::string &) = {
-    append,       rename_record, change_in_session, delete_in_session,
-    append_child, write_pending, set_ssh_key,       connect_again};
+    append, rename_record, change_in_session, delete_in_session, append_child, write_pending, set_ssh_key};
+constexpr unsigned char kConnectAgain = 0xFF;
 
 std::string records_of(uint32_t table) {
   std::string shown;
@@ -112,10 +112,17 @@ std::string RecordCalls::take(size_t length) {
 }
 
 void RecordCalls::run() {
+  bool connected_again = false;
   while (rest_.size() >= 3) {
     const std::string head = take(3);
     const auto at = [&](size_t i) { return static_cast<unsigned char>(head[i]); };
-    kCalls[at(0) % std::size(kCalls)](kTables[at(1) % std::size(kTables)], take(at(2)));
+    const std::string text = take(at(2));
+    if (at(0) != kConnectAgain) {
+      kCalls[at(0) % std::size(kCalls)](kTables[at(1) % std::size(kTables)], text);
+    } else if (!connected_again) {
+      connect_again();
+      connected_again = true;
+    }
   }
 }
 

@@ -94,11 +94,7 @@ void Seeds::write_scenario(const std::string &path) {
   const Tenant tenant(scenario.tenant);
   write("ovf", name, ovf_document(scenario.ovf, tenant));
   for (size_t i = 0; i < scenario.goal_states.size(); i++) {
-    try {
-      write_goal_state(name + "." + std::to_string(i), scenario, tenant, scenario.goal_states[i]);
-    } catch (const std::exception &error) {
-      std::printf("%s, goal state %zu: %s\n", name.c_str(), i, error.what());
-    }
+    write_goal_state(name + "." + std::to_string(i), scenario, tenant, scenario.goal_states[i]);
   }
   for (const Identity *identity : tenant.chosen(std::nullopt))
     write("platform_texts", name + "." + identity->spec.name, ssh_rsa_line(*identity));

@@ -12,8 +12,8 @@
 
 namespace fuzz {
 
-// What the next three connections read to their ends: 100 KB at the most. Those behind them get an empty good answer,
-// so that repeated attempts come to an end.
+// What the next connection reads to its end: 100 KB at the most. Those behind it get an empty good answer, so that
+// repeated attempts come to an end.
 void answer_requests_with(const std::string &bytes);
 
 // Makes one request with a function of the wire protocol's. Its result and the body. What libcurl makes of a status

@@ -47,10 +47,11 @@ bool outside(const char *path) {
          std::strncmp(path, "/proc/", 6) == 0 || current->is_real(path);
 }
 
-// Writes the call down and makes it, unless it is to fail; a call that fails by itself is written down so, too.
-template <typename Call>
-int perform(const std::string &name, const std::string &arguments, Call call) {
-  if (const auto error = current->enter(name, arguments)) {
+// Writes the call down and makes it, unless it is to fail; a call that fails by itself is written down so, too. Its
+// arguments become a text only where somebody wants it: the fuzz targets hide the calls that they make most.
+template <typename Arguments, typename Call>
+int perform(const std::string &name, Arguments arguments, Call call) {
+  if (const auto error = current->watches(name) ? current->enter(name, arguments()) : std::nullopt) {
     errno = *error;
     return -1;
   }
@@ -86,10 +87,10 @@ bool FakeOs::is_real(const char *path) const {
 }
 
 std::optional<int> FakeOs::enter(const std::string &name, const std::string &arguments) {
-  const bool shown = hidden_.count(name) == 0;
-  if (!shown && failures_.empty()) {
+  if (!watches(name)) {
     return std::nullopt;
   }
+  const bool shown = hidden_.count(name) == 0;
   const std::string text = name + "(" + arguments + ")";
   std::optional<int> error;
   const auto failure = failures_.find(text);
@@ -139,9 +140,10 @@ int __wrap_open(const char *path, int flags, ...) {
   if (outside(path)) {
     return __real_open(path, flags, mode);
   }
-  const std::string how = (flags & O_CREAT) != 0 ? "create, " + octal(mode) : "read";
-  const int descriptor =
-      perform("open", quoted(path) + ", " + how, [&] { return __real_open(current->real(path).c_str(), flags, mode); });
+  const auto how = [&] { return (flags & O_CREAT) != 0 ? "create, " + octal(mode) : std::string("read"); };
+  const int descriptor = perform(
+      "open", [&] { return quoted(path) + ", " + how(); },
+      [&] { return __real_open(current->real(path).c_str(), flags, mode); });
   if (descriptor >= 0) {
     current->opened[descriptor] = path;
     current->closed.erase(descriptor);
@@ -153,7 +155,9 @@ int __wrap_close(int descriptor) {
   const auto known = current != nullptr ? current->opened.find(descriptor) : std::map<int, std::string>::iterator();
   if (current != nullptr && known != current->opened.end()) {
     const bool again = !current->closed.insert(descriptor).second;
-    current->enter("close", quoted(known->second.c_str()));
+    if (current->watches("close")) {
+      current->enter("close", quoted(known->second.c_str()));
+    }
     if (again) {
       recording::add_ending(recording::trace().size() - 1, " again");
     }
@@ -165,39 +169,45 @@ int __wrap_access(const char *path, int mode) {
   if (outside(path)) {
     return __real_access(path, mode);
   }
-  const std::string how = mode == F_OK ? "F_OK" : mode == R_OK ? "R_OK" : std::to_string(mode);
-  return perform("access", quoted(path) + ", " + how, [&] { return __real_access(current->real(path).c_str(), mode); });
+  const auto how = [&] { return mode == F_OK ? "F_OK" : mode == R_OK ? "R_OK" : std::to_string(mode); };
+  return perform(
+      "access", [&] { return quoted(path) + ", " + how(); },
+      [&] { return __real_access(current->real(path).c_str(), mode); });
 }
 
 int __wrap_unlink(const char *path) {
   if (outside(path)) {
     return __real_unlink(path);
   }
-  return perform("unlink", quoted(path), [&] { return __real_unlink(current->real(path).c_str()); });
+  return perform(
+      "unlink", [&] { return quoted(path); }, [&] { return __real_unlink(current->real(path).c_str()); });
 }
 
 int __wrap_symlink(const char *target, const char *path) {
   if (outside(path)) {
     return __real_symlink(target, path);
   }
-  return perform("symlink", quoted(target) + ", " + quoted(path),
-                 [&] { return __real_symlink(target, current->real(path).c_str()); });
+  return perform(
+      "symlink", [&] { return quoted(target) + ", " + quoted(path); },
+      [&] { return __real_symlink(target, current->real(path).c_str()); });
 }
 
 int __wrap_mkdir(const char *path, mode_t mode) {
   if (outside(path)) {
     return __real_mkdir(path, mode);
   }
-  return perform("mkdir", quoted(path) + ", " + octal(mode),
-                 [&] { return __real_mkdir(current->real(path).c_str(), mode); });
+  return perform(
+      "mkdir", [&] { return quoted(path) + ", " + octal(mode); },
+      [&] { return __real_mkdir(current->real(path).c_str(), mode); });
 }
 
 int __wrap_rename(const char *from, const char *to) {
   if (outside(from)) {
     return __real_rename(from, to);
   }
-  return perform("rename", quoted(from) + ", " + quoted(to),
-                 [&] { return __real_rename(current->real(from).c_str(), current->real(to).c_str()); });
+  return perform(
+      "rename", [&] { return quoted(from) + ", " + quoted(to); },
+      [&] { return __real_rename(current->real(from).c_str(), current->real(to).c_str()); });
 }
 
 void __wrap_sync() {
@@ -212,22 +222,28 @@ int __wrap_mount(const char *source, const char *target, const char *type, unsig
   if (current == nullptr) {
     return __real_mount(source, target, type, flags, data);
   }
-  return perform("mount",
-                 quoted(source) + ", " + quoted(target) + ", " + quoted(type) + ", " + std::to_string(flags) + ", " +
-                     (data == nullptr ? "null" : "data"),
-                 [] { return 0; });
+  return perform(
+      "mount",
+      [&] {
+        return quoted(source) + ", " + quoted(target) + ", " + quoted(type) + ", " + std::to_string(flags) + ", " +
+               (data == nullptr ? "null" : "data");
+      },
+      [] { return 0; });
 }
 
 int __wrap_umount(const char *target) {
-  return current == nullptr ? __real_umount(target) : perform("umount", quoted(target), [] { return 0; });
+  return current == nullptr ? __real_umount(target)
+                            : perform(
+                                  "umount", [&] { return quoted(target); }, [] { return 0; });
 }
 
 int __wrap_sethostname(const char *name, size_t length) {
   if (current == nullptr) {
     return __real_sethostname(name, length);
   }
-  const std::string bytes = "\"" + recording::escaped(std::string(name, length)) + "\"";
-  return perform("sethostname", bytes + ", " + std::to_string(length), [] { return 0; });
+  const auto bytes = [&] { return '"' + recording::escaped(std::string(name, length)) + '"'; };
+  return perform(
+      "sethostname", [&] { return bytes() + ", " + std::to_string(length); }, [] { return 0; });
 }
 
 unsigned __wrap_sleep(unsigned seconds) {
@@ -257,8 +273,9 @@ int __wrap_setenv(const char *name, const char *value, int overwrite) {
   if (current == nullptr) {
     return __real_setenv(name, value, overwrite);
   }
-  return perform("setenv", quoted(name) + ", " + quoted(value) + ", " + std::to_string(overwrite),
-                 [&] { return __real_setenv(name, value, overwrite); });
+  return perform(
+      "setenv", [&] { return quoted(name) + ", " + quoted(value) + ", " + std::to_string(overwrite); },
+      [&] { return __real_setenv(name, value, overwrite); });
 }
 
 void __wrap_tzset() {
@@ -272,8 +289,9 @@ int __wrap_sigaction(int number, const struct sigaction *action, struct sigactio
   if (current == nullptr || action == nullptr) {
     return __real_sigaction(number, action, previous);
   }
-  return perform("sigaction", std::to_string(number) + ", " + hexadecimal(static_cast<unsigned>(action->sa_flags)),
-                 [&] { return __real_sigaction(number, action, previous); });
+  return perform(
+      "sigaction", [&] { return std::to_string(number) + ", " + hexadecimal(static_cast<unsigned>(action->sa_flags)); },
+      [&] { return __real_sigaction(number, action, previous); });
 }
 
 }  // extern "C"

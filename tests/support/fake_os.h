@@ -52,7 +52,9 @@ class FakeOs {
   // Runs in every sleep, after the clock has moved on. It may leave by longjmp.
   std::function<void()> on_sleep;
 
-  // For the substitutes: writes the call down; the error that it is to fail with, if any.
+  // For the substitutes. Whether a call of this name is written down or might fail.
+  bool watches(const std::string &name) const { return !failures_.empty() || hidden_.count(name) == 0; }
+  // Writes the call down; the error that it is to fail with, if any.
   std::optional<int> enter(const std::string &name, const std::string &arguments);
   // Adds the ending of a call that failed by itself.
   void failed(const std::string &name, int error);

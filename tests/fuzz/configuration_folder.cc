@@ -1,0 +1,58 @@
+#include "tests/fuzz/configuration_folder.h"
+
+#include <sqlite3.h>
+
+#include <algorithm>
+#include <filesystem>
+
+#include "platform/reference/defaults.h"
+#include "platform/reference/reference.h"
+#include "tests/fuzz/properties.h"
+
+namespace fuzz {
+
+using std::filesystem::directory_iterator;
+
+ConfigurationFolder::ConfigurationFolder()
+    : folder_(root_.file("data/etc")), database_(folder_ + "/kelvane-config.db") {
+  std::filesystem::create_directories(folder_);
+}
+
+void ConfigurationFolder::begin() const {
+  reference_set_root(root_.path().c_str());
+  for (const auto &entry : directory_iterator(folder_)) {
+    std::filesystem::remove(entry);
+  }
+}
+
+bool ConfigurationFolder::set_aside() const {
+  return std::any_of(directory_iterator(folder_), directory_iterator(), [](const auto &entry) {
+    return entry.path().filename().string().find(".damaged-") != std::string::npos;
+  });
+}
+
+namespace {
+
+void copy(sqlite3 *from, sqlite3 *to) {
+  sqlite3_backup *backup = sqlite3_backup_init(to, "main", from, "main");
+  require(backup != nullptr && sqlite3_backup_step(backup, -1) == SQLITE_DONE, "a layout can be copied");
+  sqlite3_backup_finish(backup);
+}
+
+}  // namespace
+
+}  // namespace fuzz
+
+extern "C" void __real__ZN7kelvane9reference13create_layoutEP7sqlite3(sqlite3 *database);
+extern "C" void __wrap__ZN7kelvane9reference13create_layoutEP7sqlite3(sqlite3 *database);
+
+void __wrap__ZN7kelvane9reference13create_layoutEP7sqlite3(sqlite3 *database) {
+  static sqlite3 *made = nullptr;
+  if (made != nullptr) {
+    fuzz::copy(made, database);
+    return;
+  }
+  __real__ZN7kelvane9reference13create_layoutEP7sqlite3(database);
+  fuzz::require(sqlite3_open(":memory:", &made) == SQLITE_OK, "there is a database in memory");
+  fuzz::copy(database, made);
+}
