@@ -6,6 +6,7 @@
 #include "tests/simulate/events.h"
 #include "tests/simulate/faults.h"
 #include "tests/simulate/metadata_service.h"
+#include "tests/simulate/sent.h"
 
 namespace simulate {
 
@@ -57,8 +58,12 @@ Reply answer_telemetry(const Request &request) {
   return answer_plain(request, "telemetry", 200);
 }
 
+// An answer that never comes has no header; a refusal may have one.
 Reply answer_head(const Request &request) {
   Reply reply = answer_plain(request, "blob type", 200);
+  if (reply.code == 0) {
+    return reply;
+  }
   reply.header = world().current.page_blob ? kPageType : kBlockType;
   if (world().dice.percent(3)) {
     reply.header = world().dice.percent(50) ? kForeignType : kEmptyType;
@@ -66,8 +71,22 @@ Reply answer_head(const Request &request) {
   return reply;
 }
 
+// What an empty header says is nothing, so that what an attempt before said stays; what the last attempt fails with
+// makes nothing of all of it.
+void note_type(const Reply &reply) {
+  if (!reply.header.empty() && reply.header != kEmptyType) {
+    sent_type_told(reply.header != kForeignType);
+  }
+  sent_type_taken(reply.result == CURLE_OK);
+}
+
 Reply answer_storage(const Request &request) {
-  return request.method == Method::kHead ? answer_head(request) : answer_plain(request, "status", 201);
+  if (request.method != Method::kHead) {
+    return answer_plain(request, "status", 201);
+  }
+  const Reply reply = answer_head(request);
+  note_type(reply);
+  return reply;
 }
 
 constexpr Route kWireRoutes[] = {

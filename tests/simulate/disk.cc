@@ -31,11 +31,6 @@ struct Descriptor {
 
 Descriptor gsDescriptors[kDescriptors];
 
-int fail(int error) {
-  errno = error;
-  return -1;
-}
-
 File *find(const char *path) {
   World &w = world();
   const auto found = std::find_if(
@@ -123,6 +118,11 @@ void lose(File *file) {
 }
 
 }  // namespace
+
+int fail(int error) {
+  errno = error;
+  return -1;
+}
 
 int disk_open(const char *path, int flags) {
   const bool writing = (flags & O_ACCMODE) != O_RDONLY;

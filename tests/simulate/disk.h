@@ -15,6 +15,9 @@ namespace simulate {
 inline constexpr const char kStatusFile[] = "/data/etc/.plugin_status";
 inline constexpr const char kDrive[] = "/dev/sr0";
 
+// How a simulated call fails: errno, and -1.
+int fail(int error);
+
 // The simulated calls; as POSIX has them, errno included.
 int disk_open(const char *path, int flags);
 int disk_close(int descriptor);

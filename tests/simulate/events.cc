@@ -173,6 +173,7 @@ void power_cut() {
   happened("power cut");
   disk_power_cut();
   w.configuration = w.written;
+  std::snprintf(w.kernel_host, sizeof w.kernel_host, "%s", w.written.settings.host_name);
   find_next(w);
   end_life(End::kPowerCut);
 }

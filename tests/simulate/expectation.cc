@@ -9,6 +9,7 @@
 
 #include "tests/simulate/metadata_service.h"
 #include "tests/simulate/secrets.h"
+#include "tests/simulate/text.h"
 #include "tests/simulate/view.h"
 #include "tests/simulate/wanted.h"
 
@@ -37,20 +38,10 @@ void put(char (&field)[N], const char *text) {
   std::snprintf(field, N, "%s", text);
 }
 
-bool numbers(const char *text, std::array<unsigned, 4> *out) {
-  return std::sscanf(text, "%u.%u.%u.%u", &(*out)[0], &(*out)[1], &(*out)[2], &(*out)[3]) == 4;
-}
-
 bool newer_than_plugin(const Expected &plugin, const char *version) {
   std::array<unsigned, 4> asked;
   std::array<unsigned, 4> provided;
-  return numbers(version, &asked) && (!numbers(plugin.version, &provided) || asked > provided);
-}
-
-bool greater(const char *left, const char *right) {
-  std::array<unsigned, 4> a;
-  std::array<unsigned, 4> b;
-  return numbers(left, &a) && numbers(right, &b) && a > b;
+  return version_numbers(version, &asked) && (!version_numbers(plugin.version, &provided) || asked > provided);
 }
 
 State state_for(const Expected &plugin, const char *version) {
@@ -188,7 +179,7 @@ void handle_enabled(const Wanted &wanted, const Wanted *entry) {
   if (state_for(plugin, wanted.version) == State::kAbsent) {
     if (installed_state == State::kAbsent) {
       launch(wanted.name, Command::kInstall, wanted.version, entry);
-    } else if (greater(wanted.version, installed)) {
+    } else if (version_newer(wanted.version, installed)) {
       launch(wanted.name, Command::kDisable, installed, entry);
       launch(wanted.name, Command::kUpdate, wanted.version, entry);
       launch(wanted.name, Command::kUninstall, installed, entry);

@@ -26,7 +26,7 @@ enum class Fault {
   kShort,  // half of it, and all is said to be well
   kGarbage,
   kWrongElement,
-  kOld,  // the document before this one
+  kOld,  // the document before this one, where there is one; the last of them
   kCount,
 };
 
@@ -89,8 +89,7 @@ Reply fail_document(Fault fault, const Answer &answer) {
     case Fault::kGarbage:
       return {CURLE_OK, 200, header_at_times(answer), garbage()};
     case Fault::kOld:
-      return answer.old_body.empty() ? Reply{CURLE_OK, 200, answer.header, answer.body}
-                                     : Reply{CURLE_OK, 200, answer.old_header, answer.old_body};
+      return {CURLE_OK, 200, answer.old_header, answer.old_body};
     default:
       return {CURLE_OK, 200, {}, answer.error_body};
   }
@@ -115,7 +114,9 @@ Reply answer_document(const Request &request, const char *what, const Answer &an
   if (!faulty()) {
     return {CURLE_OK, 200, answer.header, answer.body};
   }
-  const auto fault = static_cast<Fault>(world().dice.below(static_cast<uint32_t>(Fault::kCount)));
+  const bool older = !answer.old_body.empty() && answer.old_body != answer.body;
+  const Fault end = older ? Fault::kCount : Fault::kOld;
+  const auto fault = static_cast<Fault>(world().dice.below(static_cast<uint32_t>(end)));
   note_fault(what, fault);
   return fault <= Fault::kServerError ? fail_whole(request, fault) : fail_document(fault, answer);
 }

@@ -13,7 +13,7 @@ namespace simulate {
 struct Answer {
   std::string_view body;
   std::string_view header;    // empty for none; comes with some of the broken bodies, too
-  std::string_view old_body;  // of the document before this one; empty for none
+  std::string_view old_body;  // of the document before this one; empty or the same for none
   std::string_view old_header;
   std::string_view error_body;  // well formed, and another document
 };

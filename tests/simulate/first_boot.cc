@@ -72,13 +72,39 @@ void check_custom_data(const FirstBoot &boot) {
   same("custom data", moved && !boot.custom ? "there" : "as expected", "as expected");
 }
 
+void one_of(const char *what, const std::string &is, const char *one, const char *other) {
+  if (is != one && is != other) {
+    broken("first boot: %s is '%s' and should be '%s' or '%s'", what, is.c_str(), one, other);
+  }
+}
+
+// Where a call failed, what it was for may be missing, and nothing may be otherwise.
+void check_spoilt_outcome() {
+  const World &w = world();
+  const Configuration &now = w.written;
+  one_of("the host name", now.settings.host_name, kMediaHost, "appliance");
+  one_of("the kernel's host name", w.kernel_host, kMediaHost, "appliance");
+  one_of("the number of accounts", std::to_string(now.accounts), "1", "2");
+  for (int i = 0; i < kKeys; i++) {
+    one_of("a key", now.account[1].keys[i], i < w.media.keys ? media_key(i).c_str() : "", "");
+  }
+  if (now.accounts == 2) {
+    same("the account", now.account[1].record.name, kMediaUser);
+  }
+  if (there(kCustomData)) {
+    same("the custom data", std::string(disk_bytes(kCustomData)), media_custom_data());
+  }
+}
+
 void check_outcome() {
   const World &w = world();
   const Configuration &now = w.written;
   if (w.first_boot.spoilt) {
+    check_spoilt_outcome();
     return;
   }
   same("the host name", now.settings.host_name, w.first_boot.document ? kMediaHost : "appliance");
+  same("the kernel's host name", w.kernel_host, w.first_boot.document ? kMediaHost : "appliance");
   same("the number of accounts", std::to_string(now.accounts), w.first_boot.document ? "2" : "1");
   if (w.first_boot.document) {
     check_account(now.account[1], w.media);
@@ -117,6 +143,7 @@ void check_done() {
   World &w = world();
   same("what is reported", sent_last().provisioning, "NR");
   if (w.first_boot.spoilt) {
+    check_spoilt_outcome();
     return;
   }
   check_admin_locked();
@@ -170,6 +197,7 @@ void first_boot_over() {
   }
   w.first_boot.over = there(kMarker);
   w.counts.first_boots += w.first_boot.over ? 1 : 0;
+  w.counts.spoilt_boots += w.first_boot.over && w.first_boot.spoilt ? 1 : 0;
   check_done();
 }
 

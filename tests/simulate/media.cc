@@ -2,7 +2,6 @@
 
 #include <sys/mount.h>
 
-#include <cerrno>
 #include <cstring>
 
 #include "tests/simulate/disk.h"
@@ -36,11 +35,6 @@ std::string document(const Media &media) {
          (media.password ? "<UserPassword>" + std::string(kMediaPassword) + "</UserPassword>" : "") +
          "<SSH><PublicKeys>" + keys +
          "</PublicKeys></SSH></LinuxProvisioningConfigurationSet></ProvisioningSection></Environment>";
-}
-
-int fail(int error) {
-  errno = error;
-  return -1;
 }
 
 }  // namespace

@@ -1,15 +1,13 @@
 #include "tests/simulate/sent.h"
 
+#include "tests/simulate/text.h"
+
 namespace simulate {
 
 namespace {
 
 Sent gsSent;
 uint64_t gsEventsPosted = 0;
-
-bool contains(std::string_view text, std::string_view part) {
-  return text.find(part) != std::string_view::npos;
-}
 
 uint64_t count(std::string_view text, std::string_view part) {
   uint64_t found = 0;
@@ -34,16 +32,30 @@ std::string extension_in(std::string_view url) {
   return std::string(rest.substr(0, rest.find("?api-version=")));
 }
 
+void storage_sent(const Request &request) {
+  (request.method == Method::kHead ? gsSent.types_asked : gsSent.puts)++;
+  if (request.body.size() > 1) {
+    gsSent.status_blob = request.body;
+  }
+}
+
 }  // namespace
 
-void sent(std::string_view url, std::string_view body) {
-  if (body.empty()) {
-    return;
-  }
+void sent_type_told(bool known) {
+  gsSent.type_known = known;
+}
+
+void sent_type_taken(bool answered) {
+  gsSent.type_taken = answered;
+}
+
+void sent(const Request &request) {
+  const std::string_view url = request.url;
+  const std::string_view body = request.body;
   if (contains(url, "storage.example.net")) {
-    if (body.size() > 1) {
-      gsSent.status_blob = body;
-    }
+    storage_sent(request);
+  } else if (body.empty()) {
+    return;
   } else if (contains(url, "comp=telemetrydata")) {
     gsEventsPosted += count(body, "<Event ");
   } else if (contains(url, "comp=health") || contains(url, "/provisioningStatus?")) {
@@ -60,6 +72,8 @@ const Sent &sent_last() {
 }
 
 void sent_forget() {
+  gsSent.types_asked = gsSent.puts = 0;
+  gsSent.type_known = gsSent.type_taken = false;
   gsSent.status_blob.clear();
   gsSent.vm_status.clear();
   gsSent.extensions.clear();

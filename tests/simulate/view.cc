@@ -2,16 +2,13 @@
 
 #include "tests/simulate/documents.h"
 #include "tests/simulate/metadata_service.h"
+#include "tests/simulate/text.h"
 
 namespace simulate {
 
 namespace {
 
 View gsView;
-
-bool contains(std::string_view text, std::string_view part) {
-  return text.find(part) != std::string_view::npos;
-}
 
 // The revision whose document these bytes are, exactly; null for anything else, which must change nothing.
 template <typename Document>

@@ -96,6 +96,7 @@ void set_factory(World &w) {
   // Low in most worlds; high in some, where every line is formatted and dropped.
   w.zone.agent_debug_level = w.dice.percent(20) ? 7 : 1;
   w.written = factory;
+  std::memcpy(w.kernel_host, factory.settings.host_name, sizeof w.kernel_host - 1);
 }
 
 }  // namespace

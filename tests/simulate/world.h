@@ -131,7 +131,7 @@ struct Media {
 struct FirstBoot {
   bool document;  // the document was read, from the drive or from the copy of an earlier start
   bool custom;    // custom data was there to be copied
-  bool spoilt;    // a call failed: nothing is asked of the outcome
+  bool spoilt;    // a call failed: what it was for may be missing
   bool over;      // a start came through it: nothing of it may be lost any more
 };
 
@@ -148,7 +148,7 @@ struct Happening {
 
 struct Counts {
   uint64_t passes, clean_passes, settled_checks, documents, memory_checks;
-  uint64_t commands, requests, faults, revisions, restarts, cuts, jumps, first_boots, metadata_lives;
+  uint64_t commands, requests, faults, revisions, restarts, cuts, jumps, first_boots, spoilt_boots, metadata_lives;
   uint64_t missed;  // changes that a broken answer under its ETag hid
   uint64_t troubles, dumps, failed_calls, failed_writes;
   uint64_t longest_queue;
@@ -190,6 +190,7 @@ struct World {
   Revision current, previous;
   Expectation durable;  // what the status file holds, as it should be
   Configuration configuration, written;
+  char kernel_host[NCFG_HOST_NAME_LENGTH + 1];
   Media media;
   FirstBoot first_boot;
   ncfg_debug_zone zone;

@@ -5,6 +5,7 @@
 #include "extensions/guest_agent.h"
 #include "telemetry/event_queue.h"
 #include "tests/simulate/allocations.h"
+#include "tests/simulate/event_watch.h"
 #include "tests/simulate/invariants.h"
 #include "tests/simulate/life.h"
 #include "tests/simulate/memory_watch.h"
@@ -32,7 +33,7 @@ void __wrap__ZN7kelvane27GuestAgent_HandlerExtensionEPKNS_8ProtocolE(const kelva
 
 void __wrap__ZN7kelvane17AddExtensionEventEPKciimS1_S1_(const char *name, int32_t operation, int32_t success,
                                                         uint64_t duration, const char *version, const char *text) {
-  simulate::invariants_event_queued(operation);
+  simulate::event_watch_queued(operation);
   const size_t before = simulate::allocations_bytes();
   __real__ZN7kelvane17AddExtensionEventEPKciimS1_S1_(name, operation, success, duration, version, text);
   simulate::memory_watch_event(simulate::allocations_bytes() - before);
@@ -41,7 +42,7 @@ void __wrap__ZN7kelvane17AddExtensionEventEPKciimS1_S1_(const char *name, int32_
 int32_t __wrap__ZN7kelvane20EventHandler_ProcessEv(void) {
   const uint64_t posted = simulate::events_posted();
   const int32_t more = __real__ZN7kelvane20EventHandler_ProcessEv();
-  simulate::invariants_events_posted(posted, more);
+  simulate::event_watch_posted(posted, more);
   return more;
 }
 

@@ -168,7 +168,7 @@ CURLcode perform(Handle *handle) {
   const std::string body = body_of(*handle);
   const simulate::Request request = {handle->url,     method_of(*handle),  handle->fail_on_error,
                                      handle->timeout, identified(*handle), body};
-  simulate::sent(request.url, request.body);
+  simulate::sent(request);
   const simulate::Reply reply = simulate::cloud_answer(request);
   handle->code = reply.code;
   deliver_header(*handle, reply.header);

@@ -8,6 +8,7 @@
 
 #include <cerrno>
 #include <cstdarg>
+#include <cstdio>
 #include <ctime>
 
 #include "tests/simulate/disk.h"
@@ -119,7 +120,9 @@ void __wrap_sync(void) {
   disk_sync();
 }
 
-int __wrap_sethostname(const char *, size_t) {
+// Until the appliance starts again.
+int __wrap_sethostname(const char *name, size_t length) {
+  std::snprintf(world().kernel_host, sizeof world().kernel_host, "%.*s", static_cast<int>(length), name);
   return 0;
 }
 
