@@ -2,7 +2,6 @@
 
 #include <sqlite3.h>
 
-#include <algorithm>
 #include <filesystem>
 
 #include "platform/reference/defaults.h"
@@ -25,10 +24,21 @@ void ConfigurationFolder::begin() const {
   }
 }
 
-bool ConfigurationFolder::set_aside() const {
-  return std::any_of(directory_iterator(folder_), directory_iterator(), [](const auto &entry) {
-    return entry.path().filename().string().find(".damaged-") != std::string::npos;
-  });
+std::optional<std::string> ConfigurationFolder::set_aside() const {
+  for (const auto &entry : directory_iterator(folder_)) {
+    if (entry.path().filename().string().find(".damaged-") != std::string::npos) {
+      return support::read_file(entry.path());
+    }
+  }
+  return std::nullopt;
+}
+
+std::string changed(std::string file, const std::string &changes) {
+  for (size_t i = 0; i + 3 < changes.size(); i += 4) {
+    const auto at = [&](size_t j) { return static_cast<size_t>(static_cast<unsigned char>(changes[i + j])); };
+    file[(at(0) << 16 | at(1) << 8 | at(2)) % file.size()] = changes[i + 3];
+  }
+  return file;
 }
 
 namespace {

@@ -3,6 +3,7 @@
 #ifndef KELVANE_TESTS_FUZZ_CONFIGURATION_FOLDER_H
 #define KELVANE_TESTS_FUZZ_CONFIGURATION_FOLDER_H
 
+#include <optional>
 #include <string>
 
 #include "tests/support/files.h"
@@ -17,14 +18,17 @@ class ConfigurationFolder {
   void begin() const;
   // Puts a database file there.
   void write(const std::string &bytes) const { support::write_file(database_, bytes); }
-  // Whether that file was kept as a damaged one.
-  bool set_aside() const;
+  // What was kept of that file as a damaged one, if it was.
+  std::optional<std::string> set_aside() const;
 
  private:
   support::TempDir root_;
   std::string folder_;
   std::string database_;
 };
+
+// The bytes of a file with changes: three bytes of place, one of value, each.
+std::string changed(std::string file, const std::string &changes);
 
 }  // namespace fuzz
 
