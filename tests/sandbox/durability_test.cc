@@ -167,6 +167,53 @@ TEST_F(Durability, ACopyOfThePlatformsIsThereWholeOrNotAtAll) {
   }
 }
 
+// ---- the process after a killed one ---------------------------------------------------------------------------------
+
+class AfterAKill : public Durability {
+ protected:
+  // The deeds and a kill, then other deeds and loss of power `number`.
+  void kill_and_lose(const std::string &deeds, int number, const std::string &more) {
+    const std::string kept = "--unsynced " + (folder_ / "unsynced").string() + " --fault access:/end:";
+    EXPECT_EQ(run(deeds + " access:/end", kept + "KILL:1"), 137) << read(folder_ / "err");
+    EXPECT_EQ(run(more + " access:/end", kept + "POWER" + std::to_string(number) + ":1"), 137) << read(folder_ / "err");
+  }
+};
+
+TEST_F(AfterAKill, WhatTheKilledOneDidNotSyncIsGone) {
+  kill_and_lose("put:/data/etc/x:text", 0, "put:/data/etc/y:text");
+  EXPECT_EQ(left("data/etc/x"), "absent");
+  EXPECT_EQ(left("data/etc/y"), "absent");
+  EXPECT_FALSE(files::exists(folder_ / "unsynced")) << "after the loss nothing is unsynced";
+}
+
+TEST_F(AfterAKill, WhatTheKilledOneChangedIsAsItWasBefore) {
+  files::create_directories(folder_ / "root/data/etc");
+  std::ofstream(folder_ / "root/data/etc/x") << "old";
+  std::ofstream(folder_ / "root/data/etc/y") << "\xff\x00there";
+  const std::string there = left("data/etc/y");
+  kill_and_lose("put:/data/etc/x:text unlink:/data/etc/y symlink:/etc/zoneinfo/UTC:/etc/localtime", 0, "");
+  EXPECT_EQ(left("data/etc/x"), "'old'");
+  EXPECT_EQ(left("data/etc/y"), there);
+  EXPECT_EQ(left("etc/localtime"), "absent");
+}
+
+TEST_F(AfterAKill, WhatTheNextOneSyncsStays) {
+  kill_and_lose("put:/data/etc/x:text put:/data/etc/y:text", 0,
+                "fsync:/data/etc/x fsync:/data/etc put:/data/etc/z:text");
+  EXPECT_EQ(left("data/etc/x"), "'text'");
+  EXPECT_EQ(left("data/etc/y"), "''");
+  EXPECT_EQ(left("data/etc/z"), "absent");
+}
+
+TEST_F(AfterAKill, TheDatabasesFilesAreAmongIt) {
+  const std::string file = "data/etc/kelvane-config.db-other";
+  kill_and_lose("unsynced:word", 0, "");
+  EXPECT_EQ(left(file), "''");
+  files::remove(folder_ / "root" / file);
+  kill_and_lose("unsynced:word", 0, "sync");
+  EXPECT_NE(left(file).find("word"), std::string::npos);
+}
+
 // ---- the database ------------------------------------------------------------------------------------------------
 
 class DatabaseLoss : public Durability {

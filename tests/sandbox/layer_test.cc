@@ -181,13 +181,42 @@ TEST_F(Layer, EverySiteIsToldWithItsClassAndNumber) {
             "file 8 unlink(/data/etc/y)\n"
             "file 9 open(/data/etc/y)\n"
             "platform 2 conf_end()\n"
-            "open /data/etc/y\n"
             "end 3\n");
+}
+
+TEST_F(Layer, WhateverIsLeftOpenIsTold) {
+  run("open:/data/etc/x copy-of-stderr socket", "--sites " + (folder_ / "sites").string());
+  const std::string sites = read(folder_ / "sites");
+  const std::string end = sites.substr(sites.find("open "));
+  EXPECT_TRUE(std::regex_match(end, std::regex("open /data/etc/x\nopen /[^\n]*/err\nopen socket:[^\n]*\nend 3\n")))
+      << sites;
+}
+
+TEST_F(Layer, TheDatabaseMayStayOpen) {
+  run("host exit", "--sites " + (folder_ / "sites").string());
+  const std::string sites = read(folder_ / "sites");
+  EXPECT_EQ(sites.find("\nopen "), std::string::npos) << sites;
+  EXPECT_NE(sites.find("\nend 7\n"), std::string::npos) << sites;
 }
 
 TEST_F(Layer, AWriteCanBeShort) {
   run("files", "--fault bytes::SHORT:1");
   EXPECT_EQ(out_.substr(0, out_.find('\n')), "write 3");
+}
+
+TEST_F(Layer, WhatThePlatformDoesToFilesIsStruckWhereverTheyLie) {
+  run("disc", disc() + " --sites " + (folder_ / "sites").string());
+  const std::string sites = read(folder_ / "sites");
+  EXPECT_NE(sites.find("open(/cdrom/file)\n"), std::string::npos) << sites;
+  for (const char *call : {"fstat(/cdrom/file)", "read(/cdrom/file)", "fchmod(/data/etc/.copy-PID)"}) {
+    EXPECT_NE(sites.find(std::string(" ") + call + "\n"), std::string::npos) << call << "\n" << sites;
+    const std::string rest = sites.substr(0, sites.find(std::string(" ") + call + "\n"));
+    const std::string number = rest.substr(rest.rfind(' ') + 1);
+    files::remove_all(folder_ / "root");
+    run("disc", disc() + " --fault inside::EIO:" + number);
+    EXPECT_NE(out_.find("copy -1\n"), std::string::npos) << call << "\n" << out_;
+    EXPECT_FALSE(files::exists(folder_ / "root/data/etc/copy")) << call;
+  }
 }
 
 TEST_F(Layer, AKillIsInFrontOfTheCall) {

@@ -56,6 +56,9 @@ TEST_F(PathsTest, TheMountPointShowsTheDiscWhileItIsMounted) {
 TEST_F(PathsTest, ShownIsWithoutTheRoot) {
   EXPECT_EQ(paths_.shown("/box/tree/data/x"), "/data/x");
   EXPECT_EQ(paths_.shown("/data/x"), "/data/x");
+  EXPECT_EQ(paths_.shown("/media/disc/x"), "/media/disc/x");
+  paths_.set_mounted("/media/disc");
+  EXPECT_EQ(paths_.shown("/media/disc/x"), "/cdrom/x");
 }
 
 }  // namespace

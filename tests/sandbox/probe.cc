@@ -2,6 +2,7 @@
 #include <fcntl.h>
 #include <sqlite3.h>
 #include <sys/mount.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/sysinfo.h>
 #include <unistd.h>
@@ -195,6 +196,9 @@ const std::map<std::string, void (*)(const Words &)> kWorded = {
     {"copy", [](const Words &words) { show("copy", ncfg_copyfile(words[1].c_str(), words[2].c_str())); }},
     {"sync", [](const Words &) { sync(); }},
     {"access", [](const Words &words) { show("access", access(words[1].c_str(), F_OK)); }},
+    {"open", [](const Words &words) { (void)open(words[1].c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600); }},
+    {"copy-of-stderr", [](const Words &) { (void)dup(STDERR_FILENO); }},
+    {"socket", [](const Words &) { (void)socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0); }},
     {"exit", [](const Words &) { exit(7); }},
     {"checkpoints", [](const Words &) {}},  // from the start on, every few pages
 };

@@ -1,58 +1,20 @@
 #include "tools/sandbox/database_layer.h"
 
-#include <fcntl.h>
 #include <sqlite3.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
-#include <deque>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <map>
-#include <set>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
-#include "tools/sandbox/durability.h"
+#include "tools/sandbox/database_loss.h"
+#include "tools/sandbox/whole_file.h"
 #include "tools/sandbox/world.h"
-
-extern "C" {
-int __real_open(const char *path, int flags, ...);
-int __real_close(int descriptor);
-int __real_fsync(int descriptor);
-}
 
 namespace sandbox {
 namespace {
-
-// One write or truncation since the last sync, and what was there before.
-struct Change {
-  sqlite3_int64 at = 0;
-  std::string before;  // shorter than after where the file ended
-  std::string after;
-  sqlite3_int64 size_before = 0;
-  bool truncation = false;
-  size_t serial = 0;  // among all changes of the process
-};
-
-std::map<std::string, std::deque<Change>> &unsynced() {
-  static auto *const kUnsynced = new std::map<std::string, std::deque<Change>>;
-  return *kUnsynced;
-}
-
-// What was in the files whose removal was not synced.
-std::map<std::string, std::string> &removed() {
-  static auto *const kRemoved = new std::map<std::string, std::string>;
-  return *kRemoved;
-}
-
-std::set<std::string> &opened_paths() {
-  static auto *const kOpened = new std::set<std::string>;
-  return *kOpened;
-}
 
 // What SQLite sees: its own head, then our part, then the machine's file.
 struct File {
@@ -105,8 +67,11 @@ std::string part_of(File &file, sqlite3_int64 at, sqlite3_int64 length) {
 void note_change(File &file, sqlite3_int64 at, std::string after, bool truncation) {
   const sqlite3_int64 size = size_of(file);
   const sqlite3_int64 length = truncation ? size - at : static_cast<sqlite3_int64>(after.size());
-  static size_t serial = 0;
-  unsynced()[*file.path].push_back({at, part_of(file, at, length), std::move(after), size, truncation, ++serial});
+  about_to_change_database(*file.path, {.at = at,
+                                        .before = part_of(file, at, length),
+                                        .after = std::move(after),
+                                        .size_before = size,
+                                        .truncation = truncation});
 }
 
 int close_file(sqlite3_file *file) {
@@ -150,7 +115,7 @@ int sync_file(sqlite3_file *file, int flags) {
   }
   const int result = real_of(file)->pMethods->xSync(real_of(file), flags);
   if (result == SQLITE_OK) {
-    unsynced().erase(*file_of(file).path);
+    database_file_synced(*file_of(file).path);
   }
   return result;
 }
@@ -225,7 +190,7 @@ int open_file(sqlite3_vfs *vfs, const char *path, sqlite3_file *file, int flags,
   const int result = machine->xOpen(machine, path, real_of(file), flags, out_flags);
   if (result == SQLITE_OK) {
     file_of(file).path = new std::string(name);
-    opened_paths().insert(name);
+    database_file_opened(name);
     file->pMethods = &kMethods;
   }
   return result;
@@ -235,15 +200,11 @@ int delete_file(sqlite3_vfs *vfs, const char *path, int sync_folder) {
   if (strike("delete", path) > 0) {
     return SQLITE_IOERR_DELETE;
   }
-  std::ifstream file(path, std::ios::binary);
-  const std::string bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-  const bool there = file.good() || !bytes.empty();
+  const bool there = std::filesystem::exists(path);
+  const std::string bytes = whole_file(path);
   const int result = machine_of(vfs)->xDelete(machine_of(vfs), path, sync_folder);
   if (result == SQLITE_OK) {
-    unsynced().erase(path);
-    if (sync_folder == 0 && there) {
-      removed()[path] = bytes;
-    }
+    database_file_removed(path, sync_folder != 0 || !there, bytes);
   }
   return result;
 }
@@ -254,41 +215,6 @@ int access_file(sqlite3_vfs *vfs, const char *path, int flags, int *out) {
 
 int full_path(sqlite3_vfs *vfs, const char *path, int size, char *out) {
   return machine_of(vfs)->xFullPathname(machine_of(vfs), path, size, out);
-}
-
-// ---- the loss of power -------------------------------------------------------------------------------------------
-
-void apply(int descriptor, sqlite3_int64 at, const std::string &bytes) {
-  if (pwrite(descriptor, bytes.data(), bytes.size(), at) < 0) {
-    std::fprintf(stderr, "kelvane-sandbox: cannot write the loss of power\n");
-  }
-}
-
-void cut(int descriptor, sqlite3_int64 size) {
-  if (ftruncate(descriptor, size) != 0) {
-    std::fprintf(stderr, "kelvane-sandbox: cannot write the loss of power\n");
-  }
-}
-
-void lose(const std::string &path, const std::deque<Change> &changes, unsigned number) {
-  const int descriptor = __real_open(path.c_str(), O_RDWR | O_CLOEXEC);
-  if (descriptor < 0) {
-    return;
-  }
-  for (auto change = changes.rbegin(); change != changes.rend(); ++change) {
-    apply(descriptor, change->at, change->before);
-    cut(descriptor, change->size_before);
-  }
-  for (const Change &change : changes) {
-    const unsigned choice = choice_of_loss(number, last_part(path.c_str()) + std::to_string(change.serial), 3);
-    if (choice != 0 && change.truncation) {
-      cut(descriptor, change.at);
-    } else if (choice != 0) {
-      apply(descriptor, change.at, choice == 1 ? change.after : change.after.substr(0, change.after.size() / 2));
-    }
-  }
-  __real_fsync(descriptor);
-  __real_close(descriptor);
 }
 
 }  // namespace
@@ -310,27 +236,6 @@ void use_database_layer() {
   layer.xFullPathname = full_path;
   if (sqlite3_vfs_register(&layer, 1) != SQLITE_OK) {
     throw std::runtime_error("SQLite takes no layer");
-  }
-}
-
-void database_made_durable() {
-  unsynced().clear();
-  removed().clear();
-}
-
-// While the files are still open: SQLite's locks go with the process. The shared memory is no file of the disk's.
-void lose_power_of_database(unsigned number) {
-  for (const auto &[path, bytes] : removed()) {
-    if (choice_of_loss(number, "removal of " + last_part(path.c_str()), 2) == 0 && !std::filesystem::exists(path)) {
-      std::ofstream(path, std::ios::binary) << bytes;
-    }
-  }
-  for (const auto &[path, changes] : unsynced()) {
-    lose(path, changes, number);
-  }
-  for (const std::string &path : opened_paths()) {
-    std::error_code ignored;
-    std::filesystem::remove(path + "-shm", ignored);
   }
 }
 

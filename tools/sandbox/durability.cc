@@ -3,13 +3,13 @@
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
-#include <map>
-#include <optional>
+#include <string>
 #include <utility>
 #include <vector>
 
-#include "tools/sandbox/database_layer.h"
+#include "tools/sandbox/database_loss.h"
+#include "tools/sandbox/unsynced.h"
+#include "tools/sandbox/whole_file.h"
 #include "tools/sandbox/world.h"
 
 namespace sandbox {
@@ -20,40 +20,20 @@ namespace files = std::filesystem;
 // What an appliance keeps in memory.
 constexpr const char *kVolatile[] = {"run", "var/run", "tmp"};
 
-// A file apart from its names.
-struct File {
-  std::optional<std::string> target;  // of a symbolic link
-  std::string durable;                // what it holds after a loss of power
-  std::string last;                   // what it held when its last name went
-  bool emptied = false;               // new, or cut to nothing, since the last sync
-};
+// The last change that was noted is a step.
+bool last_is_step = false;
 
-using Id = std::optional<size_t>;  // none: there is no file
-using Names = std::map<std::string, Id>;
-
-// One change of names, of which all sides happen or none.
-struct Step {
-  Names before;
-  Names after;
-};
-
-struct State {
-  std::vector<File> all;
-  Names durable;
-  Names now;
-  std::vector<Step> steps;  // those that are not durable
-  size_t noted = 0;         // all steps ever
-  bool last_is_step = false;
-};
-
-State &state() {
-  static auto *const kState = new State;
-  return *kState;
+UnsyncedFiles &state() {
+  return unsynced().files;
 }
 
-std::string contents(const std::string &place) {
-  std::ifstream stream(place, std::ios::binary);
-  return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+KnownFile &known(FileId id) {
+  return state().all[static_cast<size_t>(id)];
+}
+
+FileId add(KnownFile file) {
+  state().all.push_back(std::move(file));
+  return static_cast<FileId>(state().all.size()) - 1;
 }
 
 bool below_root(const std::string &place) {
@@ -66,58 +46,68 @@ bool is_watched(const std::string &place) {
 }
 
 // The file at a place that is seen for the first time is durable.
-Id file_at(const std::string &place) {
-  const auto known = state().now.find(place);
-  if (known != state().now.end()) {
-    return known->second;
+FileId file_at(const std::string &place) {
+  const auto seen = state().now.find(place);
+  if (seen != state().now.end()) {
+    return seen->second;
   }
   std::error_code ignored;
   const files::file_status status = files::symlink_status(place, ignored);
-  Id id;
+  FileId id = kNoFile;
+  KnownFile file;
   if (files::is_symlink(status)) {
-    id = state().all.size();
-    state().all.push_back({.target = files::read_symlink(place, ignored).string(), .durable = "", .last = ""});
+    file.link = true;
+    file.target = files::read_symlink(place, ignored).string();
+    id = add(file);
   } else if (files::is_regular_file(status)) {
-    id = state().all.size();
-    state().all.push_back({.target = std::nullopt, .durable = contents(place), .last = ""});
+    file.durable = whole_file(place);
+    id = add(file);
   }
   state().durable[place] = state().now[place] = id;
   return id;
 }
 
-Id new_file(std::optional<std::string> target) {
-  state().all.push_back({.target = std::move(target), .durable = "", .last = "", .emptied = true});
-  return state().all.size() - 1;
+KnownFile new_file() {
+  KnownFile file;
+  file.emptied = true;
+  return file;
 }
 
-void step(const Names &after) {
-  Names before;
+KnownFile new_link(const std::string &target) {
+  KnownFile file = new_file();
+  file.link = true;
+  file.target = target;
+  return file;
+}
+
+void step(const FileNames &after) {
+  FileNames before;
   for (const auto &[place, id] : after) {
     before[place] = file_at(place);
   }
   for (const auto &[place, id] : after) {
-    const Id old = before[place];
-    if (old && !state().all[*old].target) {
-      state().all[*old].last = contents(place);
+    const FileId old = before[place];
+    if (old != kNoFile && !known(old).link) {
+      known(old).last = whole_file(place);
     }
     state().now[place] = id;
   }
   state().steps.push_back({before, after});
   state().noted += 1;
-  state().last_is_step = true;
+  last_is_step = true;
 }
 
 // What it holds as things are.
-std::string held(size_t id) {
+std::string held(FileId id) {
   for (const auto &[place, there] : state().now) {
     if (there == id) {
-      return contents(place);
+      return whole_file(place);
     }
   }
-  return state().all[id].last;
+  return known(id).last;
 }
 
-bool is_in(const Step &one, const std::string &folder) {
+bool is_in(const NameStep &one, const std::string &folder) {
   for (const auto &[place, id] : one.after) {
     if (files::path(place).parent_path() == folder) {
       return true;
@@ -128,7 +118,7 @@ bool is_in(const Step &one, const std::string &folder) {
 
 // What came before it at the same places no longer matters.
 void settle(size_t index) {
-  const Names after = state().steps[index].after;
+  const FileNames after = state().steps[index].after;
   for (const auto &[place, id] : after) {
     state().durable[place] = id;
     for (size_t earlier = 0; earlier < index; ++earlier) {
@@ -145,8 +135,8 @@ std::string choice_name(const std::string &what) {
   return what + " after " + std::to_string(state().noted);
 }
 
-std::string left_of(size_t id, unsigned number) {
-  const File &file = state().all[id];
+std::string left_of(FileId id, unsigned number) {
+  const KnownFile &file = known(id);
   const std::string whole = held(id);
   if (whole == file.durable && !file.emptied) {
     return whole;
@@ -164,8 +154,8 @@ bool stays(size_t index, unsigned number) {
   return number == 1 || (number > 1 && choice_of_loss(number, choice_name(name), 2) == 1);
 }
 
-Names names_left(unsigned number) {
-  Names out = state().durable;
+FileNames names_left(unsigned number) {
+  FileNames out = state().durable;
   for (size_t index = 0; index < state().steps.size(); ++index) {
     if (stays(index, number)) {
       for (const auto &[place, id] : state().steps[index].after) {
@@ -176,10 +166,10 @@ Names names_left(unsigned number) {
   return out;
 }
 
-void put(const std::string &place, const File &file, const std::string &bytes) {
+void put(const std::string &place, const KnownFile &file, const std::string &bytes) {
   std::error_code ignored;
-  if (file.target) {
-    files::create_symlink(*file.target, place, ignored);
+  if (file.link) {
+    files::create_symlink(file.target, place, ignored);
     return;
   }
   std::ofstream(place, std::ios::binary) << bytes;
@@ -189,16 +179,16 @@ void put(const std::string &place, const File &file, const std::string &bytes) {
 void lose_files(unsigned number) {
   std::vector<std::string> left;
   for (size_t id = 0; id < state().all.size(); ++id) {
-    left.push_back(left_of(id, number));
+    left.push_back(left_of(static_cast<FileId>(id), number));
   }
-  const Names names = names_left(number);
+  const FileNames names = names_left(number);
   std::error_code ignored;
   for (const auto &[place, id] : state().now) {
     files::remove(place, ignored);
   }
   for (const auto &[place, id] : names) {
-    if (id) {
-      put(place, state().all[*id], left[*id]);
+    if (id != kNoFile) {
+      put(place, known(id), left[static_cast<size_t>(id)]);
     }
   }
 }
@@ -215,51 +205,51 @@ void lose_memory() {
 }  // namespace
 
 void about_to_write(const std::string &place, bool empties) {
-  state().last_is_step = false;
+  last_is_step = false;
   if (!is_watched(place)) {
     return;
   }
-  const Id id = file_at(place);
-  if (!id) {
-    step({{place, new_file(std::nullopt)}});
+  const FileId id = file_at(place);
+  if (id == kNoFile) {
+    step({{place, add(new_file())}});
   } else if (empties) {
-    state().all[*id].emptied = true;
+    known(id).emptied = true;
   }
 }
 
 void about_to_remove(const std::string &place) {
-  state().last_is_step = false;
+  last_is_step = false;
   if (is_watched(place)) {
-    step({{place, std::nullopt}});
+    step({{place, kNoFile}});
   }
 }
 
 void about_to_make_link(const std::string &place, const std::string &target) {
-  state().last_is_step = false;
+  last_is_step = false;
   if (is_watched(place)) {
-    step({{place, new_file(target)}});
+    step({{place, add(new_link(target))}});
   }
 }
 
 void about_to_rename(const std::string &from, const std::string &to) {
-  state().last_is_step = false;
+  last_is_step = false;
   if (is_watched(from) && is_watched(to)) {
-    step({{from, std::nullopt}, {to, file_at(from)}});
+    step({{from, kNoFile}, {to, file_at(from)}});
   }
 }
 
 void about_to_name(const std::string &from, const std::string &to) {
-  state().last_is_step = false;
+  last_is_step = false;
   if (is_watched(from) && is_watched(to)) {
     step({{to, file_at(from)}});
   }
 }
 
 void not_done() {
-  if (!state().last_is_step) {
+  if (!last_is_step) {
     return;
   }
-  state().last_is_step = false;
+  last_is_step = false;
   for (const auto &[place, id] : state().steps.back().before) {
     state().now[place] = id;
   }
@@ -273,9 +263,9 @@ void made_durable(int descriptor) {
     return;
   }
   const auto file = state().now.find(place);
-  if (file != state().now.end() && file->second) {
-    state().all[*file->second].durable = contents(place);
-    state().all[*file->second].emptied = false;
+  if (file != state().now.end() && file->second != kNoFile) {
+    known(file->second).durable = whole_file(place);
+    known(file->second).emptied = false;
   }
   for (size_t i = 0; i < state().steps.size();) {
     if (is_in(state().steps[i], place)) {
@@ -288,7 +278,7 @@ void made_durable(int descriptor) {
 
 void all_made_durable() {
   for (size_t id = 0; id < state().all.size(); ++id) {
-    state().all[id].durable = held(id);
+    state().all[id].durable = held(static_cast<FileId>(id));
     state().all[id].emptied = false;
   }
   state().durable = state().now;

@@ -2,7 +2,7 @@
 // says (a name was made, removed or moved), by fsync of that folder, and what a file holds, by fsync of that file. So a
 // new file may be gone although it was synced, and may be there and empty although it was written. What is below the
 // root at the start is durable; what is in the folders that an appliance keeps in memory never is. A rename is undone
-// on both sides or on neither. The files of the configuration database are not in here: database_layer.h has them.
+// on both sides or on neither. The files of the configuration database are not in here: database_loss.h has them.
 // Changes are noted before they are made, those of the platform, too, as far as they are made by wrapped calls. Blocks
 // for as long as the disk does.
 #ifndef KELVANE_TOOLS_SANDBOX_DURABILITY_H

@@ -4,6 +4,8 @@
 #include <array>
 #include <cerrno>
 
+#include "tools/sandbox/among.h"
+
 namespace sandbox {
 namespace {
 
@@ -13,11 +15,6 @@ constexpr std::array kWithPaths = {"file", "bytes", "inside"};
 
 // What lies in memory or on another device.
 constexpr std::array kElsewhere = {"/cdrom/", "/dev/", "/proc/", "/run/", "/sys/", "/tmp/", "/var/run/"};
-
-template <typename Names>
-bool among(const Names &names, const std::string &name) {
-  return std::find(names.begin(), names.end(), name) != names.end();
-}
 
 bool elsewhere(const std::string &path) {
   return std::any_of(kElsewhere.begin(), kElsewhere.end(),

@@ -2,12 +2,12 @@
 
 #include <fnmatch.h>
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <utility>
 
+#include "tools/sandbox/among.h"
 #include "tools/sandbox/errno_names.h"
 
 namespace sandbox {
@@ -49,11 +49,6 @@ int error_of(const std::string &name) {
     return kPower - std::atoi(name.c_str() + sizeof kPowerName - 1);
   }
   return errno_value(name);
-}
-
-template <typename Names>
-bool among(const Names &names, const std::string &name) {
-  return std::find(names.begin(), names.end(), name) != names.end();
 }
 
 bool means(const std::string &row, const std::string &call, const std::string &call_class) {

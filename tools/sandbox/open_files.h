@@ -1,5 +1,6 @@
-// The files that the agent has open, by descriptor: to notice a second close, to know the path that a read or a write
-// is for, and to tell in the end what was left open. Nothing here blocks.
+// The files that the agent has open, by descriptor: to notice a second close, and to know the path that a read or a
+// write is for. And what the process has open besides what it began with, however it came to be: files, sockets, copies
+// of descriptors, those of the platform. Nothing here blocks.
 #ifndef KELVANE_TOOLS_SANDBOX_OPEN_FILES_H
 #define KELVANE_TOOLS_SANDBOX_OPEN_FILES_H
 
@@ -13,8 +14,12 @@ namespace sandbox {
 std::map<int, std::string> &open_descriptors();
 std::map<int, std::string> &closed_descriptors();
 
-// The paths of what is open.
-std::vector<std::string> open_agent_files();
+// From here on, what is open is counted.
+void note_open_descriptors();
+
+// What is open and was not when it was noted, as the kernel names it: "/path", "socket:[number]". The configuration
+// database's files are none: the platform keeps them open as long as the agent needs it.
+std::vector<std::string> left_open();
 
 }  // namespace sandbox
 

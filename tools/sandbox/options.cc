@@ -87,6 +87,8 @@ const std::vector<Row> &rows() {
        [](Options &o, const std::string &v) { o.sites = v; }},
       {"--key", "FILE", "the RSA key that the platform makes at each start is kept there, and always the same",
        [](Options &o, const std::string &v) { o.key = v; }},
+      {"--unsynced", "FILE", "what a killed process had not synced yet is kept there, and taken over by the next one",
+       [](Options &o, const std::string &v) { o.unsynced = v; }},
       {"--memory", "MIB", "the memory that sysinfo tells of; default 2048",
        [](Options &o, const std::string &v) { o.memory_mib = number("--memory", v); }},
       {"--processors", "N", "the processors that sysconf tells of; default 2",

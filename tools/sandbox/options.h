@@ -32,6 +32,7 @@ struct Options {
   std::vector<std::string> faults;
   std::string sites;
   std::string key;
+  std::string unsynced;
   int64_t memory_mib = 2048;
   int64_t processors = 2;
   bool help = false;

@@ -43,6 +43,9 @@ bool Paths::below_root(const std::string &path) const {
 }
 
 std::string Paths::shown(const std::string &path) const {
+  if (!mounted_.empty() && is_or_below(path, mounted_)) {
+    return kMountPoint + path.substr(mounted_.size());
+  }
   if (!below_root(path)) {
     return path;
   }

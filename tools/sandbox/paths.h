@@ -21,7 +21,7 @@ class Paths {
   // are; ".." never leads out of the root.
   std::string map(const std::string &path) const;
 
-  // The path as the agent would name it: without the root in front.
+  // The path as the agent would name it: without the root in front, and on the mounted CD-ROM below "/cdrom".
   std::string shown(const std::string &path) const;
 
  private:

@@ -27,6 +27,10 @@ std::string escaped(const std::string &text) {
   return out;
 }
 
+std::string text_of(const char *text) {
+  return text != nullptr ? text : "";
+}
+
 std::string quoted(const char *text) {
   if (text == nullptr) {
     return "null";

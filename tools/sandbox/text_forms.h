@@ -9,7 +9,10 @@ namespace sandbox {
 // The text on one line: \n, \r, \t and \\ for those, \xNN for every other byte below 0x20 and 0x7f.
 std::string escaped(const std::string &text);
 
-// The same in double quotes, with \" for a quote; null for a null pointer.
+// The text; "" for a null pointer.
+std::string text_of(const char *text);
+
+// The text on one line in double quotes, with \" for a quote; null for a null pointer.
 std::string quoted(const char *text);
 
 }  // namespace sandbox

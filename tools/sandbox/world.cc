@@ -2,7 +2,6 @@
 
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
@@ -11,10 +10,12 @@
 #include <stdexcept>
 
 #include "platform/reference/reference.h"
+#include "tools/sandbox/among.h"
 #include "tools/sandbox/database_layer.h"
 #include "tools/sandbox/durability.h"
 #include "tools/sandbox/errno_names.h"
 #include "tools/sandbox/open_files.h"
+#include "tools/sandbox/unsynced.h"
 
 #if defined(__SANITIZE_ADDRESS__)
 #define SANDBOX_CHECKS_LEAKS 1
@@ -71,7 +72,15 @@ constexpr std::array kSystemCalls = {"mount",  "umount",   "sethostname", "kill"
                                      "setenv", "unsetenv", "tzset",       "sysinfo", "sysconf"};
 
 std::string class_of_system_call(const std::string &name) {
-  return std::find(kSystemCalls.begin(), kSystemCalls.end(), name) != kSystemCalls.end() ? "system" : "file";
+  return among(kSystemCalls, name) ? "system" : "file";
+}
+
+// The power may go later.
+void hand_on_unsynced() {
+  const NotTheAgent inside(world().trace);
+  if (!world().options.unsynced.empty()) {
+    keep_unsynced(world().options.unsynced);
+  }
 }
 
 [[noreturn]] void die() {
@@ -110,6 +119,7 @@ int World::strike(const std::string &call_class, const std::string &call, const 
     sites.remark("killed", call_class + " " + call + "(" + subject + ")");
   }
   if (fault == kKill) {
+    hand_on_unsynced();
     die();
   }
   if (fault <= kPower) {
@@ -150,6 +160,9 @@ void set_up(const Options &options) {
   if (!options.sites.empty() || !options.faults.empty()) {
     use_database_layer();
   }
+  if (!options.unsynced.empty()) {
+    take_unsynced(options.unsynced);
+  }
   if (!w.sites.open(options.sites)) {
     throw std::runtime_error("cannot write the sites " + options.sites);
   }
@@ -159,6 +172,7 @@ void set_up(const Options &options) {
   use_proxy(options.proxy, options.no_proxy);
   reference_set_root(w.paths.root().c_str());
   w.clock.start(options.clock, options.clock_factor, options.start_time);
+  note_open_descriptors();
   w.active = true;
 }
 
@@ -189,8 +203,8 @@ bool sleep_for(int64_t nanoseconds) {
 
 void end_process(int status, const std::string &last_line) {
   world().trace.line(last_line);
-  for (const std::string &path : open_agent_files()) {
-    world().sites.remark("open", path);
+  for (const std::string &name : left_open()) {
+    world().sites.remark("open", world().paths.shown(name));
   }
   world().sites.remark("end", std::to_string(status));
   world().active = false;

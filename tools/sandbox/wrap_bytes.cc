@@ -20,6 +20,7 @@ extern "C" {
 ssize_t __real_read(int descriptor, void *bytes, size_t size);
 ssize_t __real_write(int descriptor, const void *bytes, size_t size);
 int __real_fsync(int descriptor);
+int __real_fchmod(int descriptor, mode_t mode);
 void __real_sync(void);
 #if __GLIBC_PREREQ(2, 33)
 int __real_fstat(int descriptor, struct stat *out);
@@ -47,7 +48,7 @@ int fault_of(const char *call, const std::string &path) {
   return fault;
 }
 
-// What the platform does to a file below the root: false when it fails, with errno set.
+// What the platform does to a file of the appliance's or on its CD-ROM: false when it fails, with errno set.
 bool strike_inside(const char *call, int descriptor) {
   if (!world().active || world().agent_calls()) {
     return true;
@@ -55,7 +56,7 @@ bool strike_inside(const char *call, int descriptor) {
   std::error_code failed;
   const std::string place =
       std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(descriptor), failed).string();
-  const bool counts = !failed && place.rfind(world().paths.root() + "/", 0) == 0;
+  const bool counts = !failed && world().paths.shown(place) != place;
   const int fault = counts ? world().strike_inside(call, place) : 0;
   errno = fault > 0 ? fault : errno;
   return fault <= 0;
@@ -77,6 +78,9 @@ ssize_t transfer(const char *name, int descriptor, size_t size, Call &&call) {
 extern "C" {
 
 ssize_t __wrap_read(int descriptor, void *bytes, size_t size) {
+  if (!strike_inside("read", descriptor)) {
+    return -1;
+  }
   return transfer("read", descriptor, size, [&](size_t most) { return __real_read(descriptor, bytes, most); });
 }
 
@@ -110,8 +114,16 @@ void __wrap_sync(void) {
   sandbox::all_made_durable();
 }
 
+// The platform's alone: the agent sets no rights by descriptor.
+int __wrap_fchmod(int descriptor, mode_t mode) {
+  return strike_inside("fchmod", descriptor) ? __real_fchmod(descriptor, mode) : -1;
+}
+
 #if __GLIBC_PREREQ(2, 33)
 int __wrap_fstat(int descriptor, struct stat *out) {
+  if (!strike_inside("fstat", descriptor)) {
+    return -1;
+  }
   const std::string *path = path_of(descriptor);
   const int fault = path != nullptr ? fault_of("fstat", *path) : 0;
   if (fault > 0) {

@@ -49,14 +49,11 @@ using sandbox::closed_descriptors;
 using sandbox::open_descriptors;
 using sandbox::quoted;
 using sandbox::SystemCall;
+using sandbox::text_of;
 using sandbox::world;
 
-std::string text(const char *path) {
-  return path != nullptr ? path : "";
-}
-
 std::string mapped(const char *path) {
-  return world().active ? world().paths.map(text(path)) : text(path);
+  return world().active ? world().paths.map(text_of(path)) : text_of(path);
 }
 
 std::string octal(mode_t mode) {
@@ -68,7 +65,7 @@ std::string octal(mode_t mode) {
 // Calls with one path whose result is 0 or -1.
 template <typename Call>
 int path_call(const char *name, const char *path, const std::string &more, Call &&call) {
-  const SystemCall now(name, text(path), quoted(path) + more);
+  const SystemCall now(name, text_of(path), quoted(path) + more);
   if (now.fault != 0) {
     errno = now.fault;
     return now.done(-1);
@@ -79,7 +76,7 @@ int path_call(const char *name, const char *path, const std::string &more, Call 
 // The same with two paths, of which faults match the first.
 template <typename Call>
 int two_path_call(const char *name, const char *from, const char *to, Call &&call) {
-  const SystemCall now(name, text(from), quoted(from) + ", " + quoted(to));
+  const SystemCall now(name, text_of(from), quoted(from) + ", " + quoted(to));
   if (now.fault != 0) {
     errno = now.fault;
     return now.done(-1);
@@ -136,23 +133,23 @@ int refused(const SystemCall &call, const char *path) {
   if (call.fault != 0) {
     return call.fault;
   }
-  return world().active && text(path) == sandbox::Media::kDevice ? world().media.open_device() : 0;
+  return world().active && text_of(path) == sandbox::Media::kDevice ? world().media.open_device() : 0;
 }
 
 // The drive's device is played by an empty file.
 std::string opened_path(const char *path) {
-  return world().active && text(path) == sandbox::Media::kDevice ? "/dev/null" : mapped(path);
+  return world().active && text_of(path) == sandbox::Media::kDevice ? "/dev/null" : mapped(path);
 }
 
 void opened(const SystemCall &call, const char *path, int descriptor) {
   if (call.agent && descriptor >= 0) {
-    open_descriptors()[descriptor] = text(path);
+    open_descriptors()[descriptor] = text_of(path);
     closed_descriptors().erase(descriptor);
   }
 }
 
 int open_with(const char *path, int flags, mode_t mode) {
-  const SystemCall call("open", text(path), quoted(path) + ", \"" + flags_text(flags) + "\"");
+  const SystemCall call("open", text_of(path), quoted(path) + ", \"" + flags_text(flags) + "\"");
   const int error = refused(call, path);
   if (error != 0) {
     errno = error;
@@ -212,7 +209,7 @@ int __wrap___open64_2(const char *path, int flags) {
 }
 
 FILE *__wrap_fopen(const char *path, const char *mode) {
-  const SystemCall call("open", text(path), quoted(path) + ", \"" + mode_text(mode) + "\"");
+  const SystemCall call("open", text_of(path), quoted(path) + ", \"" + mode_text(mode) + "\"");
   const int error = refused(call, path);
   if (error != 0) {
     errno = error;

@@ -39,11 +39,8 @@ namespace {
 
 using sandbox::quoted;
 using sandbox::SystemCall;
+using sandbox::text_of;
 using sandbox::world;
-
-std::string text(const char *value) {
-  return value != nullptr ? value : "";
-}
 
 std::string signal_name(int signal) {
   constexpr std::pair<int, const char *> kNames[] = {{SIGHUP, "SIGHUP"},   {SIGKILL, "SIGKILL"}, {SIGUSR1, "SIGUSR1"},
@@ -68,8 +65,8 @@ std::string mount_flags(unsigned long flags) {
 }
 
 int unmount(const char *folder) {
-  const SystemCall call("umount", text(folder), quoted(folder));
-  return answer(call, call.fault != 0 ? call.fault : world().media.unmount(text(folder), world().paths));
+  const SystemCall call("umount", text_of(folder), quoted(folder));
+  return answer(call, call.fault != 0 ? call.fault : world().media.unmount(text_of(folder), world().paths));
 }
 
 int write_host_name(const std::string &name) {
@@ -87,13 +84,13 @@ int __wrap_mount(const char *device, const char *folder, const char *type, unsig
   if (!world().active) {
     return __real_mount(device, folder, type, flags, data);
   }
-  const SystemCall call("mount", text(type),
+  const SystemCall call("mount", text_of(type),
                         quoted(device) + ", " + quoted(folder) + ", " + quoted(type) + ", " + mount_flags(flags) +
                             (data != nullptr ? ", data" : ""));
   if (call.fault != 0) {
     return answer(call, call.fault);
   }
-  return answer(call, world().media.mount(text(device), text(folder), text(type), world().paths));
+  return answer(call, world().media.mount(text_of(device), text_of(folder), text_of(type), world().paths));
 }
 
 int __wrap_umount2(const char *folder, int flags) {
@@ -153,7 +150,8 @@ int __wrap_sigaction(int signal, const struct sigaction *action, struct sigactio
 }
 
 int __wrap_setenv(const char *name, const char *value, int overwrite) {
-  const SystemCall call("setenv", text(name), quoted(name) + ", " + quoted(value) + ", " + std::to_string(overwrite));
+  const SystemCall call("setenv", text_of(name),
+                        quoted(name) + ", " + quoted(value) + ", " + std::to_string(overwrite));
   if (call.fault != 0) {
     return answer(call, call.fault);
   }
@@ -161,7 +159,7 @@ int __wrap_setenv(const char *name, const char *value, int overwrite) {
 }
 
 int __wrap_unsetenv(const char *name) {
-  const SystemCall call("unsetenv", text(name), quoted(name));
+  const SystemCall call("unsetenv", text_of(name), quoted(name));
   return call.done(__real_unsetenv(name));
 }
 
