@@ -30,6 +30,7 @@ namespace simulate {
 namespace {
 
 int64_t gsPasses = 0;         // of this life
+uint64_t gsAsked = 0;         // before this pass
 int gsLowestDescriptor = -1;  // at the end of the first of them
 
 void check_commands() {
@@ -54,6 +55,9 @@ void check_metadata_followed(const View &told) {
 }
 
 void check_followed() {
+  if (view().asked == gsAsked) {
+    broken("a pass that does not ask what is wanted");
+  }
   if (world().metadata) {
     check_metadata_followed(view());
   } else {
@@ -102,6 +106,7 @@ void invariants_begin_pass() {
   w.counts.passes++;
   w.counts.metadata_lives += w.metadata && gsPasses == 0 ? 1 : 0;
   gsPasses++;
+  gsAsked = view().asked;
   happened("pass");
   if (gsPasses == 1) {
     first_boot_over();

@@ -21,6 +21,7 @@ const Revision *revision_of(std::string_view bytes, Document document) {
 }
 
 void goal_state_given(const Given &given) {
+  gsView.asked++;
   const Revision *told = given.result == CURLE_OK ? revision_of(given.collected, goal_state_document) : nullptr;
   gsView.incarnation = told != nullptr ? told->incarnation : gsView.incarnation;
 }
@@ -70,6 +71,7 @@ void handlers_told(const Given &given) {
 
 void handlers_given(const Given &given) {
   static int attempts = 0;
+  gsView.asked++;
   if (attempts++ == 0) {
     gsView.incarnation = 0;
   }

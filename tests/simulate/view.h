@@ -13,6 +13,8 @@
 namespace simulate {
 
 struct View {
+  // How often it was asked what the cloud wants: for the goal state, or for the metadata service's handlers.
+  uint64_t asked;
   // Of the wire server: read last. Of the metadata service: the ETag of this pass. 0 for none.
   int32_t incarnation;
   // The extensions that this pass goes by. Of the wire server: read last; of the metadata service: read in this pass.
