@@ -1,6 +1,9 @@
 // The wrapped calls, driven end to end.
+#include <features.h>
+
 #include <cstdio>
 #include <regex>
+#include <vector>
 
 #include "tests/sandbox/layer_fixture.h"
 
@@ -208,7 +211,11 @@ TEST_F(Layer, WhatThePlatformDoesToFilesIsStruckWhereverTheyLie) {
   run("disc", disc() + " --sites " + (folder_ / "sites").string());
   const std::string sites = read(folder_ / "sites");
   EXPECT_NE(sites.find("open(/cdrom/file)\n"), std::string::npos) << sites;
-  for (const char *call : {"fstat(/cdrom/file)", "read(/cdrom/file)", "fchmod(/data/etc/.copy-PID)"}) {
+  std::vector<const char *> calls = {"read(/cdrom/file)", "fchmod(/data/etc/.copy-PID)"};
+#if __GLIBC_PREREQ(2, 33)
+  calls.push_back("fstat(/cdrom/file)");  // no call of its own before
+#endif
+  for (const char *call : calls) {
     EXPECT_NE(sites.find(std::string(" ") + call + "\n"), std::string::npos) << call << "\n" << sites;
     const std::string rest = sites.substr(0, sites.find(std::string(" ") + call + "\n"));
     const std::string number = rest.substr(rest.rfind(' ') + 1);

@@ -81,6 +81,7 @@ std::string Bench::missing() const {
 
 void Bench::make_ready() {
   files::remove_all(root());
+  files::remove(folder_ + "/unsynced");
   files::copy(folder_ + "/template", root(), files::copy_options::recursive | files::copy_options::copy_symlinks);
   cloud_.tell("/_fabric/reset", "{}");
 }
@@ -109,6 +110,7 @@ int Bench::run(const std::string &name, int64_t begin, int64_t length, const std
   }
   if (!fault.empty()) {
     add("--fault", fault);
+    add("--unsynced", folder_ + "/unsynced");
   }
   scenario::Process agent(command, base + ".out", base + ".err");
   return agent.wait(kLimitSeconds);
@@ -129,14 +131,28 @@ int Bench::strike_run(const Strike &strike, int64_t longer) {
   return status;
 }
 
+bool Bench::is_marked() const {
+  return files::exists(root() + "/data/etc/.provisioned");
+}
+
+bool Bench::provisions(const std::string &name) const {
+  const std::string trace = contents(folder_ + "/" + name + ".trace");
+  return has(trace, "comp=health") || has(trace, "provisioningStatus");
+}
+
 // The start after a kill is killed, too, unless it has ended before it comes to that.
 std::string Bench::second_run(const Strike &strike) {
+  const bool was_marked = is_marked();
   const int status = run(kSecond, kRest / 2, first_pass_ + 2 * kPass + 2, strike.second_fault());
   second_ = read_end(folder_ + "/second.sites");
-  const std::string report = check_trouble(kSecond) + check_database();
-  return status == 0 || status == 128 + SIGKILL
-             ? report
-             : report + "  the second run ends with " + std::to_string(status) + "\n";
+  std::string report = check_trouble(kSecond) + check_database();
+  if (status != 0 && status != 128 + SIGKILL) {
+    report += "  the second run ends with " + std::to_string(status) + "\n";
+  }
+  if (was_marked && provisions(kSecond)) {
+    report += "  the second run provisions once more\n";
+  }
+  return report;
 }
 
 std::string Bench::check_database() const {
@@ -186,9 +202,7 @@ std::string Bench::check_quiet(int status, bool was_marked) const {
   if (status != 0) {
     report += "  the quiet run ends with " + std::to_string(status) + "\n";
   }
-  const std::string trace = contents(folder_ + "/quiet.trace");
-  const bool provisions = has(trace, "comp=health") || has(trace, "provisioningStatus");
-  if (provisions == was_marked) {
+  if (provisions(kQuiet) == was_marked) {
     report += was_marked ? "  the quiet run provisions once more\n" : "  the quiet run does not provision\n";
   }
   return report;
@@ -242,7 +256,7 @@ std::string Bench::play(const Strike &strike) {
   if (!strike.second.empty()) {
     report += second_run(strike);
   }
-  const bool was_marked = files::exists(root() + "/data/etc/.provisioned");
+  const bool was_marked = is_marked();
   report += check_quiet(quiet_run(), was_marked);
   report += check_outcome(strike);
   return waits ? report + check_waits(strike) : report;

@@ -41,6 +41,8 @@ class Bench {
   int strike_run(const Strike &strike, int64_t longer = 0);
   bool stopped_in_a_wait() const;
   std::string check_waits(const Strike &strike);
+  bool is_marked() const;
+  bool provisions(const std::string &name) const;
   std::string second_run(const Strike &strike);
   std::string check_database() const;
   int quiet_run() const;

@@ -1,5 +1,7 @@
-// Whether the configuration database can be read as a struck run left it. Looks at a copy, so that the next start meets
-// what the struck one left. Blocks for as long as the disk does; throws std::runtime_error when it cannot copy.
+// Whether the configuration database can be read as a struck run left it, and whether what is in it belongs together:
+// no record, key or former password of an account that is none, no number that was never given out. Looks at a copy, so
+// that the next start meets what the struck one left. Blocks for as long as the disk does; throws std::runtime_error
+// when it cannot copy.
 #ifndef KELVANE_TESTS_TORTURE_INTEGRITY_H
 #define KELVANE_TESTS_TORTURE_INTEGRITY_H
 

@@ -9,6 +9,8 @@
 #include <set>
 
 #include "tests/scenario/run/tables.h"
+#include "tests/torture/history.h"
+#include "tests/torture/listing.h"
 
 namespace torture {
 namespace {
@@ -90,9 +92,11 @@ bool is_empty_form(const Json &value, const Json &other, const std::string &plac
 }  // namespace
 
 Json outcome_of(const std::string &root, const Json &scenario, const scenario::Cloud &cloud) {
+  // Before anything opens the database: that makes files beside it.
+  const Json names = names_below(root);
   Json tables = scenario::tables_in_words(root, scenario);
   tables["events"] = each_once(tables["events"]["events"]);
-  Json out = {{"tables", Json::object()}};
+  Json out = {{"names", names}, {"tables", Json::object()}, {"history", newest_passwords(root, scenario)}};
   for (auto &[number, table] : tables.items()) {
     out["tables"][number] = by_name(table.contains("records") ? table["records"] : table);
   }

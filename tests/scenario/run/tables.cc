@@ -24,13 +24,6 @@ void collect_passwords(const Json &value, std::vector<std::string> &out) {
   }
 }
 
-// Every stored form has a salt of its own.
-std::string password_in_words(const std::string &stored, const std::vector<std::string> &known) {
-  const auto found =
-      std::find_if(known.begin(), known.end(), [&](const std::string &clear) { return password_fits(stored, clear); });
-  return found != known.end() ? "that of " + *found : stored.empty() ? "none" : "one that the scenario does not know";
-}
-
 // The fabric makes its keys anew in every play.
 Json keys_in_words(Json answer, const std::string &scenario) {
   for (Json &key : answer["keys"]) {
@@ -64,9 +57,21 @@ void complete_accounts(Json &accounts, const std::string &root, const std::vecto
 
 }  // namespace
 
-Json tables_in_words(const std::string &root, const Json &scenario) {
+std::vector<std::string> known_passwords(const Json &scenario) {
   std::vector<std::string> known;
   collect_passwords(scenario.value("fabric", Json::object()), known);
+  return known;
+}
+
+// Every stored form has a salt of its own.
+std::string password_in_words(const std::string &stored, const std::vector<std::string> &known) {
+  const auto found =
+      std::find_if(known.begin(), known.end(), [&](const std::string &clear) { return password_fits(stored, clear); });
+  return found != known.end() ? "that of " + *found : stored.empty() ? "none" : "one that the scenario does not know";
+}
+
+Json tables_in_words(const std::string &root, const Json &scenario) {
+  const std::vector<std::string> known = known_passwords(scenario);
   Json entries = Json::array({{{"events", Json::array()}}});
   for (const auto table : kTables) {
     entries.push_back({{"table", table}});

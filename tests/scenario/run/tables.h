@@ -5,6 +5,7 @@
 #define KELVANE_TESTS_SCENARIO_RUN_TABLES_H
 
 #include <string>
+#include <vector>
 
 #include "tests/scenario/run/appliance.h"
 
@@ -13,6 +14,10 @@ namespace scenario {
 // Stored passwords, which have a salt each, are told by the clear password of the scenario that fits, and keys that the
 // fabric made by being made.
 Json tables_in_words(const std::string &root, const Json &scenario);
+
+// The clear passwords of a scenario, and which of them a stored one belongs to.
+std::vector<std::string> known_passwords(const Json &scenario);
+std::string password_in_words(const std::string &stored, const std::vector<std::string> &known);
 
 }  // namespace scenario
 
