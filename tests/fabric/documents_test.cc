@@ -58,10 +58,10 @@ class Agent {
   std::string cms_structure() const {
     return run_command("openssl cms -cmsout -print -inform PEM -in " + folder_.file("cms"));
   }
-  const Folder &folder() const { return folder_; }
+  const TempDir &folder() const { return folder_; }
 
  private:
-  Folder folder_;
+  TempDir folder_;
 };
 
 size_t count_of(const std::string &text, const std::string &part) {
@@ -268,7 +268,7 @@ TEST(Extensions, ProtectedSettingsOpenWithTheTenantsKey) {
   std::string document = extensions(fabric);
   const std::string before = "protectedSettings&quot;:&quot;";
   size_t at = document.find(before) + before.size();
-  Folder folder;
+  TempDir folder;
   write_file(folder.file("b64"), document.substr(at, document.find('&', at) - at));
   const std::string stem = fabric.folder().file("artifacts/tenant/tenant");
   EXPECT_EQ(run_command("base64 -d " + folder.file("b64") + " | openssl smime -decrypt -binary -inform DER -inkey " +
@@ -309,7 +309,7 @@ TEST(Media, KeyValueOfACertificateIsItsSshKey) {
   FabricProgram fabric(R"({"fabric":{"ovf":{"publicKeys":[{"value":{"certificate":"tenant"}}]}}})");
   std::string line = element_text(read_file(fabric.folder().file("artifacts/media/ovf-env.xml")), "Value");
   // The key's bytes: three fields, each with its length in front.
-  Folder folder;
+  TempDir folder;
   std::string modulus = run_command("openssl x509 -modulus -noout -in " +
                                     fabric.folder().file("artifacts/tenant/tenant.pem") + " | tr A-F a-f");
   modulus = modulus.substr(modulus.find('=') + 1);

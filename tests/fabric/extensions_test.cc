@@ -131,7 +131,7 @@ TEST(Plugins, TextsMayBeDescribed) {
 class SealedBy : public ::testing::TestWithParam<const char *> {};
 
 TEST_P(SealedBy, TheProgramOpensForTheCertificate) {
-  Folder folder;
+  TempDir folder;
   FabricProgram fabric(std::string(R"({"fabric":{"extensions":[{"name":"E","certificate":"tenant","sealedBy":")") +
                            GetParam() + R"(","protectedSettings":{"secret":"plum"}}]}})",
                        {"--debug-keys"});
@@ -155,7 +155,7 @@ TEST(TransportSettings, NeedTheAgentsCertificateFirst) {
 
 TEST(TransportSettings, OpenWithTheAgentsKey) {
   FabricProgram fabric(kTransport);
-  Folder folder;
+  TempDir folder;
   const std::string key = folder.file("key.pem"), certificate = folder.file("cert.pem");
   run_command("openssl req -x509 -newkey rsa:2048 -nodes -subj /CN=agent -keyout " + key + " -out " + certificate);
   std::string der = run_command("openssl x509 -outform DER -in " + certificate + " | base64 -w0");

@@ -15,8 +15,6 @@
 #include <cerrno>
 #include <chrono>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <sstream>
 #include <stdexcept>
 #include <thread>
@@ -71,28 +69,6 @@ pid_t start(const std::vector<std::string> &words, const std::string &output) {
 }
 
 }  // namespace
-
-Folder::Folder() {
-  char name[] = "/tmp/kelvane-fabric-test-XXXXXX";
-  if (mkdtemp(name) == nullptr) throw std::runtime_error("mkdtemp");
-  path_ = name;
-}
-
-Folder::~Folder() {
-  std::error_code ignored;
-  std::filesystem::remove_all(path_, ignored);
-}
-
-std::string read_file(const std::string &path) {
-  std::ifstream file(path, std::ios::binary);
-  std::ostringstream text;
-  text << file.rdbuf();
-  return text.str();
-}
-
-void write_file(const std::string &path, const std::string &contents) {
-  std::ofstream(path, std::ios::binary) << contents;
-}
 
 std::string run_command(const std::string &command) {
   FILE *pipe = popen(("( " + command + " ) 2>&1").c_str(), "r");

@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/files.h"
+
 namespace kelvane::fabric_test {
 
 // What came back for one request.
@@ -21,22 +23,9 @@ struct Reply {
   bool timed_out = false;  // nothing more came within the time
 };
 
-// A folder of its own, removed at the end.
-class Folder {
- public:
-  Folder();
-  ~Folder();
-  Folder(const Folder &) = delete;
-  Folder &operator=(const Folder &) = delete;
-  std::string file(const std::string &name) const { return path_ + "/" + name; }
-  const std::string &path() const { return path_; }
-
- private:
-  std::string path_;
-};
-
-std::string read_file(const std::string &path);
-void write_file(const std::string &path, const std::string &contents);
+using support::read_file;
+using support::TempDir;
+using support::write_file;
 
 // The output of a shell command (standard output and error); throws when it fails.
 std::string run_command(const std::string &command);
@@ -50,7 +39,7 @@ class FabricProgram {
   FabricProgram &operator=(const FabricProgram &) = delete;
 
   int port() const { return port_; }
-  const Folder &folder() const { return folder_; }
+  const TempDir &folder() const { return folder_; }
 
   // A connection to the port; -1 when it is refused.
   int connect_to(int port) const;
@@ -70,7 +59,7 @@ class FabricProgram {
   std::string output() const { return read_file(folder_.file("out")); }
 
  private:
-  Folder folder_;
+  TempDir folder_;
   pid_t pid_ = -1;
   int port_ = 0;
   int control_port_ = 0;

@@ -169,7 +169,7 @@ TEST_F(Judge, WantsACertificateWithTheRequestForCertificates) {
 }
 
 TEST_F(Judge, RefusesACertificateThatIsNotItsOwnIssuer) {
-  Folder folder;
+  TempDir folder;
   const std::string at = folder.path();
   run_command("cd " + at +
               " && openssl req -x509 -newkey rsa:2048 -nodes -keyout k1 -out c1 -subj /CN=A -days 2 && "

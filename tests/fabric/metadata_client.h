@@ -36,7 +36,7 @@ struct AgentCertificate {
              run_command("openssl x509 -outform DER -in " + certificate + " | base64 -w0") + "\r\n";
   }
 
-  Folder folder;
+  TempDir folder;
   std::string key = folder.file("key.pem");
   std::string certificate = folder.file("cert.pem");
   std::string header;  // as the agent sends it, with its line end

@@ -233,7 +233,7 @@ TEST_F(Metadata, FaultsBefallItsRequests) {
 }
 
 std::string refused(const std::string &scenario) {
-  Folder folder;
+  TempDir folder;
   write_file(folder.file("s.json"), scenario);
   return run_fabric("--check --scenario " + folder.file("s.json")).output;
 }

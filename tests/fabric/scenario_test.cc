@@ -159,7 +159,7 @@ TEST(Program, RefusesABadStart) {
 }
 
 TEST(Program, ChecksAScenario) {
-  Folder folder;
+  TempDir folder;
   write_file(folder.file("good.json"), "{}");
   write_file(folder.file("bad.json"), R"({"fabric":{"x":1}})");
   EXPECT_EQ(run_fabric("--check --scenario " + folder.file("good.json")).status, 0);

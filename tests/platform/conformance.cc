@@ -8,9 +8,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <stdexcept>
 
 namespace conformance {
@@ -94,19 +91,6 @@ void OtherProcess::kill() {
   child_ = -1;
 }
 
-TemporaryFolder::TemporaryFolder() {
-  std::string name = std::filesystem::temp_directory_path() / "conformance-XXXXXX";
-  if (mkdtemp(name.data()) == nullptr) {
-    throw std::runtime_error("no temporary folder");
-  }
-  folder_ = name;
-}
-
-TemporaryFolder::~TemporaryFolder() {
-  std::error_code ignored;
-  std::filesystem::remove_all(folder_, ignored);
-}
-
 ncfg_account account(const char *name) {
   return copy_of<ncfg_account>(NCFG_TABLE_ACCOUNTS, name);
 }
@@ -185,16 +169,6 @@ int32_t append_dashboard(const char *account, uint32_t widget) {
   const int32_t result = cmf_query_table_append(query, &entry);
   cmf_query_free(query);
   return result;
-}
-
-std::string read_file(const std::string &path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
-
-void write_file(const std::string &path, const std::string &content) {
-  std::ofstream file(path, std::ios::binary | std::ios::trunc);
-  file << content;
 }
 
 }  // namespace conformance

@@ -12,6 +12,7 @@
 
 #include "platform/platform.h"
 #include "tests/platform/reset.h"
+#include "tests/support/files.h"
 
 namespace conformance {
 
@@ -51,19 +52,6 @@ class OtherProcess {
   int out_ = -1;
 };
 
-// A folder of the test's own, removed with what is in it.
-class TemporaryFolder {
- public:
-  TemporaryFolder();
-  ~TemporaryFolder();
-  TemporaryFolder(const TemporaryFolder &) = delete;
-  TemporaryFolder &operator=(const TemporaryFolder &) = delete;
-  std::string path(const std::string &name) const { return folder_ + "/" + name; }
-
- private:
-  std::string folder_;
-};
-
 // ---- verbs ----
 
 template <typename Record>
@@ -93,8 +81,9 @@ std::vector<std::string> names(uint32_t table);
 std::vector<uint32_t> dashboard(const char *account);
 int32_t append_dashboard(const char *account, uint32_t widget);
 
-std::string read_file(const std::string &path);
-void write_file(const std::string &path, const std::string &content);
+using support::read_file;
+using support::TempDir;
+using support::write_file;
 
 }  // namespace conformance
 

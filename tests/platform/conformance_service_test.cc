@@ -96,72 +96,72 @@ size_t entries(const std::string &folder) {
 }
 
 TEST(CopyFile, IsWholeAndForTheOwnerOnly) {
-  const TemporaryFolder folder;
+  const TempDir folder;
   const std::string content("a\0b\n\xff", 5);
-  write_file(folder.path("from"), content);
+  write_file(folder.file("from"), content);
   const mode_t mask = umask(0);
-  EXPECT_EQ(0, ncfg_copyfile(folder.path("from").c_str(), folder.path("to").c_str()));
+  EXPECT_EQ(0, ncfg_copyfile(folder.file("from").c_str(), folder.file("to").c_str()));
   umask(mask);
-  EXPECT_EQ(content, read_file(folder.path("to")));
-  EXPECT_EQ(0600u, mode_of(folder.path("to")));
-  EXPECT_EQ(2u, entries(folder.path("")));
+  EXPECT_EQ(content, read_file(folder.file("to")));
+  EXPECT_EQ(0600u, mode_of(folder.file("to")));
+  EXPECT_EQ(2u, entries(folder.file("")));
 }
 
 TEST(CopyFile, ReplacesTheDestinationInOneStep) {
-  const TemporaryFolder folder;
-  write_file(folder.path("from"), "new");
-  write_file(folder.path("to"), "the old and longer content");
-  ASSERT_EQ(0, link(folder.path("to").c_str(), folder.path("other-name").c_str()));
-  ASSERT_EQ(0, chmod(folder.path("to").c_str(), 0644));
-  EXPECT_EQ(0, ncfg_copyfile(folder.path("from").c_str(), folder.path("to").c_str()));
-  EXPECT_EQ("new", read_file(folder.path("to")));
-  EXPECT_EQ(0600u, mode_of(folder.path("to")));
-  EXPECT_EQ("the old and longer content", read_file(folder.path("other-name"))) << "written over, not replaced";
+  const TempDir folder;
+  write_file(folder.file("from"), "new");
+  write_file(folder.file("to"), "the old and longer content");
+  ASSERT_EQ(0, link(folder.file("to").c_str(), folder.file("other-name").c_str()));
+  ASSERT_EQ(0, chmod(folder.file("to").c_str(), 0644));
+  EXPECT_EQ(0, ncfg_copyfile(folder.file("from").c_str(), folder.file("to").c_str()));
+  EXPECT_EQ("new", read_file(folder.file("to")));
+  EXPECT_EQ(0600u, mode_of(folder.file("to")));
+  EXPECT_EQ("the old and longer content", read_file(folder.file("other-name"))) << "written over, not replaced";
 }
 
 TEST(CopyFile, TakesEmptyAndLargeFiles) {
-  const TemporaryFolder folder;
+  const TempDir folder;
   for (const size_t size : {size_t{0}, size_t{1}, size_t{65536}, size_t{65537}, size_t{5'000'001}}) {
     std::string content(size, '\0');
     ASSERT_EQ(0, get_rnd_bytes(content.data(), size));
-    write_file(folder.path("from"), content);
-    ASSERT_EQ(0, ncfg_copyfile(folder.path("from").c_str(), folder.path("to").c_str())) << size;
-    EXPECT_TRUE(content == read_file(folder.path("to"))) << size;
+    write_file(folder.file("from"), content);
+    ASSERT_EQ(0, ncfg_copyfile(folder.file("from").c_str(), folder.file("to").c_str())) << size;
+    EXPECT_TRUE(content == read_file(folder.file("to"))) << size;
   }
 }
 
 TEST(CopyFile, MissingSourceChangesNothing) {
-  const TemporaryFolder folder;
-  write_file(folder.path("to"), "old");
-  EXPECT_GT(0, ncfg_copyfile(folder.path("missing").c_str(), folder.path("to").c_str()));
-  EXPECT_GT(0, ncfg_copyfile(folder.path("").c_str(), folder.path("to").c_str())) << "a folder is no file";
-  EXPECT_EQ("old", read_file(folder.path("to")));
-  EXPECT_EQ(1u, entries(folder.path("")));
+  const TempDir folder;
+  write_file(folder.file("to"), "old");
+  EXPECT_GT(0, ncfg_copyfile(folder.file("missing").c_str(), folder.file("to").c_str()));
+  EXPECT_GT(0, ncfg_copyfile(folder.file("").c_str(), folder.file("to").c_str())) << "a folder is no file";
+  EXPECT_EQ("old", read_file(folder.file("to")));
+  EXPECT_EQ(1u, entries(folder.file("")));
 }
 
 TEST(CopyFile, UnwritableDestinationFailsAndLeavesNothingBehind) {
-  const TemporaryFolder folder;
-  write_file(folder.path("from"), "new");
-  ASSERT_EQ(0, mkdir(folder.path("a-folder").c_str(), 0700));
-  EXPECT_GT(0, ncfg_copyfile(folder.path("from").c_str(), folder.path("missing/to").c_str()));
-  EXPECT_GT(0, ncfg_copyfile(folder.path("from").c_str(), folder.path("a-folder").c_str()));
-  EXPECT_EQ(2u, entries(folder.path("")));
-  EXPECT_EQ(0u, entries(folder.path("a-folder")));
+  const TempDir folder;
+  write_file(folder.file("from"), "new");
+  ASSERT_EQ(0, mkdir(folder.file("a-folder").c_str(), 0700));
+  EXPECT_GT(0, ncfg_copyfile(folder.file("from").c_str(), folder.file("missing/to").c_str()));
+  EXPECT_GT(0, ncfg_copyfile(folder.file("from").c_str(), folder.file("a-folder").c_str()));
+  EXPECT_EQ(2u, entries(folder.file("")));
+  EXPECT_EQ(0u, entries(folder.file("a-folder")));
 }
 
 TEST(CopyFile, OfNoNameFails) {
-  const TemporaryFolder folder;
-  write_file(folder.path("from"), "new");
-  EXPECT_GT(0, ncfg_copyfile(nullptr, folder.path("to").c_str()));
-  EXPECT_GT(0, ncfg_copyfile(folder.path("from").c_str(), nullptr));
+  const TempDir folder;
+  write_file(folder.file("from"), "new");
+  EXPECT_GT(0, ncfg_copyfile(nullptr, folder.file("to").c_str()));
+  EXPECT_GT(0, ncfg_copyfile(folder.file("from").c_str(), nullptr));
   EXPECT_GT(0, ncfg_copyfile("", ""));
 }
 
 TEST(CopyFile, OntoItselfKeepsTheContent) {
-  const TemporaryFolder folder;
-  write_file(folder.path("from"), "content");
-  EXPECT_EQ(0, ncfg_copyfile(folder.path("from").c_str(), folder.path("from").c_str()));
-  EXPECT_EQ("content", read_file(folder.path("from")));
+  const TempDir folder;
+  write_file(folder.file("from"), "content");
+  EXPECT_EQ(0, ncfg_copyfile(folder.file("from").c_str(), folder.file("from").c_str()));
+  EXPECT_EQ("content", read_file(folder.file("from")));
 }
 
 // ---- time zones ----

@@ -617,15 +617,15 @@ TEST_F(Reference, FullDiskOnTheFirstStartLeavesNoHalfMadeDatabase) {
 }
 
 TEST_F(Reference, FullDiskLeavesTheDestinationOfACopyAlone) {
-  const TemporaryFolder folder;
-  write_file(folder.path("from"), "new");
-  write_file(folder.path("to"), "old");
+  const TempDir folder;
+  write_file(folder.file("from"), "new");
+  write_file(folder.file("to"), "old");
   {
     const FullDisk full;
-    EXPECT_GT(0, ncfg_copyfile(folder.path("from").c_str(), folder.path("to").c_str()));
+    EXPECT_GT(0, ncfg_copyfile(folder.file("from").c_str(), folder.file("to").c_str()));
   }
-  EXPECT_EQ("old", read_file(folder.path("to")));
-  const std::filesystem::directory_iterator files(folder.path(""));
+  EXPECT_EQ("old", read_file(folder.file("to")));
+  const std::filesystem::directory_iterator files(folder.file(""));
   EXPECT_EQ(2, std::distance(files, std::filesystem::directory_iterator()));
 }
 

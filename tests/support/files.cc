@@ -148,6 +148,10 @@ std::string read_file(const std::string &path) {
   return bytes;
 }
 
+std::string read_if_there(const std::string &path) {
+  return exists(path) ? read_file(path) : "";
+}
+
 void write_file(const std::string &path, const std::string &bytes) {
   FilePtr file(std::fopen(path.c_str(), "wbe"));
   const bool written = file != nullptr && std::fwrite(bytes.data(), 1, bytes.size(), file.get()) == bytes.size();

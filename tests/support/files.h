@@ -27,6 +27,8 @@ class TempDir {
 };
 
 std::string read_file(const std::string &path);
+// The same, and "" when there is no such file.
+std::string read_if_there(const std::string &path);
 void write_file(const std::string &path, const std::string &bytes);
 bool exists(const std::string &path);
 // The permission bits, 0600 for instance; -1 when there is no such file.

@@ -356,10 +356,12 @@ TEST(Files, FoldersGoWithTheirContents) {
     path = dir.path();
     dir.write("a/b", "c");
     EXPECT_EQ(dir.read("a/b"), "c");
+    EXPECT_EQ(support::read_if_there(dir.file("a/b")), "c");
     EXPECT_EQ(support::mode_of(dir.path()), 0700);
   }
   EXPECT_FALSE(support::exists(path));
   EXPECT_THROW(support::read_file(path), std::runtime_error);
+  EXPECT_EQ(support::read_if_there(path), "");
 }
 
 TEST(Files, OpensslToolRuns) {
