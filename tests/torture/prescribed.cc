@@ -24,9 +24,11 @@ const Patterns kCertificateHeader = {"/requests GET *comp=certificates* header x
 const Patterns kOfACommand = {"/tables/640/*", "/tables/340/auditor/password",
                               "/tables/events/*Config eventhub success*", "/plugins/*ForLinux/config/message",
                               "/reports/*ForLinux*/message"};
-const Patterns kCustomData = {"/files/.customdata", "/files/tmpdata.conf"};
+const Patterns kCustomData = {"/files/.customdata", "/files/tmpdata.conf", "/names/data/etc/.customdata",
+                              "/names/etc/tmpdata.conf"};
 // That the marker is there counts; its text is for people.
-const Patterns kMarked = {"/files/.provisioned", "/files/.customdata", "/files/tmpdata.conf"};
+const Patterns kMarked = {"/files/.provisioned", "/files/.customdata", "/files/tmpdata.conf",
+                          "/names/data/etc/.customdata", "/names/etc/tmpdata.conf"};
 
 // ---- reasons ----
 
