@@ -199,6 +199,7 @@ const std::map<std::string, void (*)(const Words &)> kWorded = {
     {"open", [](const Words &words) { (void)open(words[1].c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600); }},
     {"copy-of-stderr", [](const Words &) { (void)dup(STDERR_FILENO); }},
     {"socket", [](const Words &) { (void)socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0); }},
+    {"event", [](const Words &) { log_system_event(1, 2, 3, "probe", 4, 5, "it happened"); }},
     {"exit", [](const Words &) { exit(7); }},
     {"checkpoints", [](const Words &) {}},  // from the start on, every few pages
 };

@@ -29,6 +29,9 @@ class Bench {
   // Empty when the agent came through, else what went wrong. The files of the play stay until the next one.
   std::string play(const Strike &strike);
 
+  // Empty when the strike of the last play fell where it was planned to fall, else what it fell on.
+  const std::string &missed() const { return missed_; }
+
   // What differed after the last play and is meant to, each place with the row that says so.
   const Json &meant() const { return meant_; }
 
@@ -39,6 +42,8 @@ class Bench {
   int run(const std::string &name, int64_t begin, int64_t length, const std::string &fault) const;
   int struck_run(const std::string &fault, int64_t longer = 0) const;
   int strike_run(const Strike &strike, int64_t longer = 0);
+  std::string fallen_on(const Strike &strike) const;
+  int aimed_run(Strike &strike);
   bool stopped_in_a_wait() const;
   std::string check_waits(const Strike &strike);
   bool is_marked() const;
@@ -58,9 +63,11 @@ class Bench {
   int64_t first_pass_ = 0;
   scenario::Cloud cloud_;
   std::vector<Site> sites_;
-  Site second_;  // where the second kill of the play was
+  std::vector<Site> unnamed_;  // the same, before their places had names
+  Site second_;                // where the second kill of the play was
   Json expected_;
   Json meant_;
+  std::string missed_;
 };
 
 }  // namespace torture

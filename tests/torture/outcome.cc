@@ -65,15 +65,34 @@ Json each_once(const Json &events) {
   return out;
 }
 
-// The last document of each resource of the metadata service, and of the status blob.
+// The part of a report that tells the same whenever it is sent.
+std::string part(const std::string &text, const char *pattern) {
+  std::smatch found;
+  return std::regex_search(text, found, std::regex(pattern)) ? found.str() : text;
+}
+
+// Under which name a request's report is compared, and what it tells; nothing for any other request.
+void take_report(Json &out, const std::string &method, const std::string &target, const std::string &body) {
+  const auto has = [&](const char *text) { return target.find(text) != std::string::npos; };
+  const bool of_the_service = method == "PUT" && has("/Microsoft.Compute/");
+  if (method == "POST" && has("comp=health")) {
+    out["health"] = part(body, "<State>.*</State>(<Details>.*</Details>)?");
+  } else if (method == "POST" && has("comp=roleProperties")) {
+    out["role properties"] = part(body, "<Property .*/>");
+  } else if (of_the_service && has("/provisioningStatus")) {
+    out["provisioning"] = parsed(body);
+  } else if (of_the_service && has("/status/")) {
+    out[target] = parsed(body);
+  }
+}
+
+// What the platform was told last: of the boot, of each resource of the metadata service, and in the status blob.
 Json last_reports(const scenario::Cloud &cloud) {
   Json out = Json::object();
   for (const Json &line : Json::parse(cloud.ask("/_fabric/journal"))) {
     const Json &request = line["request"];
-    const std::string method = request.value("method", ""), target = request.value("target", "");
-    if (method == "PUT" && target.find("/status/") != std::string::npos && request["body"].is_string() &&
-        target.find("/Microsoft.Compute/") != std::string::npos && line["fault"].is_null()) {
-      out[target] = parsed(request["body"].get<std::string>());
+    if (request["body"].is_string() && line["fault"].is_null()) {
+      take_report(out, request.value("method", ""), request.value("target", ""), request["body"].get<std::string>());
     }
   }
   const Json documents = Json::parse(cloud.ask("/_fabric/status"));
@@ -124,6 +143,15 @@ std::vector<Difference> differences(const Json &expected, const Json &came) {
     }
   }
   return out;
+}
+
+std::string struck_request(const scenario::Cloud &cloud) {
+  for (const Json &line : Json::parse(cloud.ask("/_fabric/journal"))) {
+    if (!line["fault"].is_null()) {
+      return "request(" + line["request"].value("target", "") + ")";
+    }
+  }
+  return "";
 }
 
 std::vector<Difference> violations(const scenario::Cloud &cloud) {

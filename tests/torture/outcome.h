@@ -24,6 +24,9 @@ Json outcome_of(const std::string &root, const Json &scenario, const scenario::C
 // What differs, place by place.
 std::vector<Difference> differences(const Json &expected, const Json &came);
 
+// The request that the fabric's blow befell, as the sandbox tells it: "request(URL)"; empty when it befell none.
+std::string struck_request(const scenario::Cloud &cloud);
+
 // What the fabric found fault with in requests, each fault once, under "/requests METHOD TARGET FAULT".
 std::vector<Difference> violations(const scenario::Cloud &cloud);
 

@@ -3,12 +3,20 @@
 #include <fnmatch.h>
 
 #include <algorithm>
-#include <vector>
+#include <sstream>
 
 namespace torture {
 namespace {
 
 using Patterns = std::vector<const char *>;
+
+// Shell patterns; those of the strikes are for "CLASS BLOW CALL", with the protocol in front for one that is meant for
+// one only: "wire: CLASS BLOW CALL"; those of the places are for "PLACE" or "PLACE = WHAT CAME".
+struct Prescribed {
+  std::vector<const char *> strikes;
+  std::vector<const char *> places;
+  const char *why;
+};
 
 // ---- places ----
 
@@ -24,11 +32,18 @@ const Patterns kCertificateHeader = {"/requests GET *comp=certificates* header x
 const Patterns kOfACommand = {"/tables/640/*", "/tables/340/auditor/password",
                               "/tables/events/*Config eventhub success*", "/plugins/*ForLinux/config/message",
                               "/reports/*ForLinux*/message"};
-const Patterns kCustomData = {"/files/.customdata", "/files/tmpdata.conf", "/names/data/etc/.customdata",
-                              "/names/etc/tmpdata.conf"};
+const Patterns kCustomData = {"/files/.customdata = \"absent\"", "/files/tmpdata.conf",
+                              "/names/data/etc/.customdata = nothing", "/names/etc/tmpdata.conf"};
 // That the marker is there counts; its text is for people.
-const Patterns kMarked = {"/files/.provisioned", "/files/.customdata", "/files/tmpdata.conf",
-                          "/names/data/etc/.customdata", "/names/etc/tmpdata.conf"};
+const Patterns kMarked = {"/files/.provisioned = \"\"", "/files/.customdata = \"absent\"", "/files/tmpdata.conf",
+                          "/names/data/etc/.customdata = nothing", "/names/etc/tmpdata.conf = \"file\""};
+// What the platform was told at the beginning of first boot, with nothing behind it.
+const Patterns kNotReady = {"/reports/health = *<State>NotReady</State>*",
+                            "/reports/role properties = nothing",
+                            "/reports/provisioning/status = \"NotReady\"",
+                            "/reports/provisioning/subStatus = \"Provisioning\"",
+                            "/reports/provisioning/description = \"Starting\"",
+                            "/reports/provisioning/properties/certificateThumbprint = \"\""};
 
 // ---- reasons ----
 
@@ -47,6 +62,8 @@ constexpr char kNotMoved[] =
     "/etc/tmpdata.conf";
 constexpr char kNotLookedAt[] =
     "it is done once, with the account or at first boot, and what the platform answers is not looked at";
+constexpr char kToldOnce[] =
+    "that the appliance is ready is told once, by the start that provisions, behind the marker";
 constexpr char kFirstAccount[] =
     "keys wait for the account that is made next; a first boot that gave up leaves them to an extension's";
 
@@ -55,6 +72,11 @@ const std::vector<Prescribed> &rows() {
       {{"*"},
        {"/reports/*VMAccessForLinux*/status"},
        "the plugin's status is not saved: it is told until the next start, and then no more"},
+
+      {{"platform EIO conf_init()", "platform EIO nCfg_query(440)",
+        "platform EIO cmf_query_do_table_find(440, 0, \"port1\", 2)", "* DEAD *"},
+       {"exit = 255"},
+       "without the interface's record the agent ends, and is started again"},
 
       // ---- the provisioning document ----
       {{"file * open(/cdrom/ovf-env.xml)", "bytes EIO read(/cdrom/ovf-env.xml)"}, kFromTheDocument, kNoDocument},
@@ -110,7 +132,7 @@ const std::vector<Prescribed> &rows() {
        kNotMoved},
       {{"bytes EIO write(/data/etc/.provisioned)", "bytes ENOSPC write(/data/etc/.provisioned)",
         "bytes FULL write(/data/etc/.provisioned)", "database FULL write(* in ssh_pubkey_data_set(*"},
-       {"/files/.provisioned"},
+       {"/files/.provisioned = \"\""},
        kEmptyMarker},
       {{"file DEAD access(/etc/tmpdata.conf)", "file DEAD access(/data/etc/.customdata)",
         "file DEAD rename(/etc/tmpdata.conf)"},
@@ -122,6 +144,16 @@ const std::vector<Prescribed> &rows() {
        kNotMoved},
 
       // ---- requests and reports ----
+      {{"bytes KILL write(/data/etc/.provisioned)", "bytes POWER* write(/data/etc/.provisioned)",
+        "file KILL access(/etc/tmpdata.conf)", "file KILL access(/data/etc/.customdata)",
+        "file KILL rename(/etc/tmpdata.conf)", "file POWER* rename(/etc/tmpdata.conf)", "bytes KILL sync()",
+        "bytes POWER* sync()", "file KILL open(/data/etc/ssh/*.fp)", "file POWER* open(/data/etc/ssh/*.fp)",
+        "bytes KILL read(/data/etc/ssh/*.fp)", "memory KILL * < report < ProvisionAgent_HandlerRun < main)",
+        "request KILL request(*comp=health)", "request POWER request(*comp=health)",
+        "request KILL request(*comp=roleProperties)", "request POWER request(*comp=roleProperties)",
+        "request KILL request(*/provisioningStatus*)", "request POWER request(*/provisioningStatus*)"},
+       kNotReady,
+       kToldOnce},
       {{"memory * malloc(base64_text < *TransportCertMake < main)",
         "memory * malloc(text_format < wire_certificates_headers < *", "memory ENOMEM+ malloc(* < goal_state_parse < *",
         "platform EIO generate_RSA_key(*", "platform EIO get_rnd_bytes(8)"},
@@ -162,9 +194,11 @@ const std::vector<Prescribed> &rows() {
   return kRows;
 }
 
-bool fits_any(const Patterns &patterns, const std::string &text) {
-  return std::any_of(patterns.begin(), patterns.end(),
-                     [&](const char *pattern) { return fnmatch(pattern, text.c_str(), 0) == 0; });
+// The first that fits; null for none.
+const char *fitting(const Patterns &patterns, const std::string &text) {
+  const auto found = std::find_if(patterns.begin(), patterns.end(),
+                                  [&](const char *pattern) { return fnmatch(pattern, text.c_str(), 0) == 0; });
+  return found != patterns.end() ? *found : nullptr;
 }
 
 std::string words_of(const Strike &strike) {
@@ -178,28 +212,73 @@ std::string words_of_platform_call(const Strike &strike) {
   return known ? "platform EIO " + strike.site.call.substr(at + 4, strike.site.call.size() - at - 5) : "";
 }
 
-// A pattern may name the protocol in front of the words.
-bool is_meant(const Patterns &strikes, const Strike &strike) {
+const char *fitting(const Patterns &strikes, const Strike &strike) {
   const std::string words = words_of(strike);
-  return fits_any(strikes, words) || fits_any(strikes, strike.protocol + ": " + words) ||
-         fits_any(strikes, words_of_platform_call(strike));
+  for (const std::string &text : {words, strike.protocol + ": " + words, words_of_platform_call(strike)}) {
+    if (const char *pattern = fitting(strikes, text)) {
+      return pattern;
+    }
+  }
+  return nullptr;
+}
+
+const char *fitting(const Patterns &places, const Difference &difference) {
+  const char *pattern = fitting(places, difference.place);
+  return pattern != nullptr ? pattern : fitting(places, difference.place + " = " + difference.came);
+}
+
+std::string use_of(const char *strike, const char *place) {
+  return std::string(strike) + " -> " + place;
+}
+
+// Whether a play of kills, or of failures, can come to need the pattern: by its blow.
+bool can_be_needed(const std::string &strike, bool kill) {
+  std::istringstream words(strike);
+  std::string blow;
+  words >> blow;
+  if (blow.back() == ':') {
+    words >> blow;
+  }
+  if (words >> blow && blow != "*") {
+    return kill == (blow == "KILL" || blow.rfind("POWER", 0) == 0);
+  }
+  return true;
 }
 
 }  // namespace
 
-const Prescribed *prescribed_difference(const Strike &strike, const std::string &place) {
-  const auto found = std::find_if(rows().begin(), rows().end(), [&](const Prescribed &row) {
-    return is_meant(row.strikes, strike) && fits_any(row.places, place);
-  });
-  return found != rows().end() ? &*found : nullptr;
+std::string prescribed_difference(const Strike &strike, const Difference &difference) {
+  for (const Prescribed &row : rows()) {
+    const char *by = fitting(row.strikes, strike);
+    const char *at = by != nullptr ? fitting(row.places, difference) : nullptr;
+    if (at != nullptr) {
+      return use_of(by, at);
+    }
+  }
+  return "";
 }
 
-const char *prescribed_exit(const Strike &strike, int status) {
-  static const Patterns kInterface = {"platform EIO conf_init()", "platform EIO nCfg_query(440)",
-                                      "platform EIO cmf_query_do_table_find(440, 0, \"port1\", 2)", "* DEAD *"};
-  return status == 255 && is_meant(kInterface, strike)
-             ? "without the interface's record the agent ends, and is started again"
-             : nullptr;
+std::vector<std::string> unused_patterns(const std::set<std::string> &used, bool kill) {
+  std::vector<std::string> out;
+  const auto none_of = [&](const Patterns &some, const Patterns &others, bool places) {
+    for (const char *one : some) {
+      const bool needed = std::any_of(others.begin(), others.end(), [&](const char *other) {
+        return used.count(places ? use_of(other, one) : use_of(one, other)) != 0;
+      });
+      if (!needed && (places || can_be_needed(one, kill))) {
+        out.emplace_back(one);
+      }
+    }
+  };
+  for (const Prescribed &row : rows()) {
+    none_of(row.strikes, row.places, false);
+    const bool of_this_kind =
+        std::all_of(row.strikes.begin(), row.strikes.end(), [&](const char *one) { return can_be_needed(one, kill); });
+    if (of_this_kind) {
+      none_of(row.places, row.strikes, true);
+    }
+  }
+  return out;
 }
 
 }  // namespace torture

@@ -4,25 +4,21 @@
 #ifndef KELVANE_TESTS_TORTURE_PRESCRIBED_H
 #define KELVANE_TESTS_TORTURE_PRESCRIBED_H
 
+#include <set>
 #include <string>
 #include <vector>
 
+#include "tests/torture/outcome.h"
 #include "tests/torture/strike.h"
 
 namespace torture {
 
-// Shell patterns; those of the strikes are for "CLASS BLOW CALL".
-struct Prescribed {
-  std::vector<const char *> strikes;
-  std::vector<const char *> places;
-  const char *why;
-};
+// "STRIKE -> PLACE", the patterns by which this may differ after this strike; empty when it may not. The
+// status with which the struck run ends is the place "exit".
+std::string prescribed_difference(const Strike &strike, const Difference &difference);
 
-// The row by which this place may differ after this strike; null when it may not.
-const Prescribed *prescribed_difference(const Strike &strike, const std::string &place);
-
-// Why the run may end with this status; null when it may not.
-const char *prescribed_exit(const Strike &strike, int status);
+// Of the rows' patterns those that no play of this kind came to need, whose texts these are: each is to go.
+std::vector<std::string> unused_patterns(const std::set<std::string> &used, bool kill);
 
 }  // namespace torture
 

@@ -37,17 +37,18 @@ struct Strike {
 // The sites in a file that the sandbox wrote.
 std::vector<Site> read_sites(const std::string &file);
 
-// The site at which the run was killed, by that file; an empty one when it was not. Its number is not told.
-Site read_end(const std::string &file);
+// The site at which the run was struck first, by that file; an empty one when no strike fell.
+Site read_struck(const std::string &file);
+
+// The number in other sites of the same class of the call that is this one of those: the first, second, ... with that
+// text. The number that it has here when the others have none.
+size_t same_call(const std::vector<Site> &those, const Site &one, const std::vector<Site> &others);
 
 // All strikes of these sites: those that let calls fail, or those that kill.
 std::vector<Strike> strikes_of(const std::string &protocol, const std::vector<Site> &sites, bool kill);
 
 // Of kills, every so many-th one, each with another one in the start that follows: by chance, the same in every play.
 std::vector<Strike> twice(const std::vector<Strike> &all, size_t every);
-
-// So many of them, evenly from all classes and blows, the same ones in the same order for the same seed.
-std::vector<Strike> sample(const std::vector<Strike> &all, size_t count, unsigned seed);
 
 }  // namespace torture
 

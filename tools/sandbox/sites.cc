@@ -21,6 +21,13 @@ void Sites::note(const std::string &call_class, const std::string &call, const s
   }
 }
 
+void Sites::struck(const std::string &call_class, const std::string &call, const std::string &subject) {
+  if (!struck_) {
+    remark("struck", call_class + " " + std::to_string(counts_[call_class]) + " " + call + "(" + subject + ")");
+  }
+  struck_ = true;
+}
+
 void Sites::remark(const std::string &what, const std::string &text) {
   if (stream_ != nullptr) {
     std::fprintf(stream_, "%s %s\n", what.c_str(), text.c_str());

@@ -11,8 +11,9 @@
 //   inside    what the platform does to other files in the agent's calls
 //   closing   what SQLite does to its files after the agent's end
 // With a file, each is a line "CLASS NUMBER CALL(SUBJECT)", and at the end come remarks: "open PATH" for each file that
-// the agent left open, "end STATUS", or "killed CLASS CALL(SUBJECT)". The numbers are those by which faults.h names a
-// call of a class. Blocks for as long as the disk does; a line that cannot be written is lost.
+// the agent left open, and "end STATUS". Where the first planned fault of the process fell stands in a line "struck
+// CLASS NUMBER CALL(SUBJECT)" of its own. The numbers are those by which faults.h names a call of a class. Blocks for
+// as long as the disk does; a line that cannot be written is lost.
 #ifndef KELVANE_TOOLS_SANDBOX_SITES_H
 #define KELVANE_TOOLS_SANDBOX_SITES_H
 
@@ -30,10 +31,13 @@ class Sites {
   bool open(const std::string &file);
 
   void note(const std::string &call_class, const std::string &call, const std::string &subject);
+  // The call that was noted last, when it is the first to be struck.
+  void struck(const std::string &call_class, const std::string &call, const std::string &subject);
   void remark(const std::string &what, const std::string &text);
 
  private:
   std::FILE *stream_ = nullptr;
+  bool struck_ = false;
   std::map<std::string, size_t> counts_;
 };
 

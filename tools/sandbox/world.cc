@@ -109,14 +109,15 @@ World &world() {
 
 int World::strike(const std::string &call_class, const std::string &call, const std::string &subject) {
   const bool on_behalf = call_class == "database" && !platform_call.empty();
-  sites.note(call_class, call, on_behalf ? subject + " in " + platform_call : subject);
+  const std::string shown = on_behalf ? subject + " in " + platform_call : subject;
+  sites.note(call_class, call, shown);
   const int fault = faults.due(call, subject, call_class);
+  if (fault != 0) {
+    sites.struck(call_class, call, shown);
+  }
   if (fault == kFull || fault == kDead) {
     fault == kFull ? disc.fill() : disc.die();
     return disc.error_of(call_class, call, subject);
-  }
-  if (fault == kKill || fault <= kPower) {
-    sites.remark("killed", call_class + " " + call + "(" + subject + ")");
   }
   if (fault == kKill) {
     hand_on_unsynced();

@@ -1,6 +1,7 @@
 // The wrapped platform calls: each is passed on with a trace line of its own, and nothing that the platform does
-// meanwhile counts as the agent's doing. A planned failure answers in the platform's stead with null or -1. Passwords,
-// key texts and random bytes never stand in a line; a query is named by its table.
+// meanwhile counts as the agent's doing. A planned failure answers in the platform's stead with null or -1, or
+// leaves undone what a call without a result is to do; what has no result and cannot fail is done all the same.
+// Passwords, key texts and random bytes never stand in a line; a query is named by its table.
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -125,6 +126,16 @@ class PlatformCall {
     decltype(call()) value = fault_ ? nullptr : call();
     result_ = value != nullptr ? shown : "null";
     return value;
+  }
+
+  // The same for a call without a result: what it was to do is not done.
+  template <typename Call>
+  void effect(Call &&call) {
+    if (fault_) {
+      result_ = "nothing done";
+    } else {
+      call();
+    }
   }
 
   void show(std::string result) { result_ = std::move(result); }
@@ -282,9 +293,9 @@ void __wrap_message(const char *format, ...) {
 
 void __wrap_log_system_event(uint32_t event_id, int32_t version, int32_t category, const char *source, int32_t kind,
                              int32_t result, const char *text) {
-  const PlatformCall call("log_system_event", list(number(event_id), number(version), number(category), quoted(source),
-                                                   number(kind), number(result), quoted(text)));
-  __real_log_system_event(event_id, version, category, source, kind, result, text);
+  PlatformCall call("log_system_event", list(number(event_id), number(version), number(category), quoted(source),
+                                             number(kind), number(result), quoted(text)));
+  call.effect([&] { __real_log_system_event(event_id, version, category, source, kind, result, text); });
 }
 
 const char *__wrap_make_new_passwd(const char *password, int32_t options) {
@@ -300,8 +311,8 @@ int32_t __wrap_check_passwd_policy(const ncfg_account *account, const char *pass
 }
 
 void __wrap_passwd_policy_save_info(ncfg_account *account) {
-  const PlatformCall call("passwd_policy_save_info", account_name(account));
-  __real_passwd_policy_save_info(account);
+  PlatformCall call("passwd_policy_save_info", account_name(account));
+  call.effect([&] { __real_passwd_policy_save_info(account); });
 }
 
 int32_t __wrap_add_default_gui_dashboard(cmf_query *query, const ncfg_account *account, int32_t options,

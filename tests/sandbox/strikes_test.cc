@@ -1,0 +1,50 @@
+// Where a planned failure falls, and what it leaves undone.
+#include <string>
+
+#include "tests/sandbox/layer_fixture.h"
+
+namespace layer {
+namespace {
+
+class Strikes : public Layer {
+ protected:
+  std::string sites_after(const std::string &deeds, const std::string &faults) {
+    run(deeds, faults + " --sites " + (folder_ / "sites").string());
+    return read(folder_ / "sites");
+  }
+};
+
+size_t count(const std::string &text, const std::string &part) {
+  size_t out = 0;
+  for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
+    ++out;
+  }
+  return out;
+}
+
+TEST_F(Strikes, TheSitesTellWhereTheFirstOneFell) {
+  const std::string once = sites_after("files", "--fault file::EIO:2");
+  EXPECT_EQ(count(once, "file 2 access(/data/etc/x)\nstruck file 2 access(/data/etc/x)\n"), 1U) << once;
+  const std::string again = sites_after("files", "--fault file::EIO:2+");
+  EXPECT_EQ(count(again, "struck "), 1U) << again;
+}
+
+TEST_F(Strikes, AKillIsToldToo) {
+  const std::string sites = sites_after("files", "--fault file::KILL:2");
+  EXPECT_EQ(count(sites, "\nstruck file 2 access(/data/etc/x)\n"), 1U) << sites;
+}
+
+TEST_F(Strikes, WhatNeverFellIsNotTold) {
+  EXPECT_EQ(count(sites_after("files", "--fault file::EIO:4000"), "struck"), 0U);
+  EXPECT_EQ(count(sites_after("files", ""), "struck"), 0U);
+}
+
+TEST_F(Strikes, AnEventThatIsMadeToFailIsNotLogged) {
+  EXPECT_NE(count(sites_after("event", ""), " in log_system_event("), 0U);
+  const std::string sites = sites_after("event", "--fault platform::EIO:2");
+  EXPECT_EQ(count(sites, "struck platform 2 log_system_event("), 1U) << sites;
+  EXPECT_EQ(count(sites, " in log_system_event("), 0U) << sites;
+}
+
+}  // namespace
+}  // namespace layer

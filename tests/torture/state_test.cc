@@ -1,0 +1,82 @@
+#include "tests/torture/state.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "tests/support/files.h"
+
+namespace torture {
+namespace {
+
+const Strike kStrike = {"wire", {"file", 12, "open(/a)"}, "EIO", ""};
+
+class StateTest : public testing::Test {
+ protected:
+  std::string file() const { return folder_.file("state.jsonl"); }
+
+  support::TempDir folder_;
+};
+
+TEST_F(StateTest, KeepsWhatWasSurvived) {
+  State(file(), "1").write(kStrike, "", "", {{"/files/hostname", "A -> B"}});
+  const State state(file(), "1");
+  EXPECT_TRUE(state.played(kStrike));
+  EXPECT_TRUE(state.survived(kStrike));
+  EXPECT_FALSE(state.missed(kStrike));
+  EXPECT_EQ(state.meant(kStrike)["/files/hostname"], "A -> B");
+}
+
+TEST_F(StateTest, ALineOfAnotherBuildDoesNotCount) {
+  State(file(), "1").write(kStrike, "", "", Json::object());
+  EXPECT_FALSE(State(file(), "2").played(kStrike));
+}
+
+TEST_F(StateTest, ALineFromBeforeThereWereBuildsDoesNotCount) {
+  std::ofstream(file()) << R"line({"address": "wire/file/12/EIO", "call": "open(/a)", "report": "", "meant": {}})line"
+                        << "\n";
+  EXPECT_FALSE(State(file(), "1").played(kStrike));
+}
+
+TEST_F(StateTest, ALineOfAnotherCallDoesNotCount) {
+  State(file(), "1").write({"wire", {"file", 12, "open(/b)"}, "EIO", ""}, "", "", Json::object());
+  EXPECT_FALSE(State(file(), "1").played(kStrike));
+}
+
+TEST_F(StateTest, WhatFailedOrMissedIsNotSurvived) {
+  const Strike other = {"wire", {"file", 13, "open(/a)"}, "EIO", ""};
+  State(file(), "1").write(kStrike, "it did not", "", Json::object());
+  State(file(), "1").write(other, "", "nothing", Json::object());
+  const State state(file(), "1");
+  EXPECT_TRUE(state.played(kStrike));
+  EXPECT_FALSE(state.survived(kStrike));
+  EXPECT_TRUE(state.missed(other));
+  EXPECT_FALSE(state.survived(other));
+}
+
+TEST_F(StateTest, TheLastLineOfAStrikeCounts) {
+  State(file(), "1").write(kStrike, "it did not", "", Json::object());
+  State(file(), "1").write(kStrike, "", "", Json::object());
+  EXPECT_TRUE(State(file(), "1").survived(kStrike));
+}
+
+TEST_F(StateTest, TheDigestIsAnotherOneWhenAProgramOrAScenarioIs) {
+  std::filesystem::create_directories(folder_.file("scenarios"));
+  const auto write = [&](const char *name, const char *text) { std::ofstream(folder_.file(name)) << text; };
+  const auto digest = [&] { return digest_of({folder_.file("program"), folder_.file("scenarios")}); };
+  write("program", "a");
+  write("scenarios/wire.json", "{}");
+  const std::string first = digest();
+  write("scenarios/notes.txt", "no scenario");
+  EXPECT_EQ(digest(), first);
+  write("scenarios/wire.json", "{ }");
+  const std::string second = digest();
+  EXPECT_NE(second, first);
+  write("program", "b");
+  EXPECT_NE(digest(), second);
+  EXPECT_THROW(digest_of({folder_.file("absent")}), std::runtime_error);
+}
+
+}  // namespace
+}  // namespace torture

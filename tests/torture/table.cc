@@ -1,0 +1,78 @@
+#include "tests/torture/table.h"
+
+#include <cstdio>
+#include <map>
+#include <set>
+#include <string>
+
+#include "tests/torture/prescribed.h"
+
+namespace torture {
+namespace {
+
+struct Count {
+  std::set<std::string> sites;
+  size_t planned = 0, runs = 0, survived = 0, meant = 0, missed = 0;
+};
+
+using Counts = std::map<std::string, Count>;
+
+constexpr char kAll[] = "all";
+
+Counts counts_of(const std::vector<Strike> &plan, const State &state) {
+  Counts counts;
+  for (const Strike &strike : plan) {
+    for (const std::string &name : {strike.protocol + " " + strike.site.call_class, std::string(kAll)}) {
+      Count &count = counts[name];
+      count.sites.insert(strike.protocol + strike.site.call_class + std::to_string(strike.site.number));
+      count.planned += 1;
+      count.runs += state.played(strike) ? 1 : 0;
+      count.survived += state.survived(strike) ? 1 : 0;
+      count.meant += state.survived(strike) && !state.meant(strike).empty() ? 1 : 0;
+      count.missed += state.missed(strike) ? 1 : 0;
+    }
+  }
+  return counts;
+}
+
+void print(const Counts &counts, bool kill) {
+  std::printf("%-20s %8s %8s %8s %8s %8s %8s\n", kill ? "kills" : "failures", "sites", "planned", "runs", "survived",
+              "meant", "missed");
+  for (const auto &[name, count] : counts) {
+    std::printf("%-20s %8zu %8zu %8zu %8zu %8zu %8zu\n", name.c_str(), count.sites.size(), count.planned, count.runs,
+                count.survived, count.meant, count.missed);
+  }
+}
+
+// False when there are patterns that no play came to need.
+bool print_unused(const std::vector<Strike> &plan, const State &state, bool kill) {
+  std::set<std::string> used;
+  for (const Strike &strike : plan) {
+    const Json meant = state.meant(strike);
+    for (const auto &[place, patterns] : meant.items()) {
+      used.insert(patterns.get<std::string>());
+    }
+  }
+  const std::vector<std::string> unused = unused_patterns(used, kill);
+  for (const std::string &pattern : unused) {
+    std::printf("prescribed.cc: no play came to need \"%s\"\n", pattern.c_str());
+  }
+  return unused.empty();
+}
+
+}  // namespace
+
+int sum_up(const Options &options, const std::vector<Strike> &plan, const State &state) {
+  Counts counts = counts_of(plan, state);
+  print(counts, options.kill);
+  const Count &all = counts[kAll];
+  if (all.runs == 0) {
+    std::fprintf(stderr, "kelvane-torture: nothing was played\n");
+    return 2;
+  }
+  const bool whole = options.whole() && all.runs == all.planned;
+  const bool all_needed = !whole || print_unused(plan, state, options.kill);
+  return all.runs == all.survived && all_needed ? 0 : 1;
+}
+
+}  // namespace torture

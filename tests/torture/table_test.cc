@@ -1,0 +1,57 @@
+#include "tests/torture/table.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/support/files.h"
+
+namespace torture {
+namespace {
+
+class TableTest : public testing::Test {
+ protected:
+  void play(size_t number, const char *report, const char *missed) {
+    state_.write(plan_.at(number), report, missed, Json::object());
+  }
+  int status() {
+    state_.read();
+    return sum_up(options_, plan_, state_);
+  }
+
+  support::TempDir folder_;
+  Options options_;
+  std::vector<Strike> plan_ = {{"wire", {"file", 1, "open(/a)"}, "EIO", ""},
+                               {"wire", {"file", 2, "open(/b)"}, "EIO", ""}};
+  State state_{folder_.file("state.jsonl"), "1"};
+};
+
+TEST_F(TableTest, NothingPlayedIsNoSuccess) {
+  EXPECT_EQ(status(), 2);
+}
+
+TEST_F(TableTest, WhatWasPlayedAndSurvivedIs) {
+  play(0, "", "");
+  EXPECT_EQ(status(), 0);
+}
+
+TEST_F(TableTest, AStrikeThatMissedIsNot) {
+  play(0, "", "");
+  play(1, "", "nothing");
+  EXPECT_EQ(status(), 1);
+}
+
+TEST_F(TableTest, WhatTheAgentDidNotComeThroughIsNot) {
+  play(0, "  it is gone\n", "");
+  EXPECT_EQ(status(), 1);
+}
+
+// Two plays cannot have needed all that is prescribed.
+TEST_F(TableTest, AWholePlayNeedsEveryRow) {
+  play(0, "", "");
+  play(1, "", "");
+  EXPECT_EQ(status(), 1);
+  options_.sample = 2;
+  EXPECT_EQ(status(), 0);
+}
+
+}  // namespace
+}  // namespace torture
