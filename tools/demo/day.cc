@@ -2,10 +2,10 @@
 
 #include <chrono>
 #include <fstream>
-#include <iterator>
 #include <optional>
 
 #include "tools/demo/fabric_client.h"
+#include "tools/demo/files.h"
 #include "tools/demo/output.h"
 #include "tools/demo/questions.h"
 #include "tools/demo/status.h"
@@ -15,11 +15,6 @@ namespace {
 
 // On the machine's clock: a busy machine needs its time, whatever the agent's clock says. A step takes two seconds.
 constexpr std::chrono::seconds kLongestStep(120);
-
-std::string contents(const std::filesystem::path &file) {
-  std::ifstream stream(file);
-  return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
-}
 
 class Player {
  public:

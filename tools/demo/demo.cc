@@ -6,6 +6,7 @@
 #include <fstream>
 #include <stdexcept>
 
+#include "tools/demo/files.h"
 #include "tools/demo/journal.h"
 #include "tools/demo/output.h"
 #include "tools/demo/step.h"
@@ -29,8 +30,7 @@ void check_interrupted() {
 }
 
 std::string tail_of(const std::filesystem::path &file) {
-  std::ifstream stream(file);
-  std::string text((std::istreambuf_iterator<char>(stream)), std::istreambuf_iterator<char>());
+  const std::string text = contents(file);
   return text.size() > 2000 ? text.substr(text.size() - 2000) : text;
 }
 

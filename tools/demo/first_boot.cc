@@ -2,20 +2,15 @@
 
 #include <algorithm>
 #include <fstream>
-#include <iterator>
 #include <regex>
 
+#include "tools/demo/files.h"
 #include "tools/demo/journal.h"
 #include "tools/demo/output.h"
 #include "tools/demo/step.h"
 
 namespace demo {
 namespace {
-
-std::string contents(const std::filesystem::path &file) {
-  std::ifstream stream(file);
-  return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
-}
 
 // ---- what the appliance holds ------------------------------------------------------------------------------------
 

@@ -1,9 +1,7 @@
 #include "tools/demo/report.h"
 
-#include <fstream>
-#include <iterator>
-
 #include "tools/demo/fabric_client.h"
+#include "tools/demo/files.h"
 #include "tools/demo/journal.h"
 #include "tools/demo/output.h"
 #include "tools/demo/step.h"
@@ -40,8 +38,7 @@ void secret_check(const Demo &demo, Checks &checks) {
   }
   std::string where;
   for (const std::filesystem::path &file : demo.logs_and_traces()) {
-    std::ifstream stream(file);
-    const std::string text((std::istreambuf_iterator<char>(stream)), std::istreambuf_iterator<char>());
+    const std::string text = contents(file);
     if (without_secrets(text) != text) {
       where += (where.empty() ? "in " : ", ") + file.filename().string();
     }
