@@ -6,13 +6,13 @@
 #include <array>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <iterator>
 #include <regex>
 #include <stdexcept>
 
 #include "tests/scenario/run/record_bytes.h"
 #include "tests/scenario/run/secrets.h"
+#include "tests/support/files.h"
 #include "tools/sandbox/text_forms.h"
 
 namespace scenario {
@@ -20,18 +20,10 @@ namespace {
 
 namespace files = std::filesystem;
 
-std::string read_file(const std::string &path) {
-  std::ifstream stream(path, std::ios::binary);
-  if (!stream) {
-    throw std::runtime_error("cannot read " + path);
-  }
-  return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
-}
-
 // A list in the scenario, or the name of a file beside it.
 Lines written_lines(const Json &value, const RunResult &run) {
   if (value.is_string()) {
-    return expand(split_lines(read_file(run.folder + "/" + value.get<std::string>())), run.debug_level);
+    return expand(split_lines(support::read_file(run.folder + "/" + value.get<std::string>())), run.debug_level);
   }
   Lines lines;
   for (const Json &line : value) {
@@ -198,7 +190,7 @@ std::string mismatch(const std::string &what, const std::string &expected, const
 }
 
 std::string check_file_text(const std::string &name, const Json &file, const std::string &place) {
-  const std::string got = read_file(place);
+  const std::string got = support::read_file(place);
   std::string report;
   if (file.contains("text") && got != file["text"].get<std::string>()) {
     report += mismatch("file " + name, sandbox::quoted(file["text"].get<std::string>().c_str()),

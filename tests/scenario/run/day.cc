@@ -3,12 +3,12 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <stdexcept>
 
 #include "tests/scenario/run/cloud.h"
 #include "tests/scenario/run/process.h"
 #include "tests/scenario/run/tables.h"
+#include "tests/support/files.h"
 
 namespace scenario {
 namespace {
@@ -22,11 +22,6 @@ constexpr int kLimitSeconds = 300;
 // Within the sleep after a pass: the next goal state is there, and then the agent may end.
 constexpr double kAdvance = 0.3;
 constexpr double kEnd = 0.6;
-
-std::string contents(const std::string &file) {
-  std::ifstream stream(file, std::ios::binary);
-  return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
-}
 
 // ---- the play ------------------------------------------------------------------------------------------------------
 
@@ -53,7 +48,7 @@ class Day {
     Outcome outcome;
     outcome.documents = Json::parse(cloud_.ask("/_fabric/status"));
     outcome.tables = tables_in_words(root(), scenario_);
-    outcome.plugin_status = contents(root() + "/data/etc/.plugin_status");
+    outcome.plugin_status = support::read_if_there(root() + "/data/etc/.plugin_status");
     outcome.report = report_ + cloud_.verdict();
     return outcome;
   }
@@ -94,7 +89,7 @@ class Day {
     const int expected = signal == 0 ? 0 : 128 + signal, status = agent.wait(kLimitSeconds);
     if (status != expected) {
       report_ += "  exit status " + std::to_string(status) + ", expected " + std::to_string(expected) + "\n" +
-                 contents(base + ".err");
+                 support::read_if_there(base + ".err");
     }
   }
 

@@ -8,13 +8,13 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <stdexcept>
 
 #include "tests/scenario/run/checks.h"
 #include "tests/scenario/run/cloud.h"
 #include "tests/scenario/run/database_lock.h"
 #include "tests/scenario/run/restarts.h"
+#include "tests/support/files.h"
 #include "tools/fabric/made_texts.h"
 #include "tools/fabric/named_parts.h"
 
@@ -75,11 +75,6 @@ Settings read_arguments(int argc, char **argv) {
   settings.kelvanectl =
       settings.kelvanectl.empty() ? beside("../../../tools/kelvanectl", "kelvanectl") : settings.kelvanectl;
   return settings;
-}
-
-std::string read_file(const std::string &path) {
-  std::ifstream stream(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
 }
 
 void refuse_unknown(const Json &object, std::initializer_list<const char *> known, const std::string &where) {
@@ -222,10 +217,10 @@ class Player {
       result.status = agent.wait(kRunLimitSeconds);
     }
     result.cloud = cloud_.artifacts();
-    result.trace = scenario::split_lines(read_file(base + ".trace"));
-    result.log = read_file(base + ".log");
-    result.standard_output = read_file(base + ".out");
-    result.standard_error = read_file(base + ".err");
+    result.trace = scenario::split_lines(support::read_if_there(base + ".trace"));
+    result.log = support::read_if_there(base + ".log");
+    result.standard_output = support::read_if_there(base + ".out");
+    result.standard_error = support::read_if_there(base + ".err");
     return report_of(run, result, number);
   }
 
@@ -331,7 +326,7 @@ std::string play_at_each_level(const Settings &settings, const Json &scenario, c
 }
 
 int run(const Settings &settings) {
-  const Json written = Json::parse(read_file(settings.file), nullptr, true, true);
+  const Json written = Json::parse(support::read_file(settings.file), nullptr, true, true);
   const Json scenario = kelvane::fabric::with_made_texts(kelvane::fabric::with_named_parts(written));
   check_keys(scenario);
   const std::string folder = work_folder(settings);

@@ -1,13 +1,12 @@
 #include "tests/scenario/run/read_verbs.h"
 
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <vector>
 
 #include "tests/scenario/run/process.h"
+#include "tests/support/files.h"
 
 namespace scenario {
 namespace {
@@ -38,11 +37,6 @@ const std::vector<Words> &verbs() {
   return kVerbs;
 }
 
-std::string slurp(const std::string &path) {
-  std::ifstream stream(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
-}
-
 // Runs kelvanectl on one root folder and keeps what each command line shows.
 class Reader {
  public:
@@ -58,10 +52,10 @@ class Reader {
     }
     Process process(command, base_ + ".out", base_ + ".err");
     if (process.wait(kLimitSeconds) != 0) {
-      throw std::runtime_error(name + " fails: " + slurp(base_ + ".err"));
+      throw std::runtime_error(name + " fails: " + support::read_file(base_ + ".err"));
     }
-    shown_[name] = slurp(base_ + ".out") + slurp(base_ + ".err");
-    return slurp(base_ + ".out");
+    shown_[name] = support::read_file(base_ + ".out") + support::read_file(base_ + ".err");
+    return support::read_file(base_ + ".out");
   }
 
   std::map<std::string, std::string> take() { return std::move(shown_); }

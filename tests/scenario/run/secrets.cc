@@ -3,13 +3,12 @@
 #include <algorithm>
 #include <cstdint>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <map>
 #include <stdexcept>
 #include <vector>
 
 #include "tests/scenario/run/read_verbs.h"
+#include "tests/support/files.h"
 
 namespace scenario {
 namespace {
@@ -20,11 +19,6 @@ constexpr const char *kAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrs
 
 // So much of a private key's end is looked for: it belongs to a number that only the key's owner knows.
 constexpr size_t kKeyBytes = 48;
-
-std::string slurp(const files::path &place) {
-  std::ifstream stream(place, std::ios::binary);
-  return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
-}
 
 // The characters of the base64 text that depend on these bytes alone, when `before` other bytes stand in front.
 std::string base64_part(const std::string &bytes, size_t before) {
@@ -98,7 +92,7 @@ std::vector<std::string> private_keys(const std::string &cloud) {
   for (const auto &entry : files::directory_iterator(cloud + "/tenant")) {
     const std::string name = entry.path().filename().string();
     if (name.size() > 8 && name.substr(name.size() - 8) == ".key.pem") {
-      const std::string der = decoded(slurp(entry.path()));
+      const std::string der = decoded(support::read_file(entry.path()));
       out.push_back(der.substr(der.size() - kKeyBytes));
     }
   }
@@ -115,12 +109,12 @@ std::map<std::string, std::string> outputs(const RunResult &run) {
     out["the trace"] += line + "\n";
   }
   if (!run.cloud.empty()) {
-    out["the fabric's journal"] = slurp(run.cloud + "/journal.jsonl");
+    out["the fabric's journal"] = support::read_file(run.cloud + "/journal.jsonl");
   }
   out.merge(outputs_of_read_verbs(run.kelvanectl, run.root, run.base + ".kelvanectl"));
   for (const auto &entry : files::recursive_directory_iterator(run.root)) {
     if (entry.is_regular_file() && !entry.is_symlink()) {
-      out[entry.path().string().substr(run.root.size())] = slurp(entry.path());
+      out[entry.path().string().substr(run.root.size())] = support::read_file(entry.path());
     }
   }
   return out;
