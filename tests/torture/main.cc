@@ -1,7 +1,6 @@
 // kelvane-torture: strikes a run of the agent at every place where it can be struck, and looks whether it comes
 // through. 0: it always did; 1: it did not, or a strike did not fall where it was planned, and each such strike is told
-// with its address, what happened, and how to play it again, or a row of prescribed.cc is not needed; 2: the torture
-// could not be done.
+// with its address, what happened, and how to play it again; 2: the torture could not be done.
 #include <sys/wait.h>
 #include <unistd.h>
 

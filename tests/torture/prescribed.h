@@ -13,11 +13,12 @@
 
 namespace torture {
 
-// "STRIKE -> PLACE", the patterns by which this may differ after this strike; empty when it may not. The
-// status with which the struck run ends is the place "exit".
+// "STRIKE -> PLACE", the patterns by which this may differ after this strike; empty when it may not. The status with
+// which the struck run ends is the place "exit".
 std::string prescribed_difference(const Strike &strike, const Difference &difference);
 
-// Of the rows' patterns those that no play of this kind came to need, whose texts these are: each is to go.
+// Of the rows' patterns those that no play of this kind came to need, of which these are the texts: each is to go, but
+// for the name of a place in memory that another build has.
 std::vector<std::string> unused_patterns(const std::set<std::string> &used, bool kill);
 
 }  // namespace torture
