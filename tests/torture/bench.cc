@@ -138,16 +138,21 @@ std::string Bench::fallen_on(const Strike &strike) const {
   if (!strike.fabric_fault().empty()) {
     return struck_request(cloud_);
   }
-  Site struck = read_struck(folder_ + "/struck.sites");
+  const Site struck = read_struck(folder_ + "/struck.sites");
   const bool in_its_place = std::any_of(unnamed_.begin(), unnamed_.end(), [&](const Site &site) {
     return site.call_class == struck.call_class && site.number == struck.number && site.call == struck.call;
   });
   if (in_its_place && struck.number == strike.site.number) {
     return strike.site.call;
   }
-  std::vector<Site> named = {struck};
-  name_places(programs_.sandbox, named);
-  return named.front().call;
+  return named_struck(kStruck).call;
+}
+
+// Where the fault of a run fell first.
+Site Bench::named_struck(const std::string &name) const {
+  std::vector<Site> one = {read_struck(folder_ + "/" + name + ".sites")};
+  name_places(programs_.sandbox, one);
+  return one.front();
 }
 
 // The numbers of calls move a little when the network hands things over in other pieces: what fell on another call is
@@ -181,7 +186,7 @@ bool Bench::provisions(const std::string &name) const {
 std::string Bench::second_run(const Strike &strike) {
   const bool was_marked = is_marked();
   const int status = run(kSecond, kRest / 2, first_pass_ + 2 * kPass + 2, strike.second_fault());
-  second_ = read_struck(folder_ + "/second.sites");
+  second_ = named_struck(kSecond);
   std::string report = check_trouble(kSecond) + check_database();
   if (status != 0 && status != 128 + SIGKILL) {
     report += "  the second run ends with " + std::to_string(status) + "\n";

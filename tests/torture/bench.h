@@ -42,6 +42,7 @@ class Bench {
   int run(const std::string &name, int64_t begin, int64_t length, const std::string &fault) const;
   int struck_run(const std::string &fault, int64_t longer = 0) const;
   int strike_run(const Strike &strike, int64_t longer = 0);
+  Site named_struck(const std::string &name) const;
   std::string fallen_on(const Strike &strike) const;
   int aimed_run(Strike &strike);
   bool stopped_in_a_wait() const;

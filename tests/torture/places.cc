@@ -86,6 +86,9 @@ void name_places(const std::string &program, std::vector<Site> &sites) {
       addresses.insert(more.begin(), more.end());
     }
   }
+  if (addresses.empty()) {
+    return;  // addr2line would wait for some at its standard input
+  }
   const Names names = functions_at(program, addresses);
   for (Site &site : sites) {
     if (site.call_class != "memory") {

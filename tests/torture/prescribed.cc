@@ -62,6 +62,7 @@ constexpr char kNotMoved[] =
     "/etc/tmpdata.conf";
 constexpr char kNotLookedAt[] =
     "it is done once, with the account or at first boot, and what the platform answers is not looked at";
+constexpr char kWithoutResult[] = "the call has no result: that nothing came of it cannot be seen";
 constexpr char kToldOnce[] =
     "that the appliance is ready is told once, by the start that provisions, behind the marker";
 constexpr char kFirstAccount[] =
@@ -154,6 +155,12 @@ const std::vector<Prescribed> &rows() {
         "request KILL request(*/provisioningStatus*)", "request POWER request(*/provisioningStatus*)"},
        kNotReady,
        kToldOnce},
+      {{"memory ENOMEM* * < report < ProvisionAgent_HandlerRun < main)", "request fabric:* request(*comp=health)",
+        "request fabric:* request(*comp=roleProperties)", "request fabric:* request(*/provisioningStatus*)"},
+       kNotReady,
+       "a report that there is no memory for is not sent, an answer of success is believed, and it is told once"},
+      {{"platform EIO log_system_event(*"}, {"/tables/events/*"}, kWithoutResult},
+      {{"platform EIO passwd_policy_save_info(*"}, {"/history/*"}, kWithoutResult},
       {{"memory * malloc(base64_text < *TransportCertMake < main)",
         "memory * malloc(text_format < wire_certificates_headers < *", "memory ENOMEM+ malloc(* < goal_state_parse < *",
         "platform EIO generate_RSA_key(*", "platform EIO get_rnd_bytes(8)"},
