@@ -19,7 +19,7 @@ constexpr size_t kPiece = 65536;
 
 std::string folder_of(const std::string &path) {
   const size_t slash = path.rfind('/');
-  return slash == std::string::npos ? "." : path.substr(0, slash + 1);
+  return slash == std::string::npos ? "." : slash == 0 ? "/" : path.substr(0, slash);
 }
 
 Descriptor open_source(const char *source) {
@@ -63,22 +63,23 @@ bool write_copy(const Descriptor &from, const std::string &path) {
   return to.present() && fchmod(to.get(), 0600) == 0 && copy_bytes(from, to) && fsync(to.get()) == 0;
 }
 
+// The new file has the same name for every process, behind the folder's lock: one that a stopped process has left does
+// not stay.
 bool copy_file(const char *source, const std::string &destination) {
   const Descriptor from = open_source(source);
-  if (!from.present()) {
-    return false;
-  }
   const std::string folder = folder_of(destination);
-  const std::string temporary = folder + (folder == "." ? "/" : "") + ".copy-" + std::to_string(getpid());
-  unlink(temporary.c_str());
-  if (!write_copy(from, temporary) || rename(temporary.c_str(), destination.c_str()) != 0) {
-    unlink(temporary.c_str());
+  const Descriptor in(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!from.present() || !in.present()) {
     return false;
   }
-  const Descriptor in(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (in.present()) {
-    fsync(in.get());
+  lock_folder(in, folder);
+  const std::string unfinished = folder + "/.copy";
+  unlink(unfinished.c_str());
+  if (!write_copy(from, unfinished) || rename(unfinished.c_str(), destination.c_str()) != 0) {
+    unlink(unfinished.c_str());
+    return false;
   }
+  fsync(in.get());
   return true;
 }
 

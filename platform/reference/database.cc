@@ -1,8 +1,6 @@
 #include "platform/reference/database.h"
 
 #include <fcntl.h>
-#include <poll.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -21,21 +19,14 @@ namespace {
 
 constexpr char kNewName[] = ".kelvane-config.db.new";
 constexpr off_t kSector = 512;
-constexpr int kLockTries = 100;
-constexpr int kLockPauseMilliseconds = 50;
 
 DatabaseHandle connection;
 bool connected = false;  // between connect_database and disconnect_database
 
 // Only one process at a time opens, creates or sets aside: held while it does.
-Descriptor lock_folder() {
+Descriptor locked_folder() {
   Descriptor folder = open_own_folder(kDatabaseFolder);
-  for (int attempt = 0; flock(folder.get(), LOCK_EX | LOCK_NB) != 0; ++attempt) {
-    if (errno != EWOULDBLOCK || attempt == kLockTries) {
-      throw_errno("another process holds the configuration folder");
-    }
-    poll(nullptr, 0, kLockPauseMilliseconds);  // unlike nanosleep, real time also where a program plays with the clock
-  }
+  lock_folder(folder, "the configuration folder");
   return folder;
 }
 
@@ -165,7 +156,7 @@ DatabaseHandle open_undamaged(const Descriptor &folder) {
 }
 
 DatabaseHandle open_or_create() {
-  const Descriptor folder = lock_folder();
+  const Descriptor folder = locked_folder();
   if (!exists_in(folder, kDatabaseName)) {
     create_database(folder);
   }

@@ -1,6 +1,8 @@
 #include "platform/reference/own_files.h"
 
 #include <fcntl.h>
+#include <poll.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -13,6 +15,9 @@
 
 namespace kelvane::reference {
 namespace {
+
+constexpr int kLockTries = 100;
+constexpr int kLockPauseMilliseconds = 50;
 
 std::string &root_folder() {
   static std::string folder;
@@ -72,6 +77,15 @@ Descriptor open_own_folder(const std::string &path) {
     begin = end + 1;
   }
   return folder;
+}
+
+void lock_folder(const Descriptor &folder, const std::string &name) {
+  for (int attempt = 0; flock(folder.get(), LOCK_EX | LOCK_NB) != 0; ++attempt) {
+    if (errno != EWOULDBLOCK || attempt == kLockTries) {
+      throw_errno("another process holds " + name);
+    }
+    poll(nullptr, 0, kLockPauseMilliseconds);  // unlike nanosleep, real time also where a program plays with the clock
+  }
 }
 
 bool exists_in(const Descriptor &folder, const std::string &name) {

@@ -36,6 +36,10 @@ std::string own_path(const std::string &path);
 // The folder below the root folder, created with its parents (mode 0700) where they are missing.
 Descriptor open_own_folder(const std::string &path);
 
+// Keeps other processes that do the same out of the folder until its descriptor is closed. Waits five seconds for one
+// that is there; the name is for the error.
+void lock_folder(const Descriptor &folder, const std::string &name);
+
 bool exists_in(const Descriptor &folder, const std::string &name);
 
 // Throws the error that errno holds.

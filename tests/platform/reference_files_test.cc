@@ -629,6 +629,33 @@ TEST_F(Reference, FullDiskLeavesTheDestinationOfACopyAlone) {
   EXPECT_EQ(2, std::distance(files, std::filesystem::directory_iterator()));
 }
 
+TEST_F(Reference, ACopyThatAStoppedProcessLeftUnfinishedDoesNotStay) {
+  const TempDir folder;
+  write_file(folder.file("from"), "new");
+  write_file(folder.file(".copy"), "half of anoth");
+  EXPECT_EQ(0, ncfg_copyfile(folder.file("from").c_str(), folder.file("to").c_str()));
+  EXPECT_EQ("new", read_file(folder.file("to")));
+  EXPECT_FALSE(std::filesystem::exists(folder.file(".copy")));
+}
+
+TEST_F(Reference, ACopyWaitsForAnotherProcessInTheFolder) {
+  const TempDir folder;
+  write_file(folder.file("from"), "new");
+  OtherProcess other([&](OtherProcess &self) {
+    const int held = open(folder.file("").c_str(), O_RDONLY | O_DIRECTORY);
+    EXPECT_EQ(0, flock(held, LOCK_EX));
+    write_file(folder.file(".copy"), "half");
+    self.tell();
+    usleep(1'000'000);
+    EXPECT_EQ("half", read_file(folder.file(".copy")));
+    close(held);
+  });
+  ASSERT_TRUE(other.wait());
+  EXPECT_EQ(0, ncfg_copyfile(folder.file("from").c_str(), folder.file("to").c_str()));
+  EXPECT_TRUE(other.succeeded());
+  EXPECT_EQ("new", read_file(folder.file("to")));
+}
+
 // ---- debug record ----
 
 TEST_F(Reference, DebugRecordHasTheOperatingSystemsVersion) {

@@ -9,8 +9,7 @@
 
 namespace torture {
 
-// A folder is an object with its names; everything else a text: "file", "link to TARGET", "other". The number of a
-// process in a name is "PID".
+// A folder is an object with its names; everything else a text: "file", "link to TARGET", "other".
 scenario::Json names_below(const std::string &folder);
 
 }  // namespace torture

@@ -117,15 +117,10 @@ const std::vector<Prescribed> &rows() {
        {"/tables/340/operator", "/tables/340/operator/*"},
        kNoRoom},
 
-      // ---- what stays behind ----
-      {{"inside *"},
-       {"/names/*/.copy-PID"},
-       "a copy that is cut off keeps its own name, with the number of its process; nobody reads it or makes it anew"},
-
       // ---- custom data ----
       {{"platform EIO ncfg_copyfile(\"/cdrom/CustomData.bin\"*", "file E* access(/cdrom/CustomData.bin)",
         "file E* access(/etc/tmpdata.conf)", "file E* rename(/etc/tmpdata.conf)", "inside E* *(/cdrom/CustomData.bin)",
-        "inside E* *(/etc/.copy-PID)"},
+        "inside E* *(/etc/.copy)"},
        kCustomData,
        kNotMoved},
       {{"* KILL access(/etc/tmpdata.conf)", "* KILL access(/data/etc/.customdata)", "* KILL rename(/etc/tmpdata.conf)"},
