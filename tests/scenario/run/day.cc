@@ -78,10 +78,10 @@ class Day {
     const std::string base = folder_ + "/run" + std::to_string(++runs_);
     std::ofstream(base + ".script") << script(begin, until, signal).dump();
     std::vector<std::string> command = {
-        programs_.sandbox, "--root",         root(),         "--trace",      base + ".trace",
-        "--log",           base + ".log",    "--proxy",      cloud_.proxy(), "--media",
-        cloud_.media(),    "--clock",        "virtual",      "--start-time", std::to_string(kStartTime + begin),
-        "--script",        base + ".script", "--trace-times"};
+        programs_.sandbox, "--root",         root(),    "--trace",      base + ".trace",
+        "--log",           base + ".log",    "--proxy", cloud_.proxy(), "--media",
+        cloud_.media(),    "--clock",        "virtual", "--start-time", std::to_string(kStartTime + begin),
+        "--script",        base + ".script", "--key",   programs_.key,  "--trace-times"};
     if (signal == 0) {
       command.insert(command.end(), {"--stop-after", std::to_string(end() - begin)});
     }

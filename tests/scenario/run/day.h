@@ -15,6 +15,7 @@ namespace scenario {
 struct Programs {
   std::string sandbox;
   std::string fabric;
+  std::string key;  // the file for the sandbox's option of that name
 };
 
 // Where the agent is ended: in a step, before the pass that finds its goal state new, or after it.

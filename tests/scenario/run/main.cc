@@ -35,6 +35,7 @@ struct Settings {
   std::string fabric;
   std::string kelvanectl;
   std::string artifacts;
+  std::string key;  // a file: what the first start makes, the later ones take, as it costs more than all else they do
   bool keep = false;
 };
 
@@ -247,7 +248,7 @@ class Player {
     std::vector<std::string> out = limited(run);
     out.insert(out.end(), {settings_.sandbox, "--root", root(), "--trace", base + ".trace", "--log", base + ".log",
                            "--proxy", cloud_.proxy(), "--clock", run.value("clock", "virtual"), "--start-time",
-                           std::to_string(run.value("start_time", kStartTime))});
+                           std::to_string(run.value("start_time", kStartTime)), "--key", settings_.key});
     const auto add = [&](const std::string &option, const std::string &value) {
       out.push_back(option);
       out.push_back(value);
@@ -325,14 +326,15 @@ std::string play_at_each_level(const Settings &settings, const Json &scenario, c
   return report;
 }
 
-int run(const Settings &settings) {
+int run(Settings settings) {
   const Json written = Json::parse(support::read_file(settings.file), nullptr, true, true);
   const Json scenario = kelvane::fabric::with_made_texts(kelvane::fabric::with_named_parts(written));
   check_keys(scenario);
   const std::string folder = work_folder(settings);
-  const std::string report = scenario.contains("steps")
-                                 ? scenario::play_restarts({settings.sandbox, settings.fabric}, scenario, folder)
-                                 : play_at_each_level(settings, scenario, folder);
+  settings.key = folder + "/key";
+  const scenario::Programs programs = {settings.sandbox, settings.fabric, settings.key};
+  const std::string report = scenario.contains("steps") ? scenario::play_restarts(programs, scenario, folder)
+                                                        : play_at_each_level(settings, scenario, folder);
   const bool kept = settings.keep || !settings.artifacts.empty();
   if (!report.empty()) {
     std::printf("FAILED %s\n%s", scenario.value("name", settings.file).c_str(), report.c_str());
