@@ -5,10 +5,10 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <stdexcept>
 
 #include "tests/scenario/run/process.h"
+#include "tests/support/files.h"
 #include "tests/torture/integrity.h"
 #include "tests/torture/places.h"
 #include "tests/torture/prescribed.h"
@@ -29,11 +29,6 @@ constexpr int64_t kLongestWait = 900;
 constexpr int kAims = 3;  // so often a strike is tried that falls on another call than the planned one
 constexpr char kStruck[] = "struck", kSecond[] = "second", kQuiet[] = "quiet";
 
-std::string contents(const std::string &file) {
-  std::ifstream stream(file, std::ios::binary);
-  return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
-}
-
 bool has(const std::string &text, const char *part) {
   return text.find(part) != std::string::npos;
 }
@@ -44,7 +39,8 @@ Bench::Bench(const Programs &programs, const std::string &protocol, const std::s
     : programs_(programs), protocol_(protocol), folder_(folder) {
   files::remove_all(folder_);
   files::create_directories(folder_ + "/template");
-  const Json written = Json::parse(contents(programs_.scenarios + "/" + protocol_ + ".json"), nullptr, true, true);
+  const Json written =
+      Json::parse(support::read_if_there(programs_.scenarios + "/" + protocol_ + ".json"), nullptr, true, true);
   scenario_ = kelvane::fabric::with_made_texts(written);
   first_pass_ = scenario_.at("torture").at("first_pass").get<int64_t>();
   std::ofstream(folder_ + "/fabric.json") << Json({{"fabric", scenario_["fabric"]}}).dump();
@@ -178,7 +174,7 @@ bool Bench::is_marked() const {
 }
 
 bool Bench::provisions(const std::string &name) const {
-  const std::string trace = contents(folder_ + "/" + name + ".trace");
+  const std::string trace = support::read_if_there(folder_ + "/" + name + ".trace");
   return has(trace, "comp=health") || has(trace, "provisioningStatus");
 }
 
@@ -209,7 +205,8 @@ int Bench::quiet_run() const {
 
 std::string Bench::check_trouble(const std::string &name) const {
   std::string report;
-  const std::string base = folder_ + "/" + name, errors = contents(base + ".err"), log = contents(base + ".log");
+  const std::string base = folder_ + "/" + name, errors = support::read_if_there(base + ".err"),
+                    log = support::read_if_there(base + ".log");
   if (has(errors, "Sanitizer") || has(errors, "runtime error") || has(errors, "kelvane-sandbox:")) {
     report += "  the " + name + " run says:\n" + errors.substr(0, 6000) + "\n";
   }
@@ -270,7 +267,7 @@ std::string Bench::check_outcome(const Strike &strike) {
 
 // The loop sleeps a second; any other sleep is a wait for something.
 bool Bench::stopped_in_a_wait() const {
-  const std::string trace = contents(folder_ + "/struck.trace");
+  const std::string trace = support::read_if_there(folder_ + "/struck.trace");
   const size_t last = trace.rfind("] sleep ");
   return last == std::string::npos || trace.compare(last, 10, "] sleep 1\n") != 0;
 }

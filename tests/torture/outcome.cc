@@ -2,13 +2,12 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <map>
 #include <regex>
 #include <set>
 
 #include "tests/scenario/run/tables.h"
+#include "tests/support/files.h"
 #include "tests/torture/history.h"
 #include "tests/torture/listing.h"
 
@@ -16,8 +15,7 @@ namespace torture {
 namespace {
 
 std::string contents(const std::string &file) {
-  std::ifstream stream(file, std::ios::binary);
-  return stream ? std::string(std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()) : "absent";
+  return support::exists(file) ? support::read_file(file) : "absent";
 }
 
 // When something was done is no part of the comparison.

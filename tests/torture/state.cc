@@ -7,8 +7,9 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <iterator>
 #include <stdexcept>
+
+#include "tests/support/files.h"
 
 namespace torture {
 namespace {
@@ -37,12 +38,7 @@ std::vector<std::string> files_of(const std::vector<std::string> &files_and_fold
 std::string digest_of(const std::vector<std::string> &files_and_folders) {
   std::string all;
   for (const std::string &file : files_of(files_and_folders)) {
-    std::ifstream stream(file, std::ios::binary);
-    const std::string text{std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
-    if (!stream) {
-      throw std::runtime_error("cannot read " + file);
-    }
-    all += std::to_string(std::hash<std::string>()(text)) + " ";
+    all += std::to_string(std::hash<std::string>()(support::read_file(file))) + " ";
   }
   return std::to_string(std::hash<std::string>()(all));
 }

@@ -3,15 +3,16 @@
 #define KELVANE_TOOLS_SANDBOX_WHOLE_FILE_H
 
 #include <fstream>
-#include <iterator>
+#include <sstream>
 #include <string>
 
 namespace sandbox {
 
 // Empty when it cannot be read. Blocks for as long as the disk does.
 inline std::string whole_file(const std::string &path) {
-  std::ifstream stream(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+  std::ostringstream bytes;
+  bytes << std::ifstream(path, std::ios::binary).rdbuf();
+  return bytes.str();
 }
 
 }  // namespace sandbox
