@@ -21,16 +21,20 @@ struct Prescribed {
 // ---- places ----
 
 // What comes from the provisioning document alone.
-const Patterns kFromTheDocument = {"/tables/100/fields/host_name", "/tables/340/operator", "/tables/340/operator/*",
-                                   "/files/hostname"};
+const Patterns kFromTheDocument = {"/tables/100/fields/host_name", "/tables/340/operator",
+                                   "/tables/340/operator/*",       "/files/hostname",
+                                   "/names/etc/hostname",          "/history/operator"};
 const Patterns kKeys = {"/tables/340/operator/ssh_keys/*"};
 const Patterns kKeysOfAnother = {"/tables/340/auditor/ssh_keys/*"};
 const Patterns kDashboards = {"/tables/340/*/354/*", "/tables/340/*/14050/*"};
 const Patterns kCertificateHeader = {"/requests GET *comp=certificates* header x-ms-guest-agent-public-x509-cert",
                                      "/requests GET * header x-ms-vmagent-public-x509-cert"};
 // What the second of the commands with the same extension changes.
-const Patterns kOfACommand = {"/tables/640/*", "/tables/340/auditor/password",
-                              "/tables/events/*Config eventhub success*", "/plugins/*ForLinux/config/message",
+const Patterns kOfACommand = {"/tables/640/*",
+                              "/tables/340/auditor/password",
+                              "/history/auditor",
+                              "/tables/events/*Config eventhub success*",
+                              "/plugins/*ForLinux/config/message",
                               "/reports/*ForLinux*/message"};
 const Patterns kCustomData = {"/files/.customdata = \"absent\"", "/files/tmpdata.conf",
                               "/names/data/etc/.customdata = nothing", "/names/etc/tmpdata.conf"};
@@ -100,7 +104,7 @@ const std::vector<Prescribed> &rows() {
 
       // ---- first boot's configuration ----
       {{"platform EIO cmf_query_*(100)"}, {"/tables/100/fields/host_name"}, kNotLookedAt},
-      {{"system E* sethostname(*"}, {"/files/hostname"}, kNotLookedAt},
+      {{"system E* sethostname(*"}, {"/files/hostname", "/names/etc/hostname"}, kNotLookedAt},
       {{"platform EIO *(440)", "platform EIO __nCfg_sess_table_change_by_mkey(0, 440, *"},
        {"/tables/440/*"},
        kNotLookedAt},
@@ -114,7 +118,7 @@ const std::vector<Prescribed> &rows() {
         "metadata: database FULL write(* in add_default_gui_dashboard(*",
         "metadata: database FULL write(* in cmf_write_config(1))",
         "metadata: database FULL write(* in ssh_pubkey_data_set(*"},
-       {"/tables/340/operator", "/tables/340/operator/*"},
+       {"/tables/340/operator", "/tables/340/operator/*", "/history/operator"},
        kNoRoom},
 
       // ---- custom data ----
@@ -154,6 +158,10 @@ const std::vector<Prescribed> &rows() {
         "request fabric:* request(*comp=roleProperties)", "request fabric:* request(*/provisioningStatus*)"},
        kNotReady,
        "a report that there is no memory for is not sent, an answer of success is believed, and it is told once"},
+      {{"file E* open(/data/etc/ssh/*.fp)", "bytes E* read(/data/etc/ssh/*.fp)"},
+       {R"(/reports/role properties = *CertificateThumbprint\\" value=\\"\\" />*)",
+        "/reports/provisioning/properties/certificateThumbprint = \"\""},
+       "a fingerprint that cannot be read is none, and is told once"},
       {{"platform EIO log_system_event(*"}, {"/tables/events/*"}, kWithoutResult},
       {{"platform EIO passwd_policy_save_info(*"}, {"/history/*"}, kWithoutResult},
       {{"memory * malloc(base64_text < *TransportCertMake < main)",
