@@ -1,7 +1,7 @@
 // The reference platform's database file as another program may leave it: an 'e' first means a factory-new one with
 // changed bytes (three of place, one of value, each), anything else is the file. There is a connection all the same,
-// and nothing is lost: a file that is not used, but for the factory's records, is set aside as it was. One that is used
-// has other records, and the next connection finds the same.
+// and nothing is lost: a file that is not used is set aside as it was, and the factory's records take its place. One
+// that is used has other records, and the next connection finds the same.
 #include "tests/fuzz/configuration_folder.h"
 #include "tests/fuzz/record_calls.h"
 
