@@ -8,27 +8,24 @@
 
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <string>
+
+#include "tests/support/files.h"
 
 namespace layer {
 
 namespace files = std::filesystem;
 
 inline std::string read(const files::path &file) {
-  std::ifstream stream(file, std::ios::binary);
-  return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+  return support::read_if_there(file);
 }
 
 class Layer : public testing::Test {
  protected:
   Layer() {
-    std::string pattern = (files::temp_directory_path() / "sandbox-test-XXXXXX").string();
-    folder_ = mkdtemp(pattern.data());
     files::create_directories(folder_ / "disc");
     std::ofstream(folder_ / "disc/file") << "on the disc";
   }
-  ~Layer() override { files::remove_all(folder_); }
 
   // Runs the probe; what it printed is in out_, the trace between conf_init and the end in trace_.
   int run(const std::string &deeds, const std::string &options) {
@@ -47,7 +44,8 @@ class Layer : public testing::Test {
   }
   std::string disc() const { return "--media " + (folder_ / "disc").string(); }
 
-  files::path folder_;
+  const support::TempDir own_;
+  const files::path folder_ = own_.path();
   std::string out_;
   std::string trace_;
 };
