@@ -21,12 +21,14 @@ TEST(Listing, EveryNameIsInItWithWhatItIs) {
   const support::TempDir folder;
   folder.write("etc/hostname", "x");
   folder.write("etc/.copy", "x");
+  files::permissions(folder.file("etc/hostname"), files::perms(0640));
+  files::permissions(folder.file("etc/.copy"), files::perms(0600));
   files::create_directories(folder.file("run"));
   files::create_symlink("/etc/zoneinfo/UTC", folder.file("etc/localtime"));
   files::create_symlink("etc", folder.file("other"));
   const scenario::Json names = names_below(folder.path());
-  EXPECT_EQ(names["etc"]["hostname"], "file");
-  EXPECT_EQ(names["etc"][".copy"], "file");
+  EXPECT_EQ(names["etc"]["hostname"], "file 0640");
+  EXPECT_EQ(names["etc"][".copy"], "file 0600");
   EXPECT_EQ(names["etc"]["localtime"], "link to /etc/zoneinfo/UTC");
   EXPECT_EQ(names["other"], "link to etc");
   EXPECT_EQ(names["run"], scenario::Json::object());

@@ -12,6 +12,7 @@
 #include "tests/torture/integrity.h"
 #include "tests/torture/places.h"
 #include "tests/torture/prescribed.h"
+#include "tests/torture/rows.h"
 #include "tools/fabric/made_texts.h"
 
 namespace torture {
@@ -27,6 +28,8 @@ constexpr int kLimitSeconds = 180;  // of the machine's: a request that is never
 // five requests that are made nine times each, with their pauses.
 constexpr int64_t kLongestWait = 900;
 constexpr int kAims = 3;  // so often a strike is tried that falls on another call than the planned one
+constexpr char kEndless[] = "  the struck run does not end\n";
+constexpr char kStatusReport[] = "/status/";  // in the address of each, and in no other
 constexpr char kStruck[] = "struck", kSecond[] = "second", kQuiet[] = "quiet";
 
 bool has(const std::string &text, const char *part) {
@@ -47,16 +50,16 @@ Bench::Bench(const Programs &programs, const std::string &protocol, const std::s
   cloud_ = scenario::Cloud(programs_.fabric, folder_ + "/fabric.json", folder_ + "/fabric");
   scenario::make_appliance(folder_ + "/template", scenario_["appliance"]);
   make_ready();
-  if (struck_run("") != 0 || quiet_run() != 0) {
-    throw std::runtime_error("the undisturbed run fails; see " + folder_);
-  }
-  const std::string trouble = check_trouble(kStruck) + check_trouble(kQuiet);
+  std::string trouble = check_end(kStruck, struck_run("")) + check_trouble(kStruck);
+  trouble += check_quiet(quiet_run(), true);
   if (!trouble.empty() || !violations(cloud_).empty()) {
-    throw std::runtime_error("the undisturbed run:\n" + trouble);
+    throw std::runtime_error("the undisturbed run, see " + folder_ + ":\n" + trouble);
   }
-  sites_ = read_sites(folder_ + "/struck.sites");
-  unnamed_ = sites_;
-  name_places(programs_.sandbox, sites_);
+  undisturbed_.unnamed = read_sites(folder_ + "/struck.sites");
+  undisturbed_.sites = undisturbed_.unnamed;
+  name_places(programs_.sandbox, undisturbed_.sites);
+  // Which of the fabric's keys is where counts, too: they are the same in every play of this bench.
+  scenario_["torture"]["keys"] = rows_of(root(), "SELECT key FROM ssh_keys");
   expected_ = outcome_of(root(), scenario_, cloud_);
   const std::string lacks = missing();
   if (!lacks.empty()) {
@@ -81,7 +84,14 @@ void Bench::make_ready() {
   files::remove_all(root());
   files::remove(folder_ + "/unsynced");
   files::copy(folder_ + "/template", root(), files::copy_options::recursive | files::copy_options::copy_symlinks);
-  cloud_.tell("/_fabric/reset", "{}");
+  tell("/_fabric/reset", "{}");
+}
+
+void Bench::tell(const std::string &path, const std::string &body) const {
+  const std::string answer = cloud_.tell(path, body);
+  if (answer.rfind("no answer", 0) == 0) {
+    throw std::runtime_error("the fabric, told " + path + ": " + answer);
+  }
 }
 
 // The next goal state comes between the second and the third pass.
@@ -123,9 +133,9 @@ int Bench::strike_run(const Strike &strike, int64_t longer) {
   if (strike.fabric_fault().empty()) {
     return struck_run(strike.fault(), longer);
   }
-  cloud_.tell("/_fabric/fault", strike.fabric_fault());
+  tell("/_fabric/fault", strike.fabric_fault());
   const int status = struck_run("", longer);
-  cloud_.tell("/_fabric/fault", R"({"disable": "strike"})");
+  tell("/_fabric/fault", R"({"disable": "strike"})");
   return status;
 }
 
@@ -134,14 +144,17 @@ std::string Bench::fallen_on(const Strike &strike) const {
   if (!strike.fabric_fault().empty()) {
     return struck_request(cloud_);
   }
-  const Site struck = read_struck(folder_ + "/struck.sites");
-  const bool in_its_place = std::any_of(unnamed_.begin(), unnamed_.end(), [&](const Site &site) {
-    return site.call_class == struck.call_class && site.number == struck.number && site.call == struck.call;
+  const Site *const planned = planned_place(read_struck(folder_ + "/struck.sites"));
+  return planned != nullptr ? planned->call : named_struck(kStruck).call;
+}
+
+// The call of the undisturbed run that is this one, with its name; null when that run has another one at the number.
+const Site *Bench::planned_place(const Site &unnamed) const {
+  const std::vector<Site> &all = undisturbed_.unnamed;
+  const auto found = std::find_if(all.begin(), all.end(), [&](const Site &site) {
+    return site.call_class == unnamed.call_class && site.number == unnamed.number && site.call == unnamed.call;
   });
-  if (in_its_place && struck.number == strike.site.number) {
-    return strike.site.call;
-  }
-  return named_struck(kStruck).call;
+  return found != all.end() ? &undisturbed_.sites[static_cast<size_t>(found - all.begin())] : nullptr;
 }
 
 // Where the fault of a run fell first.
@@ -152,20 +165,21 @@ Site Bench::named_struck(const std::string &name) const {
 }
 
 // The numbers of calls move a little when the network hands things over in other pieces: what fell on another call is
-// aimed anew, at where the planned one was in this run.
-int Bench::aimed_run(Strike &strike) {
-  const std::string planned = strike.site.call;
+// aimed anew, at where the planned one was in this run. Trouble counts wherever the strike fell.
+int Bench::aimed_run(Strike &strike, std::string &report) {
+  const Site planned = strike.site;
   int status = strike_run(strike);
-  for (int i = 1; i < kAims && fallen_on(strike) != planned; ++i) {
+  for (int i = 1; i < kAims && fallen_on(strike) != planned.call; ++i) {
+    report += check_trouble(kStruck) + (status == -1 ? kEndless : "");
     if (strike.fabric_fault().empty()) {
       std::vector<Site> now = read_sites(folder_ + "/struck.sites");
       name_places(programs_.sandbox, now);
-      strike.site.number = same_call(sites_, strike.site, now);
+      strike.site.number = same_call(undisturbed_.sites, planned, now);
     }
     status = strike_run(strike);
   }
   const std::string fallen = fallen_on(strike);
-  missed_ = fallen == planned ? "" : fallen.empty() ? "nothing" : fallen;
+  missed_ = fallen == planned.call ? "" : fallen.empty() ? "nothing" : fallen;
   return status;
 }
 
@@ -184,9 +198,7 @@ std::string Bench::second_run(const Strike &strike) {
   const int status = run(kSecond, kRest / 2, first_pass_ + 2 * kPass + 2, strike.second_fault());
   second_ = named_struck(kSecond);
   std::string report = check_trouble(kSecond) + check_database();
-  if (status != 0 && status != 128 + SIGKILL) {
-    report += "  the second run ends with " + std::to_string(status) + "\n";
-  }
+  report += status != 128 + SIGKILL ? check_end(kSecond, status) : "";
   if (was_marked && provisions(kSecond)) {
     report += "  the second run provisions once more\n";
   }
@@ -199,7 +211,7 @@ std::string Bench::check_database() const {
 }
 
 int Bench::quiet_run() const {
-  cloud_.tell("/_fabric/advance", "{}");
+  tell("/_fabric/advance", "{}");
   return run(kQuiet, kRest, first_pass_ + kPass + 12, "");
 }
 
@@ -222,11 +234,27 @@ std::string Bench::check_trouble(const std::string &name) const {
   return report;
 }
 
+// Only the sandbox ends a run, when its time is up: the agent's own end is told in another word, with whatever status.
+bool Bench::ended_by_itself(const std::string &name) const {
+  const std::string trace = support::read_if_there(folder_ + "/" + name + ".trace"), end = "] stop\n";
+  return trace.size() < end.size() || trace.compare(trace.size() - end.size(), end.size(), end) != 0;
+}
+
+std::string Bench::check_end(const std::string &name, int status) const {
+  if (status != 0) {
+    return "  the " + name + " run ends with " + std::to_string(status) + "\n";
+  }
+  return ended_by_itself(name) ? "  the " + name + " run ends by itself\n" : "";
+}
+
 std::string Bench::check_struck(const Strike &strike, int status) {
   const int expected = strike.kills() ? 128 + SIGKILL : 0;
   std::string report = check_trouble(kStruck);
+  if (status == 0 && expected == 0) {
+    report += check_end(kStruck, status);
+  }
   if (status == -1) {
-    report += "  the struck run does not end\n";
+    report += kEndless;
   } else if (status != expected) {
     const std::string came = std::to_string(status);
     meant_["exit"] = prescribed_difference(strike, {"exit", std::to_string(expected), came});
@@ -237,9 +265,9 @@ std::string Bench::check_struck(const Strike &strike, int status) {
 
 // Provisioning is repeated whole when there is no marker, and never when there is one.
 std::string Bench::check_quiet(int status, bool was_marked) const {
-  std::string report = check_trouble(kQuiet);
-  if (status != 0) {
-    report += "  the quiet run ends with " + std::to_string(status) + "\n";
+  std::string report = check_trouble(kQuiet) + check_end(kQuiet, status);
+  if (!has(support::read_if_there(folder_ + "/quiet.trace"), kStatusReport)) {
+    report += "  the quiet run reports no status\n";
   }
   if (provisions(kQuiet) == was_marked) {
     report += was_marked ? "  the quiet run provisions once more\n" : "  the quiet run does not provision\n";
@@ -272,6 +300,17 @@ bool Bench::stopped_in_a_wait() const {
   return last == std::string::npos || trace.compare(last, 10, "] sleep 1\n") != 0;
 }
 
+// Whether the struck run asked the platform for anything in its last pass.
+bool Bench::passes_at_the_end() const {
+  std::ifstream trace(folder_ + "/struck.trace");
+  int64_t now = 0, asked = 0;
+  for (std::string line; std::getline(trace, line);) {
+    now = std::atoll(line.c_str() + 1);
+    asked = has(line, "] request ") ? now : asked;
+  }
+  return now - asked <= kPass + 2;
+}
+
 // Plays the strike once more, for longer: the agent must come back to its loop in time, again and again.
 std::string Bench::check_waits(const Strike &strike) {
   const int64_t longer = 2 * kLongestWait;
@@ -290,9 +329,13 @@ std::string Bench::check_waits(const Strike &strike) {
 std::string Bench::play(const Strike &planned) {
   meant_ = Json::object();
   Strike strike = planned;
-  const int status = aimed_run(strike);
-  std::string report = check_struck(strike, status) + check_database();
+  std::string report;
+  const int status = aimed_run(strike, report);
+  report += check_struck(strike, status) + check_database();
   const bool waits = status == 0 && stopped_in_a_wait();
+  if (status == 0 && !waits && strike.is_single() && !passes_at_the_end()) {
+    report += "  the struck run does not go on\n";
+  }
   second_ = Site();
   if (!strike.second.empty()) {
     report += second_run(strike);

@@ -12,6 +12,12 @@
 
 namespace torture {
 
+// The sites of an undisturbed run: what a plan is made of, and what a strike's place is known by.
+struct Undisturbed {
+  std::vector<Site> sites;
+  std::vector<Site> unnamed;  // the same, before their places had names
+};
+
 struct Programs {
   std::string sandbox;
   std::string fabric;
@@ -24,7 +30,9 @@ class Bench {
   Bench(const Programs &programs, const std::string &protocol, const std::string &folder);
 
   const std::string &protocol() const { return protocol_; }
-  const std::vector<Site> &sites() const { return sites_; }
+  const Undisturbed &undisturbed() const { return undisturbed_; }
+  // Measures strikes by the undisturbed run that they were planned by; the bench's own may differ by a realloc.
+  void measure_by(const Undisturbed &planned) { undisturbed_ = planned; }
 
   // Empty when the agent came through, else what went wrong. The files of the play stay until the next one.
   std::string play(const Strike &strike);
@@ -39,12 +47,17 @@ class Bench {
   std::string root() const { return folder_ + "/root"; }
   std::string missing() const;
   void make_ready();
+  void tell(const std::string &path, const std::string &body) const;
   int run(const std::string &name, int64_t begin, int64_t length, const std::string &fault) const;
   int struck_run(const std::string &fault, int64_t longer = 0) const;
   int strike_run(const Strike &strike, int64_t longer = 0);
+  const Site *planned_place(const Site &unnamed) const;
   Site named_struck(const std::string &name) const;
   std::string fallen_on(const Strike &strike) const;
-  int aimed_run(Strike &strike);
+  int aimed_run(Strike &strike, std::string &report);
+  bool ended_by_itself(const std::string &name) const;
+  std::string check_end(const std::string &name, int status) const;
+  bool passes_at_the_end() const;
   bool stopped_in_a_wait() const;
   std::string check_waits(const Strike &strike);
   bool is_marked() const;
@@ -63,9 +76,8 @@ class Bench {
   Json scenario_;
   int64_t first_pass_ = 0;
   scenario::Cloud cloud_;
-  std::vector<Site> sites_;
-  std::vector<Site> unnamed_;  // the same, before their places had names
-  Site second_;                // where the second kill of the play was
+  Undisturbed undisturbed_;
+  Site second_;  // where the second kill of the play was
   Json expected_;
   Json meant_;
   std::string missed_;

@@ -1,10 +1,25 @@
 #include "tests/torture/listing.h"
 
 #include <filesystem>
+#include <iomanip>
+#include <sstream>
+
+#include "tests/support/files.h"
 
 namespace torture {
 
 namespace files = std::filesystem;
+
+namespace {
+
+// "0600"
+std::string mode_of(const files::path &path) {
+  std::ostringstream out;
+  out << '0' << std::oct << std::setw(3) << std::setfill('0') << support::mode_of(path.string());
+  return out.str();
+}
+
+}  // namespace
 
 scenario::Json names_below(const std::string &folder) {
   scenario::Json out = scenario::Json::object();
@@ -15,7 +30,7 @@ scenario::Json names_below(const std::string &folder) {
     } else if (entry.is_directory()) {
       place = names_below(entry.path().string());
     } else {
-      place = entry.is_regular_file() ? "file" : "other";
+      place = (entry.is_regular_file() ? "file " : "other ") + mode_of(entry.path());
     }
   }
   return out;

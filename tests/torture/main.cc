@@ -42,11 +42,11 @@ std::vector<std::string> protocols(const Options &options) {
 // A struck process may be the one of a failure or of a kill; an address says it by its blow.
 std::vector<Strike> all_strikes(const Options &options, const Bench &bench) {
   if (options.twice || options.only.find('@') != std::string::npos) {
-    return torture::twice(strikes_of(bench.protocol(), bench.sites(), true), kTwiceEvery);
+    return torture::twice(strikes_of(bench.protocol(), bench.undisturbed().sites, true), kTwiceEvery);
   }
-  std::vector<Strike> out = strikes_of(bench.protocol(), bench.sites(), options.kill);
+  std::vector<Strike> out = strikes_of(bench.protocol(), bench.undisturbed().sites, options.kill);
   if (!options.only.empty()) {
-    const std::vector<Strike> more = strikes_of(bench.protocol(), bench.sites(), !options.kill);
+    const std::vector<Strike> more = strikes_of(bench.protocol(), bench.undisturbed().sites, !options.kill);
     out.insert(out.end(), more.begin(), more.end());
   }
   return out;
@@ -112,10 +112,12 @@ class Torture {
   }
 
  private:
+  // All benches measure by the undisturbed run of the first one: it is what the plan is made of.
   Bench &bench(const std::string &protocol, size_t worker) {
     std::unique_ptr<Bench> &one = benches_[protocol];
     if (one == nullptr) {
       one = std::make_unique<Bench>(options_.programs, protocol, folder_ + "/" + protocol + std::to_string(worker));
+      one->measure_by(measures_.emplace(protocol, one->undisturbed()).first->second);
     }
     return *one;
   }
@@ -147,9 +149,18 @@ class Torture {
     for (size_t i = worker; i < rest_.size() && !time_is_up(); i += options_.workers) {
       const Strike &strike = rest_[i];
       Bench &its_bench = bench(strike.protocol, worker);
-      const std::string report = its_bench.play(strike);
+      const std::string report = report_of(its_bench, strike);
       state_.write(strike, report, its_bench.missed(), its_bench.meant());
       tell(strike, report, its_bench.missed());
+    }
+  }
+
+  // A play that cannot be judged has failed, too: what it left may be what cannot be looked at.
+  static std::string report_of(Bench &bench, const Strike &strike) {
+    try {
+      return bench.play(strike);
+    } catch (const std::exception &error) {
+      return std::string("  it cannot be judged: ") + error.what() + "\n";
     }
   }
 
@@ -198,6 +209,7 @@ class Torture {
   std::string folder_;
   State state_;
   std::map<std::string, std::unique_ptr<Bench>> benches_;
+  std::map<std::string, torture::Undisturbed> measures_;
   std::vector<Strike> plan_;
   std::vector<Strike> rest_;
   bool broken_ = false;

@@ -25,7 +25,8 @@ std::string without_times(const std::string &text) {
   return std::regex_replace(std::regex_replace(text, kTime, "<time>"), kSeconds, "\"cmdtime\": \"<time>\"");
 }
 
-// Lists of things with names become objects of these names, so that one that lacks moves no other.
+// Lists of things with names become objects of these names, so that one that lacks moves no other. A name that comes
+// again is another one.
 Json by_name(const Json &value) {
   if (value.is_object()) {
     Json out = Json::object();
@@ -41,7 +42,11 @@ Json by_name(const Json &value) {
   }
   Json out = Json::object();
   for (const Json &element : value) {
-    out[element.value("name", element.value("handlerName", "?"))] = by_name(element);
+    std::string name = element.value("name", element.value("handlerName", "?"));
+    while (out.contains(name)) {
+      name += " again";
+    }
+    out[name] = by_name(element);
   }
   return out;
 }

@@ -32,6 +32,28 @@ TEST(Prescribed, TheReportOfReadyIsOwedByEveryOtherStrike) {
   EXPECT_EQ(row_for(strike("platform", "cmf_write_config(1)", "KILL"), not_ready), "");
 }
 
+// A failure may cost what its call was for; a kill repeats it.
+TEST(Prescribed, RowsOfFailuresExcuseNoKill) {
+  const Difference no_account = {"/tables/340/operator", "{}", "nothing"};
+  EXPECT_NE(row_for(strike("file", "open(/cdrom/ovf-env.xml)", "EIO"), no_account), "");
+  EXPECT_EQ(row_for(strike("file", "open(/cdrom/ovf-env.xml)", "KILL"), no_account), "");
+  EXPECT_EQ(row_for(strike("file", "open(/cdrom/ovf-env.xml)", "POWER2"), no_account), "");
+  const Difference no_key = {"/tables/340/operator/ssh_keys/keys/0/text", "\"k\"", "nothing"};
+  EXPECT_NE(row_for(strike("request", "request(http://a/?comp=certificates)", "28"), no_key), "");
+  EXPECT_EQ(row_for(strike("request", "request(http://a/?comp=certificates)", "KILL"), no_key), "");
+  const Difference no_header = {"/requests GET /?comp=certificates header x-ms-guest-agent-public-x509-cert", "a", "b"};
+  EXPECT_NE(row_for(strike("memory", "malloc(text_format < wire_certificates_headers < x)", "ENOMEM"), no_header), "");
+  EXPECT_EQ(row_for(strike("memory", "malloc(text_format < wire_certificates_headers < x)", "KILL"), no_header), "");
+}
+
+TEST(Prescribed, OnlyTheSuccessThatIsNotToldAgainIsMeantEverywhere) {
+  const char *const place =
+      "/reports/status blob/handlers/Microsoft.OSTCExtensions.VMAccessForLinux/settingsStatus/status/status";
+  EXPECT_NE(row_for(strike("platform", "conf_end()", "KILL"), {place, "nothing", "\"success\""}), "");
+  EXPECT_EQ(row_for(strike("platform", "conf_end()", "KILL"), {place, "nothing", "\"error\""}), "");
+  EXPECT_EQ(row_for(strike("platform", "conf_end()", "KILL"), {place, "\"success\"", "nothing"}), "");
+}
+
 TEST(Prescribed, AnEndIsAPlaceToo) {
   EXPECT_NE(row_for(strike("platform", "conf_init()", "EIO"), {"exit", "0", "255"}), "");
   EXPECT_EQ(row_for(strike("platform", "conf_init()", "EIO"), {"exit", "0", "1"}), "");

@@ -49,11 +49,16 @@ State::State(const std::string &file, const std::string &digest) : file_(file), 
 
 void State::read() {
   lines_.clear();
+  failed_.clear();
   std::ifstream stream(file_);
   for (std::string line; std::getline(stream, line);) {
     const Json entry = Json::parse(line, nullptr, false);
     if (entry.is_object() && entry.value("build", "") == digest_) {
-      lines_[entry["address"].get<std::string>()] = entry;
+      const auto address = entry["address"].get<std::string>();
+      lines_[address] = entry;
+      if (entry["report"] != "") {
+        failed_.insert(address);
+      }
     }
   }
 }
@@ -86,6 +91,10 @@ bool State::missed(const Strike &strike) const {
 
 bool State::survived(const Strike &strike) const {
   return played(strike) && !missed(strike) && lines_.at(strike.address())["report"] == "";
+}
+
+bool State::failed_before(const Strike &strike) const {
+  return survived(strike) && failed_.count(strike.address()) != 0;
 }
 
 Json State::meant(const Strike &strike) const {

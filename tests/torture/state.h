@@ -5,6 +5,7 @@
 #define KELVANE_TESTS_TORTURE_STATE_H
 
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -29,13 +30,16 @@ class State {
   bool missed(const Strike &strike) const;
   // Played as planned, with nothing to report: what the agent did not come through is played again.
   bool survived(const Strike &strike) const;
+  // Survived, and not so the time before, of the same build: what comes and goes is worth a look.
+  bool failed_before(const Strike &strike) const;
   // The differences that were meant, each with the patterns of its row.
   Json meant(const Strike &strike) const;
 
  private:
   std::string file_;
   std::string digest_;
-  std::map<std::string, Json> lines_;  // by address
+  std::map<std::string, Json> lines_;  // by address, the last of each
+  std::set<std::string> failed_;       // the addresses of those that had something to report at any time
 };
 
 }  // namespace torture

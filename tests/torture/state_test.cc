@@ -61,6 +61,14 @@ TEST_F(StateTest, TheLastLineOfAStrikeCounts) {
   EXPECT_TRUE(State(file(), "1").survived(kStrike));
 }
 
+TEST_F(StateTest, WhatComesAndGoesIsKnown) {
+  State(file(), "1").write(kStrike, "  the struck run ends with 139", "", Json::object());
+  EXPECT_FALSE(State(file(), "1").failed_before(kStrike)) << "it has failed, and that is told anyway";
+  State(file(), "1").write(kStrike, "", "", Json::object());
+  EXPECT_TRUE(State(file(), "1").failed_before(kStrike));
+  EXPECT_FALSE(State(file(), "2").failed_before(kStrike)) << "another build";
+}
+
 TEST_F(StateTest, TheDigestIsAnotherOneWhenAProgramOrAScenarioIs) {
   std::filesystem::create_directories(folder_.file("scenarios"));
   const auto write = [&](const char *name, const char *text) { std::ofstream(folder_.file(name)) << text; };

@@ -138,6 +138,10 @@ bool Strike::kills() const {
   return blow == "KILL" || blow.rfind("POWER", 0) == 0;
 }
 
+bool Strike::is_single() const {
+  return !kills() && blow != "FULL" && blow != "DEAD" && blow.back() != '+';
+}
+
 std::vector<Site> read_sites(const std::string &file) {
   std::ifstream stream(file);
   std::vector<Site> out;

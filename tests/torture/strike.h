@@ -29,6 +29,8 @@ struct Strike {
   // The fabric's fault as JSON; empty for the sandbox's.
   std::string fabric_fault() const;
   bool kills() const;
+  // Whether one call fails, and those that follow do not.
+  bool is_single() const;
   // What the sandbox is told for the second.
   std::string second_fault() const;
   std::string second_blow() const;

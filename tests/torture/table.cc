@@ -58,11 +58,20 @@ void print_unused(const std::vector<Strike> &plan, const State &state, bool kill
   }
 }
 
+void print_failed_before(const std::vector<Strike> &plan, const State &state) {
+  for (const Strike &strike : plan) {
+    if (state.failed_before(strike)) {
+      std::printf("%s was survived, and was not when it was played before\n", strike.address().c_str());
+    }
+  }
+}
+
 }  // namespace
 
 int sum_up(const Options &options, const std::vector<Strike> &plan, const State &state) {
   Counts counts = counts_of(plan, state);
   print(counts, options.kill);
+  print_failed_before(plan, state);
   const Count &all = counts[kAll];
   if (all.runs == 0) {
     std::fprintf(stderr, "kelvane-torture: nothing was played\n");

@@ -23,6 +23,11 @@ std::string last_part(const std::string &path) {
   return std::filesystem::path(path).filename().string();
 }
 
+// What is drawn is drawn anew at every moment: a write that lasts now may be gone a write later.
+std::string choice_name(const std::string &thing) {
+  return thing + " after " + std::to_string(unsynced().database.noted);
+}
+
 void apply(int descriptor, int64_t at, const std::string &bytes) {
   if (pwrite(descriptor, bytes.data(), bytes.size(), at) < 0) {
     std::fprintf(stderr, "kelvane-sandbox: cannot write the loss of power\n");
@@ -45,7 +50,7 @@ void lose(const std::string &path, const std::deque<DatabaseChange> &changes, un
     cut(descriptor, change->size_before);
   }
   for (const DatabaseChange &change : changes) {
-    const unsigned choice = choice_of_loss(number, last_part(path) + std::to_string(change.serial), 3);
+    const unsigned choice = choice_of_loss(number, choice_name(last_part(path) + std::to_string(change.serial)), 3);
     if (choice != 0 && change.truncation) {
       cut(descriptor, change.at);
     } else if (choice != 0) {
@@ -90,7 +95,8 @@ void database_made_durable() {
 // While the files are still open: SQLite's locks go with the process. The shared memory is no file of the disk's.
 void lose_power_of_database(unsigned number) {
   for (const auto &[path, bytes] : state().removed) {
-    if (choice_of_loss(number, "removal of " + last_part(path), 2) == 0 && !std::filesystem::exists(path)) {
+    if (choice_of_loss(number, choice_name("removal of " + last_part(path)), 2) == 0 &&
+        !std::filesystem::exists(path)) {
       std::ofstream(path, std::ios::binary) << bytes;
     }
   }

@@ -5,9 +5,8 @@
 //   system    the other calls into the operating system
 //   platform  the calls into the platform
 //   request   the transfers
-//   database  what SQLite does to the files of the configuration database, on the agent's behalf: "write(FILE in
-//   CALL)",
-//             with the call into the platform that it is part of
+//   database  what SQLite does to the files of the configuration database, on the agent's behalf, with the call into
+//             the platform that it is part of: "write(FILE in CALL)"
 //   inside    what the platform does to other files in the agent's calls
 //   closing   what SQLite does to its files after the agent's end
 // With a file, each is a line "CLASS NUMBER CALL(SUBJECT)", and at the end come remarks: "open NAME" for whatever
