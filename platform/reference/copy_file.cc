@@ -1,10 +1,13 @@
 // Copying a file of the agent's. Its paths go through the plain calls of the operating system (see reference.h).
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
+#include <stdexcept>
 #include <string>
 #include <utility>
 
@@ -42,43 +45,77 @@ bool write_all(const Descriptor &file, const char *bytes, size_t length) {
   return true;
 }
 
+// Some files hold passwords: nothing of them stays in memory.
 bool copy_bytes(const Descriptor &from, const Descriptor &to) {
-  std::string piece(kPiece, '\0');
-  for (;;) {
-    const ssize_t length = read(from.get(), piece.data(), piece.size());
-    if (length == 0) {
-      return true;
-    }
-    if (length < 0 && errno == EINTR) {
-      continue;
-    }
-    if (length < 0 || !write_all(to, piece.data(), static_cast<size_t>(length))) {
-      return false;
-    }
+  char piece[kPiece];
+  ssize_t length = 0;
+  bool good = true;
+  do {
+    length = read(from.get(), piece, sizeof piece);
+    good = length < 0 ? errno == EINTR : write_all(to, piece, static_cast<size_t>(length));
+  } while (good && length != 0);
+  explicit_bzero(piece, sizeof piece);
+  return good;
+}
+
+Descriptor open_unfinished(const std::string &path) {
+  Descriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600));
+  if (!file.present()) {
+    throw_errno("cannot open " + path);
   }
+  return file;
 }
 
-bool write_copy(const Descriptor &from, const std::string &path) {
-  const Descriptor to(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
-  return to.present() && fchmod(to.get(), 0600) == 0 && copy_bytes(from, to) && fsync(to.get()) == 0;
-}
-
-// The new file has the same name for every process, behind the folder's lock: one that a stopped process has left does
-// not stay.
-bool copy_file(const char *source, const std::string &destination) {
-  const Descriptor from = open_source(source);
-  const std::string folder = folder_of(destination);
-  const Descriptor in(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!from.present() || !in.present()) {
+// Whether the file is this process's to write: it is locked, or its file system knows no locks, it has the name still
+// (another process may have finished it meanwhile) and it is empty. What a stopped process has left is removed.
+bool taken(const Descriptor &file, const std::string &path) {
+  if (flock(file.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
     return false;
   }
-  lock_folder(in, folder);
-  const std::string unfinished = folder + "/.copy";
-  unlink(unfinished.c_str());
-  if (!write_copy(from, unfinished) || rename(unfinished.c_str(), destination.c_str()) != 0) {
+  struct stat opened = {};
+  struct stat named = {};
+  if (fstat(file.get(), &opened) != 0 || (lstat(path.c_str(), &named) != 0 && errno != ENOENT)) {
+    throw_errno("cannot look at " + path);
+  }
+  if (!S_ISREG(opened.st_mode)) {
+    throw std::runtime_error(path + " is no regular file");
+  }
+  if (opened.st_dev != named.st_dev || opened.st_ino != named.st_ino) {
+    return false;
+  }
+  if (opened.st_size != 0) {
+    unlink(path.c_str());
+  }
+  return opened.st_size == 0;
+}
+
+// Two processes that copy into one folder do it one after the other: the new file has the same name for both.
+Descriptor take_unfinished(const std::string &path) {
+  Descriptor file;
+  const bool mine = done_in_time([&] {
+    file = open_unfinished(path);
+    return taken(file, path);
+  });
+  if (!mine) {
+    throw std::runtime_error("another process holds " + path);
+  }
+  return file;
+}
+
+bool copy_file(const char *source, const std::string &destination) {
+  const Descriptor from = open_source(source);
+  if (!from.present()) {
+    return false;
+  }
+  const std::string folder = folder_of(destination);
+  const std::string unfinished = folder + "/.kelvane-copy";
+  const Descriptor to = take_unfinished(unfinished);
+  if (fchmod(to.get(), 0600) != 0 || !copy_bytes(from, to) || fsync(to.get()) != 0 ||
+      rename(unfinished.c_str(), destination.c_str()) != 0) {
     unlink(unfinished.c_str());
     return false;
   }
+  const Descriptor in(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   fsync(in.get());
   return true;
 }

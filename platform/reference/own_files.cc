@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <stdexcept>
 #include <system_error>
 #include <utility>
 
@@ -79,12 +80,26 @@ Descriptor open_own_folder(const std::string &path) {
   return folder;
 }
 
-void lock_folder(const Descriptor &folder, const std::string &name) {
-  for (int attempt = 0; flock(folder.get(), LOCK_EX | LOCK_NB) != 0; ++attempt) {
-    if (errno != EWOULDBLOCK || attempt == kLockTries) {
-      throw_errno("another process holds " + name);
+bool done_in_time(const std::function<bool()> &attempt) {
+  for (int pauses = 0; !attempt(); ++pauses) {
+    if (pauses == kLockTries) {
+      return false;
     }
     poll(nullptr, 0, kLockPauseMilliseconds);  // unlike nanosleep, real time also where a program plays with the clock
+  }
+  return true;
+}
+
+void lock_folder(const Descriptor &folder, const std::string &name) {
+  const bool locked = done_in_time([&] {
+    const bool now = flock(folder.get(), LOCK_EX | LOCK_NB) == 0;
+    if (!now && errno != EWOULDBLOCK) {
+      throw_errno("cannot lock " + name);
+    }
+    return now;
+  });
+  if (!locked) {
+    throw std::runtime_error("another process holds " + name);
   }
 }
 

@@ -4,6 +4,7 @@
 #ifndef KELVANE_PLATFORM_REFERENCE_OWN_FILES_H
 #define KELVANE_PLATFORM_REFERENCE_OWN_FILES_H
 
+#include <functional>
 #include <string>
 
 namespace kelvane::reference {
@@ -36,8 +37,11 @@ std::string own_path(const std::string &path);
 // The folder below the root folder, created with its parents (mode 0700) where they are missing.
 Descriptor open_own_folder(const std::string &path);
 
-// Keeps other processes that do the same out of the folder until its descriptor is closed. Waits five seconds for one
-// that is there; the name is for the error.
+// Whether the attempt succeeds within five seconds, in which it is made again and again.
+bool done_in_time(const std::function<bool()> &attempt);
+
+// Keeps other processes that do the same out of the folder until its descriptor is closed. Waits as long for one that
+// is there, then throws std::runtime_error; the name is for the error.
 void lock_folder(const Descriptor &folder, const std::string &name);
 
 bool exists_in(const Descriptor &folder, const std::string &name);

@@ -1,10 +1,12 @@
 // The reference platform's own files: where they are, for whom, what a full disk leaves of them, and the debug
 // record's.
+#include <fcntl.h>
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstdint>
 #include <cstring>
 #include <filesystem>
 #include <set>
@@ -220,10 +222,44 @@ TEST_F(Reference, FullDiskLeavesTheDestinationOfACopyAlone) {
 TEST_F(Reference, ACopyThatAStoppedProcessLeftUnfinishedDoesNotStay) {
   const TempDir folder;
   write_file(folder.file("from"), "new");
-  write_file(folder.file(".copy"), "half of anoth");
+  write_file(folder.file(".kelvane-copy"), "half of anoth");
   EXPECT_EQ(0, ncfg_copyfile(folder.file("from").c_str(), folder.file("to").c_str()));
   EXPECT_EQ("new", read_file(folder.file("to")));
-  EXPECT_FALSE(std::filesystem::exists(folder.file(".copy")));
+  EXPECT_FALSE(std::filesystem::exists(folder.file(".kelvane-copy")));
+}
+
+TEST_F(Reference, ACopyIsNeverWrittenToWhatIsNoRegularFile) {
+  for (const bool link : {true, false}) {
+    const TempDir folder;
+    write_file(folder.file("from"), "new");
+    write_file(folder.file("victim"), "");
+    const std::string unfinished = folder.file(".kelvane-copy");
+    ASSERT_EQ(0, link ? symlink("victim", unfinished.c_str()) : mkfifo(unfinished.c_str(), 0600));
+    const int reader = link ? -1 : open(unfinished.c_str(), O_RDONLY | O_NONBLOCK);
+    EXPECT_GT(0, ncfg_copyfile(folder.file("from").c_str(), folder.file("to").c_str()));
+    EXPECT_EQ("", read_file(folder.file("victim")));
+    EXPECT_FALSE(std::filesystem::exists(folder.file("to")));
+    EXPECT_TRUE(logged(link ? "cannot open " + unfinished : unfinished + " is no regular file"));
+    close(reader);
+  }
+}
+
+// Below the stack's end is what calls that are over have left there. A few words may be: registers that were put there.
+TEST_F(Reference, ACopyLeavesNothingOfTheFileInMemory) {
+  const TempDir folder;
+  std::string text;
+  for (int i = 0; i < 1000; ++i) {
+    text += "<UserPassword>Plum-Harbour-42!</UserPassword>\n";
+  }
+  write_file(folder.file("from"), text);
+  std::string below(128 * 1024, '\0');
+  const int memory = open("/proc/self/mem", O_RDONLY | O_CLOEXEC);
+  ASSERT_EQ(0, ncfg_copyfile(folder.file("from").c_str(), folder.file("to").c_str()));
+  const auto here = reinterpret_cast<uintptr_t>(__builtin_frame_address(0));
+  ASSERT_EQ(static_cast<ssize_t>(below.size()),
+            pread(memory, below.data(), below.size(), static_cast<off_t>(here - below.size())));
+  close(memory);
+  EXPECT_EQ(std::string::npos, below.find(text.substr(0, 1000)));
 }
 
 // ---- debug record ----

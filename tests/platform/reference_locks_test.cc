@@ -1,8 +1,10 @@
 // How long the reference platform waits for others at its files, and what it does when it has waited.
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
 #include <functional>
 
@@ -11,6 +13,12 @@
 
 namespace conformance {
 namespace {
+
+std::function<int(int, int)> instead_of_flock;
+
+int kernels_flock(int file, int operation) {
+  return static_cast<int>(syscall(SYS_flock, file, operation));
+}
 
 double seconds_of(const std::function<void()> &body) {
   const auto begin = std::chrono::steady_clock::now();
@@ -96,23 +104,93 @@ TEST_F(Reference, WriteWithNothingPendingNeedsNoLock) {
   EXPECT_EQ(0, write_config());
 }
 
-TEST_F(Reference, ACopyWaitsForAnotherProcessInTheFolder) {
-  const TempDir folder;
-  write_file(folder.file("from"), "new");
+// ---- copies ----
+
+class Copies : public Reference {
+ protected:
+  Copies() { write_file(folder_.file("from"), "new"); }
+  ~Copies() override { instead_of_flock = nullptr; }
+  int32_t copy() const { return ncfg_copyfile(folder_.file("from").c_str(), folder_.file("to").c_str()); }
+  std::string unfinished() const { return folder_.file(".kelvane-copy"); }
+
+  TempDir folder_;
+};
+
+TEST_F(Copies, ACopyWaitsForAnotherProcessesInTheSameFolder) {
   OtherProcess other([&](OtherProcess &self) {
-    const int held = open(folder.file("").c_str(), O_RDONLY | O_DIRECTORY);
+    write_file(unfinished(), "half");
+    const int held = open(unfinished().c_str(), O_RDONLY);
     EXPECT_EQ(0, flock(held, LOCK_EX));
-    write_file(folder.file(".copy"), "half");
     self.tell();
-    usleep(1'000'000);
-    EXPECT_EQ("half", read_file(folder.file(".copy")));
+    EXPECT_TRUE(self.wait()) << "nobody was refused the lock";
+    EXPECT_EQ("half", read_file(unfinished()));
     close(held);
   });
   ASSERT_TRUE(other.wait());
-  EXPECT_EQ(0, ncfg_copyfile(folder.file("from").c_str(), folder.file("to").c_str()));
+  instead_of_flock = [&](int file, int operation) {
+    const int result = kernels_flock(file, operation);
+    if (result != 0) {
+      other.tell();
+      errno = EWOULDBLOCK;
+    }
+    return result;
+  };
+  EXPECT_EQ(0, copy());
   EXPECT_TRUE(other.succeeded());
-  EXPECT_EQ("new", read_file(folder.file("to")));
+  EXPECT_EQ("new", read_file(folder_.file("to")));
+  EXPECT_FALSE(std::filesystem::exists(unfinished()));
+}
+
+TEST_F(Copies, ACopyDoesNotWaitForEver) {
+  write_file(unfinished(), "half");
+  const int held = open(unfinished().c_str(), O_RDONLY);
+  ASSERT_EQ(0, flock(held, LOCK_EX));
+  const double waited = seconds_of([&] { EXPECT_GT(0, copy()); });
+  close(held);
+  EXPECT_LT(2.0, waited);
+  EXPECT_GT(60.0, waited);
+  EXPECT_TRUE(logged("another process holds " + unfinished()));
+  EXPECT_EQ("half", read_file(unfinished()));
+}
+
+// Whoever may read the folder can lock it.
+TEST_F(Copies, ALockOnTheFolderIsNoMatter) {
+  const int held = open(folder_.path().c_str(), O_RDONLY | O_DIRECTORY);
+  ASSERT_EQ(0, flock(held, LOCK_EX));
+  EXPECT_EQ(0, copy());
+  close(held);
+  EXPECT_EQ("new", read_file(folder_.file("to")));
+}
+
+TEST_F(Copies, AFileThatAnotherProcessFinishedMeanwhileIsNotWrittenTo) {
+  instead_of_flock = [&](int file, int operation) {
+    if (!std::filesystem::exists(folder_.file("another's"))) {
+      std::filesystem::rename(unfinished(), folder_.file("another's"));
+    }
+    return kernels_flock(file, operation);
+  };
+  EXPECT_EQ(0, copy());
+  EXPECT_EQ("new", read_file(folder_.file("to")));
+  EXPECT_EQ("", read_file(folder_.file("another's")));
+}
+
+TEST_F(Copies, AFileSystemWithoutLocksIsCopiedTo) {
+  for (const int error : {ENOLCK, EOPNOTSUPP, EINVAL}) {
+    std::filesystem::remove(folder_.file("to"));
+    instead_of_flock = [error](int, int) {
+      errno = error;
+      return -1;
+    };
+    EXPECT_EQ(0, copy()) << error;
+    EXPECT_EQ("new", read_file(folder_.file("to"))) << error;
+  }
 }
 
 }  // namespace
 }  // namespace conformance
+
+// In the place of the C library's, for the platform as well.
+extern "C" int flock(int file, int operation) noexcept {
+  using namespace conformance;
+  return instead_of_flock ? instead_of_flock(file, operation) : kernels_flock(file, operation);
+}
