@@ -148,9 +148,10 @@ class Place:
 
 def read_list(path):
     """[(line number, match)], and what is wrong with the list itself."""
-    entries, wrong, reason, used = [], [], None, True
+    entries, wrong, reason, used, paragraph = [], [], None, True, False
     for number, line in enumerate(pathlib.Path(path).read_text(encoding="utf-8").splitlines(), 1):
         if not line.strip() or line.startswith("#"):
+            paragraph = False
             continue
         match = LIST_ENTRY.fullmatch(line)
         if match:
@@ -160,8 +161,10 @@ def read_list(path):
             used = True
         elif line.startswith(" "):
             wrong.append(f"{path}:{number}: neither a reason nor an entry: {line.strip()}")
-        elif used:
-            reason, used = number, False
+        elif used or not paragraph:
+            if not used:
+                wrong.append(f"{path}:{reason}: a reason without an entry")
+            reason, used, paragraph = number, False, True
     if not used:
         wrong.append(f"{path}:{reason}: a reason without an entry")
     return entries, wrong

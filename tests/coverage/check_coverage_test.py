@@ -134,6 +134,10 @@ class Check(unittest.TestCase):
             "LIST:3: a reason without an entry",
         ])
 
+    def test_a_reason_without_an_entry_in_front_of_one_with_one(self):
+        text = "Nor this,\nof two lines.\n\nIt cannot be.\n  core/base/made_up.cc 1/2 @2 : if (a > 1) {\n"
+        self.assertEqual(self.findings(text), ["LIST:1: a reason without an entry"])
+
 
 class Gather(unittest.TestCase):
     """Reports as gcov writes them."""
