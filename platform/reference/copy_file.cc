@@ -1,6 +1,5 @@
 // Copying a file of the agent's. Its paths go through the plain calls of the operating system (see reference.h).
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -69,7 +68,7 @@ Descriptor open_unfinished(const std::string &path) {
 // Whether the file is this process's to write: it is locked, or its file system knows no locks, it has the name still
 // (another process may have finished it meanwhile) and it is empty. What a stopped process has left is removed.
 bool taken(const Descriptor &file, const std::string &path) {
-  if (flock(file.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
+  if (locked_by_another(file)) {
     return false;
   }
   struct stat opened = {};
@@ -80,7 +79,7 @@ bool taken(const Descriptor &file, const std::string &path) {
   if (!S_ISREG(opened.st_mode)) {
     throw std::runtime_error(path + " is no regular file");
   }
-  if (opened.st_dev != named.st_dev || opened.st_ino != named.st_ino) {
+  if (!same_file(opened, named)) {
     return false;
   }
   if (opened.st_size != 0) {

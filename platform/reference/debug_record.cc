@@ -10,7 +10,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <string>
+#include <stdexcept>
 
 #include "platform/platform.h"
 #include "platform/reference/guard.h"
@@ -39,60 +39,72 @@ DebugFile *mapped = nullptr;
 bool holds_record(const Descriptor &file) {
   struct stat status = {};
   DebugFile found = {};
-  return fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode) && status.st_size == sizeof(DebugFile) &&
-         pread(file.get(), &found, sizeof found, 0) == sizeof found && found.mark == kMark &&
-         found.version == kVersion && found.size == sizeof(DebugFile);
-}
-
-Descriptor open_record(const Descriptor &folder) {
-  return Descriptor(openat(folder.get(), kDebugName, O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  return file.present() && fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode) &&
+         status.st_size == sizeof(DebugFile) && pread(file.get(), &found, sizeof found, 0) == sizeof found &&
+         found.mark == kMark && found.version == kVersion && found.size == sizeof(DebugFile);
 }
 
 // Writing the file whole, rather than only its length, makes sure that its page has room on the file system: touching a
 // mapped page that has none ends the process.
-void write_new_record(const Descriptor &folder, const std::string &name) {
-  unlinkat(folder.get(), name.c_str(), 0);
-  const Descriptor file(openat(folder.get(), name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
-  if (!file.present() || fchmod(file.get(), 0600) != 0) {
-    throw_errno("cannot create the debug record");
-  }
-  const ssize_t written = pwrite(file.get(), &kNewFile, sizeof kNewFile, 0);
+void write_new_record(const Descriptor &folder, const Descriptor &file) {
+  const ssize_t written =
+      fchmod(file.get(), 0600) == 0 ? pwrite(file.get(), &kNewFile, sizeof kNewFile, 0) : ssize_t{-1};
   if (written != sizeof kNewFile) {
-    errno = written < 0 ? errno : ENOSPC;
-    const int reason = errno;
-    unlinkat(folder.get(), name.c_str(), 0);
+    const int reason = written < 0 ? errno : ENOSPC;
+    unlinkat(folder.get(), kDebugName, 0);
     errno = reason;
     throw_errno("cannot write the debug record");
   }
 }
 
-// A file of another layout is replaced, not changed: a process that still maps it keeps what it has. Of two processes
-// that create the record at once, the second finds the first one's.
-Descriptor create_record(const Descriptor &folder, bool replace) {
-  const std::string name = "." + std::string(kDebugName) + "." + std::to_string(getpid());
-  write_new_record(folder, name);
-  const int result = replace ? renameat(folder.get(), name.c_str(), folder.get(), kDebugName)
-                             : linkat(folder.get(), name.c_str(), folder.get(), kDebugName, 0);
-  const int reason = errno;
-  unlinkat(folder.get(), name.c_str(), 0);
-  if (result != 0 && reason != EEXIST) {
-    errno = reason;
-    throw_errno("cannot put the debug record in place");
+// Whether there is none in the way any more: an empty file is one that a process makes, or was making when it was
+// stopped. One of another layout is removed, not changed: a process that still maps it keeps what it has.
+bool fill_or_remove(const Descriptor &folder, const Descriptor &file) {
+  struct stat opened = {};
+  struct stat named = {};
+  if (locked_by_another(file)) {
+    return false;
   }
-  return open_record(folder);
+  if (fstat(file.get(), &opened) != 0 ||
+      (fstatat(folder.get(), kDebugName, &named, AT_SYMLINK_NOFOLLOW) != 0 && errno != ENOENT)) {
+    throw_errno("cannot look at the debug record");
+  }
+  if (!same_file(opened, named)) {
+    return false;
+  }
+  if (!holds_record(file)) {
+    if (S_ISREG(opened.st_mode) && opened.st_size == 0) {
+      write_new_record(folder, file);
+    } else {
+      unlinkat(folder.get(), kDebugName, 0);
+    }
+  }
+  return true;
 }
 
+// The record under its name, or an absent one when there is none yet.
+Descriptor attempt_record(const Descriptor &folder) {
+  for (int step = 0; step < 3; ++step) {  // to remove one of another layout, to make one, to open it
+    Descriptor file(openat(folder.get(), kDebugName, O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600));
+    if (holds_record(file)) {
+      return file;
+    }
+    if (!file.present() && (errno != ELOOP || unlinkat(folder.get(), kDebugName, 0) != 0)) {
+      throw_errno("cannot open the debug record");
+    }
+    if (file.present() && !fill_or_remove(folder, file)) {
+      break;
+    }
+  }
+  return Descriptor();
+}
+
+// Opened anew after it was made: a descriptor that is locked would stay so as long as the record is mapped.
 Descriptor open_or_create_record() {
   const Descriptor folder = open_own_folder(kDebugFolder);
-  Descriptor file = open_record(folder);
-  if (!file.present()) {
-    file = create_record(folder, errno != ENOENT);
-  }
-  if (!holds_record(file)) {
-    file = create_record(folder, true);
-  }
-  if (!holds_record(file)) {
-    throw_errno("cannot open the debug record");
+  Descriptor file;
+  if (!done_in_time([&] { return (file = attempt_record(folder)).present(); })) {
+    throw std::runtime_error("another process holds the debug record");
   }
   return file;
 }

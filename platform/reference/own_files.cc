@@ -103,6 +103,14 @@ void lock_folder(const Descriptor &folder, const std::string &name) {
   }
 }
 
+bool locked_by_another(const Descriptor &file) {
+  return flock(file.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+}
+
+bool same_file(const struct stat &one, const struct stat &other) {
+  return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
+}
+
 bool exists_in(const Descriptor &folder, const std::string &name) {
   return faccessat(folder.get(), name.c_str(), F_OK, 0) == 0;
 }

@@ -4,6 +4,8 @@
 #ifndef KELVANE_PLATFORM_REFERENCE_OWN_FILES_H
 #define KELVANE_PLATFORM_REFERENCE_OWN_FILES_H
 
+#include <sys/stat.h>
+
 #include <functional>
 #include <string>
 
@@ -43,6 +45,11 @@ bool done_in_time(const std::function<bool()> &attempt);
 // Keeps other processes that do the same out of the folder until its descriptor is closed. Waits as long for one that
 // is there, then throws std::runtime_error; the name is for the error.
 void lock_folder(const Descriptor &folder, const std::string &name);
+
+// Whether another process has the file locked; if not, this one has, until its descriptors and mappings are gone. A
+// file system that knows no locks has none of another's.
+bool locked_by_another(const Descriptor &file);
+bool same_file(const struct stat &one, const struct stat &other);
 
 bool exists_in(const Descriptor &folder, const std::string &name);
 

@@ -1,6 +1,7 @@
 // How long the reference platform waits for others at its files, and what it does when it has waited.
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -102,6 +103,35 @@ TEST_F(Reference, WriteWithNothingPendingNeedsNoLock) {
   Sqlite other;
   other.run("BEGIN IMMEDIATE");
   EXPECT_EQ(0, write_config());
+}
+
+TEST_F(Reference, DebugRecordThatAnotherProcessReplacesMeanwhileIsShared) {
+  ASSERT_EQ(0, conf_init());
+  nCfg_debug_zone->agent_debug_level = 7;
+  conf_end();
+  const std::string record = reference_debug_record_path();
+  const std::string another = record + ".another's";
+  std::filesystem::rename(record, another);
+  write_file(record, "of another layout");
+  instead_of_flock = [&](int file, int operation) {
+    struct stat status = {};
+    if (fstat(file, &status) == 0 && S_ISREG(status.st_mode) && std::filesystem::exists(another)) {
+      std::filesystem::rename(another, record);
+    }
+    return kernels_flock(file, operation);
+  };
+  EXPECT_EQ(0, conf_init());
+  instead_of_flock = nullptr;
+  EXPECT_FALSE(std::filesystem::exists(another));
+  EXPECT_EQ(7, nCfg_debug_zone->agent_debug_level);
+}
+
+// A mapped file stays open.
+TEST_F(Reference, DebugRecordIsNotLockedAfterItWasMade) {
+  ASSERT_EQ(0, conf_init());
+  const int file = open(reference_debug_record_path().c_str(), O_RDONLY);
+  EXPECT_EQ(0, flock(file, LOCK_EX | LOCK_NB));
+  close(file);
 }
 
 // ---- copies ----

@@ -156,14 +156,18 @@ TEST_F(Durability, WhatIsInMemoryIsAlwaysGone) {
 TEST_F(Durability, ACopyOfThePlatformsIsThereWholeOrNotAtAll) {
   lose(0, "copy:/etc/x:/data/etc/y", {{"etc/x", "text"}});
   EXPECT_EQ(left("data/etc/y"), "'text'");
-  for (int site = 1; site <= 8; ++site) {
-    for (int number = 0; number < 4; ++number) {
+  for (int number = 0; number < 4; ++number) {
+    int site = 0;
+    bool killed = true;
+    while (killed) {
       clear();
       std::ofstream(folder_ / "root/etc/x") << "text";
-      const std::string fault = "inside::POWER" + std::to_string(number) + ":" + std::to_string(site);
-      ASSERT_EQ(run("copy:/etc/x:/data/etc/y", "--fault " + fault), 137) << fault;
-      EXPECT_TRUE(left("data/etc/y") == "'text'" || left("data/etc/y") == "absent") << fault << left("data/etc/y");
+      const std::string fault = "inside::POWER" + std::to_string(number) + ":" + std::to_string(++site);
+      killed = run("copy:/etc/x:/data/etc/y", "--fault " + fault) == 137;
+      EXPECT_TRUE(left("data/etc/y") == "'text'" || (killed && left("data/etc/y") == "absent"))
+          << fault << left("data/etc/y");
     }
+    EXPECT_LT(11, site);
   }
 }
 

@@ -46,5 +46,18 @@ TEST_F(Strikes, AnEventThatIsMadeToFailIsNotLogged) {
   EXPECT_EQ(count(sites, " in log_system_event("), 0U) << sites;
 }
 
+TEST_F(Strikes, AStartThatIsKilledWhileItMakesTheDebugRecordLeavesNoOtherFile) {
+  int site = 0;
+  bool struck = true;
+  while (struck) {
+    files::remove_all(folder_ / "root");
+    struck = count(sites_after("exit", "--fault inside::KILL:" + std::to_string(++site)), "\nstruck ") == 1;
+    EXPECT_EQ(run("exit", ""), 7);
+    const files::directory_iterator names(folder_ / "root/run");
+    EXPECT_EQ(std::distance(names, files::directory_iterator()), 1) << site;
+  }
+  EXPECT_LT(2, site);
+}
+
 }  // namespace
 }  // namespace layer

@@ -130,15 +130,8 @@ int World::strike(const std::string &call_class, const std::string &call, const 
   return fault != 0 ? fault : disc.error_of(call_class, call, subject);
 }
 
-// The copies that the platform makes bear the number of the process.
 int World::strike_inside(const std::string &call, const std::string &place) {
-  const std::string number = std::to_string(getpid());
-  std::string subject = paths.shown(place);
-  const size_t at = subject.rfind(number);
-  if (at != std::string::npos) {
-    subject.replace(at, number.size(), "PID");
-  }
-  return strike("inside", call, subject);
+  return strike("inside", call, paths.shown(place));
 }
 
 void set_up(const Options &options) {
