@@ -41,7 +41,8 @@ int file_open_to_read(const char *path);
 int file_open_to_replace(const char *path, mode_t mode);
 
 // Reads from an open descriptor to its end, at most cap bytes. The number of bytes is in out->length. 0; -1 for a read
-// error; kFileTooLong when there is more than cap; kFileNoMemory. out is emptied first and empty on failure.
+// error; kFileTooLong when there is more than cap; kFileNoMemory. out is emptied first and empty on failure. What was
+// read is in out alone, and overwritten on failure: some files hold passwords.
 inline constexpr int32_t kFileTooLong = -2;
 inline constexpr int32_t kFileNoMemory = -3;
 int32_t file_read_all(int descriptor, uint64_t cap, Buffer *out);

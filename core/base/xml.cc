@@ -42,17 +42,22 @@ void note_failure(const char *) {
   gsLibraryFailed = true;
 }
 
-// A word that the library had no memory for is a text node without a text.
-bool has_all_words(mxml_node_t *tree) {
+// What the node itself holds on the heap: a word, or an element's name, as which CDATA sections and comments are kept.
+const char *node_text(mxml_node_t *node) {
+  return xml_is_text(node) ? mxmlGetText(node, nullptr) : mxmlGetElement(node);
+}
+
+// A word or a name that the library had no memory for is a node without it.
+bool has_all_texts(mxml_node_t *tree) {
   mxml_node_t *node = tree;
-  while (node != nullptr && (mxmlGetType(node) != MXML_TEXT || mxmlGetText(node, nullptr) != nullptr)) {
+  while (node != nullptr && node_text(node) != nullptr) {
     node = mxmlWalkNext(node, tree, MXML_DESCEND);
   }
   return node == nullptr;
 }
 
-// The library reads all that the gate passes, unless memory runs out: then it says so, or gives no tree, or one in
-// which an attribute or a word is missing.
+// The library reads all that the gate passes, unless memory runs out: then it says so, or gives no tree (and has freed
+// what there was of it as it was), or says nothing and gives one in which a word or a name is missing.
 XmlOwner load(const char *bytes, uint64_t length, bool *no_memory) {
   *no_memory = false;
   const XmlGateVerdict verdict = xml_gate_check(bytes, length);
@@ -63,17 +68,12 @@ XmlOwner load(const char *bytes, uint64_t length, bool *no_memory) {
   gsLibraryFailed = false;
   mxmlSetErrorCallback(note_failure);
   XmlOwner loaded(mxmlLoadString(nullptr, bytes, MXML_NO_CALLBACK));
-  *no_memory = gsLibraryFailed || !loaded.present() || !has_all_words(loaded.get());
+  *no_memory = gsLibraryFailed || !loaded.present() || !has_all_texts(loaded.get());
   if (!*no_memory) {
     return loaded;
   }
   xml_wipe_below(loaded.get());  // some documents hold passwords
   return XmlOwner();
-}
-
-// What the node itself holds on the heap: a word, or an element's name, as which a CDATA section is kept.
-const char *node_text(mxml_node_t *node) {
-  return xml_is_text(node) ? mxmlGetText(node, nullptr) : mxmlGetElement(node);
 }
 
 }  // namespace

@@ -127,7 +127,7 @@ TEST_F(OvfDocument, OneOfTheLargestSizeIsRead) {
 TEST_F(OvfDocument, WithoutMemoryForItIsToldApartFromNone) {
   os_.write("/cdrom/ovf-env.xml", "<E><HostName>" + std::string(1471, 'h') + "</HostName></E>");
   {
-    const refused_memory::Refusal refusal(1500);
+    const refused_memory::Refusal refusal(16385);
     EXPECT_EQ(load(), "(no memory)");
   }
   EXPECT_EQ(recording::trace(),

@@ -2,6 +2,7 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -10,9 +11,11 @@
 #include <cstdint>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "tests/support/files.h"
 #include "tests/support/refused_memory.h"
+#include "tests/support/watched_memory.h"
 
 extern "C" {
 ssize_t __real_read(int descriptor, void *bytes, size_t size);
@@ -25,6 +28,8 @@ namespace {
 
 int interrupts = 0;      // of the next reads and writes, so many are interrupted by a signal
 size_t room = SIZE_MAX;  // bytes that the disk still takes
+int reads_left = -1;     // until the disk fails; -1: it does not
+std::vector<const void *> read_to;
 
 bool interrupted() {
   if (interrupts == 0) {
@@ -38,7 +43,16 @@ bool interrupted() {
 }  // namespace
 
 ssize_t __wrap_read(int descriptor, void *bytes, size_t size) {
-  return interrupted() ? -1 : __real_read(descriptor, bytes, size);
+  if (interrupted()) {
+    return -1;
+  }
+  if (reads_left == 0) {
+    errno = EIO;
+    return -1;
+  }
+  reads_left -= reads_left > 0 ? 1 : 0;
+  read_to.push_back(bytes);
+  return __real_read(descriptor, bytes, size);
 }
 
 ssize_t __wrap_write(int descriptor, const void *bytes, size_t size) {
@@ -111,6 +125,64 @@ TEST(File, ReadsToTheEndUpToTheCap) {
   EXPECT_EQ(out.data(), nullptr);
 }
 
+class FileReadAll : public testing::Test {
+ protected:
+  FileReadAll() : file_(open(dir_.write("file", kBytes).c_str(), O_RDONLY | O_CLOEXEC)) {
+    watched_memory::wiped.clear();
+    read_to.clear();
+  }
+  ~FileReadAll() override { reads_left = -1; }
+
+  int32_t read_all(uint64_t cap) { return kelvane::file_read_all(file_.get(), cap, out_.get()); }
+
+  // 50,000 bytes, no part of which is like another.
+  static const std::string kBytes;
+  support::TempDir dir_;
+  DescriptorOwner file_;
+  BufferOwner out_;
+};
+
+const std::string FileReadAll::kBytes = [] {
+  std::string bytes;
+  for (int i = 10000; i < 20000; i++) {
+    bytes += std::to_string(i);
+  }
+  return bytes;
+}();
+
+TEST_F(FileReadAll, ReadsStraightToWhereTheBytesStay) {
+  dir_.write("file", "short");
+  EXPECT_EQ(read_all(100), 0);
+  EXPECT_EQ(read_to, (std::vector<const void *>{out_.data(), out_.data() + 5}));
+  EXPECT_THAT(watched_memory::wiped, testing::IsEmpty());
+}
+
+TEST_F(FileReadAll, WhatIsMovedLeavesNothingBehind) {
+  EXPECT_EQ(read_all(50000), 0);
+  EXPECT_EQ(std::string(out_.data(), out_.length()), kBytes);
+  EXPECT_EQ(watched_memory::wiped, (std::vector<std::string>{kBytes.substr(0, 16384), kBytes.substr(0, 32768)}));
+}
+
+TEST_F(FileReadAll, WhatIsTooLongLeavesNothingBehind) {
+  EXPECT_EQ(read_all(20000), kelvane::kFileTooLong);
+  EXPECT_EQ(out_.data(), nullptr);
+  EXPECT_EQ(watched_memory::wiped, (std::vector<std::string>{kBytes.substr(0, 16384), kBytes.substr(0, 20001)}));
+}
+
+TEST_F(FileReadAll, WhatCannotBeReadOnLeavesNothingBehind) {
+  reads_left = 1;
+  EXPECT_EQ(read_all(20000), -1);
+  EXPECT_EQ(out_.data(), nullptr);
+  EXPECT_EQ(watched_memory::wiped, (std::vector<std::string>{kBytes.substr(0, 16384), kBytes.substr(0, 16384)}));
+}
+
+TEST_F(FileReadAll, WhatThereIsNoMoreMemoryForLeavesNothingBehind) {
+  const refused_memory::Refusal refusal(32769);
+  EXPECT_EQ(read_all(50000), kelvane::kFileNoMemory);
+  EXPECT_EQ(out_.data(), nullptr);
+  EXPECT_EQ(watched_memory::wiped, std::vector<std::string>{kBytes.substr(0, 16384)});
+}
+
 TEST(File, ReadsWhatFillsWholeBlocks) {
   support::TempDir dir;
   DescriptorOwner file(open(dir.write("file", std::string(32768, 'x')).c_str(), O_RDONLY | O_CLOEXEC));
@@ -166,7 +238,7 @@ TEST(File, WhatThereIsNoMemoryForIsNotRead) {
   support::TempDir dir;
   const DescriptorOwner file(open(dir.write("file", std::string(1600, 'x')).c_str(), O_RDONLY | O_CLOEXEC));
   BufferOwner out;
-  const refused_memory::Refusal refusal(1601);
+  const refused_memory::Refusal refusal(2002);
   EXPECT_EQ(kelvane::file_read_all(file.get(), 2000, out.get()), kelvane::kFileNoMemory);
   EXPECT_EQ(out.data(), nullptr);
 }

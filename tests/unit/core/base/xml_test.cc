@@ -19,10 +19,13 @@ mxml_node_t *__wrap_mxmlLoadString(mxml_node_t *top, const char *text, mxml_load
 void __wrap_mxmlSetErrorCallback(mxml_error_cb_t callback);
 const char *__real_mxmlGetText(mxml_node_t *node, int *whitespace);
 const char *__wrap_mxmlGetText(mxml_node_t *node, int *whitespace);
+const char *__real_mxmlGetElement(mxml_node_t *node);
+const char *__wrap_mxmlGetElement(mxml_node_t *node);
 }
 
-// What the library does without memory: no tree, a tree that lacks something of which it tells, or a word without text.
-enum class Lacks { kNothing, kTree, kAttribute, kWord };
+// What the library does without memory: no tree, a tree that lacks something of which it tells, a word without text, or
+// an element without a name.
+enum class Lacks { kNothing, kTree, kAttribute, kWord, kName };
 static Lacks gsLacks = Lacks::kNothing;
 static mxml_error_cb_t gsErrorCallback = nullptr;
 
@@ -39,6 +42,12 @@ void __wrap_mxmlSetErrorCallback(mxml_error_cb_t callback) {
 
 const char *__wrap_mxmlGetText(mxml_node_t *node, int *whitespace) {
   return gsLacks == Lacks::kWord ? nullptr : __real_mxmlGetText(node, whitespace);
+}
+
+// Of an element without content alone: its name is what the library does not look at.
+const char *__wrap_mxmlGetElement(mxml_node_t *node) {
+  const bool lacking = gsLacks == Lacks::kName && mxmlGetFirstChild(node) == nullptr;
+  return lacking ? nullptr : __real_mxmlGetElement(node);
 }
 
 namespace {
@@ -90,14 +99,15 @@ TEST(Xml, TellsWhenMemoryRunsOut) {
   const std::string path = dir.write("a.xml", "<a><t>" + std::string(1486, 'x') + "</t></a>");
   bool no_memory = false;
   {
-    const refused_memory::Refusal refusal(1501);
+    const refused_memory::Refusal refusal(16385);
     const kelvane::DescriptorOwner file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
     EXPECT_FALSE(kelvane::xml_load_descriptor(file.get(), &no_memory).present());
     EXPECT_TRUE(no_memory);
   }
   // The library has none for what the gate has passed.
-  const std::string document = "<a><t>x</t></a>";
-  for (const Lacks lacks : {Lacks::kTree, Lacks::kAttribute, Lacks::kWord}) {
+  const std::string document = "<a><t>x</t><u/></a>";
+  dir.write("a.xml", document);
+  for (const Lacks lacks : {Lacks::kTree, Lacks::kAttribute, Lacks::kWord, Lacks::kName}) {
     gsLacks = lacks;
     const kelvane::DescriptorOwner file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
     no_memory = false;
@@ -112,7 +122,7 @@ TEST(Xml, TellsWhenMemoryRunsOut) {
   EXPECT_FALSE(no_memory) << "what failed before is no matter any more";
 }
 
-TEST(Xml, WhatMemoryRanOutForLeavesNothingOfItsWords) {
+TEST(Xml, ATreeThatLacksAPartLeavesNothingOfItsWords) {
   const std::string document = "<a><UserPassword>secret-1 two</UserPassword><b><![CDATA[secret-2]]></b></a>";
   bool no_memory = false;
   watched_memory::wiped.clear();
