@@ -83,7 +83,9 @@ JsonOwner metadata_get(const char *url, curl_slist *headers, Text *etag) {
   bool no_memory = false;
   JsonOwner document = result == 0 && !body.empty() ? json_load(body.data(), &no_memory) : JsonOwner();
   if (no_memory) {
-    LOG_ABOVE(0, "[kelvane]: no memory for the answer of %s, it is not read\n", url);
+    // Without its query, which may hold a token.
+    LOG_ABOVE(0, "[kelvane]: no memory for the answer of %.*s, it is not read\n", static_cast<int>(strcspn(url, "?")),
+              url);
     if (etag != nullptr) {
       etag->reset();  // without it the next pass counts as changed, as the document was not seen
     }

@@ -1,5 +1,6 @@
 #include "protocol/wire/goal_state.h"
 
+#include "core/base/log.h"
 #include "core/base/xml.h"
 #include "telemetry/telemetry.h"
 
@@ -14,8 +15,10 @@ struct Element {
   Text GoalState::*field;
 };
 
+// Taken last: while it is the old one, the next pass takes the goal state for a new one.
+constexpr Element kIncarnation = {"Incarnation", &GoalState::incarnation};
+
 constexpr Element kElements[] = {
-    {"Incarnation", &GoalState::incarnation},
     {"ExpectedState", &GoalState::expected_state},
     {"HostingEnvironmentConfig", &GoalState::hosting_environment_uri},
     {"SharedConfig", &GoalState::shared_config_uri},
@@ -27,6 +30,24 @@ constexpr Element kElements[] = {
     {"Port", &GoalState::probe_port},
 };
 
+// Whether nothing was lost for want of memory.
+bool take(mxml_node_t *document, const Element &element) {
+  Text text = xml_find_text(document, element.name);
+  if (!text.present()) {
+    return !xml_has_text(document, element.name);
+  }
+  gsGoalState.*element.field = static_cast<Text &&>(text);
+  return true;
+}
+
+bool take_all(mxml_node_t *document) {
+  bool complete = true;
+  for (const Element &element : kElements) {
+    complete = take(document, element) && complete;
+  }
+  return complete && take(document, kIncarnation);
+}
+
 }  // namespace
 
 const GoalState *goal_state() {
@@ -34,22 +55,18 @@ const GoalState *goal_state() {
 }
 
 void goal_state_parse(const Buffer *document) {
-  const XmlOwner xml = xml_load(document->data, document->length);
-  if (!xml.present()) {
-    return;
+  bool no_memory = false;
+  const XmlOwner xml = xml_load(document->data, document->length, &no_memory);
+  if (no_memory || (xml.present() && !take_all(xml.get()))) {
+    LOG_ABOVE(0, "[kelvane]: no memory for the goal state, its incarnation is not taken\n");
   }
-  for (const Element &element : kElements) {
-    Text text = xml_find_text(xml.get(), element.name);
-    if (text.present()) {
-      gsGoalState.*element.field = static_cast<Text &&>(text);
-    }
-  }
-  if (gsGoalState.container_id.present()) {
+  if (xml.present() && gsGoalState.container_id.present()) {
     TelemetrySetContainerId(gsGoalState.container_id.get());
   }
 }
 
 void goal_state_release() {
+  gsGoalState.incarnation.reset();
   for (const Element &element : kElements) {
     (gsGoalState.*element.field).reset();
   }

@@ -1,7 +1,6 @@
 // The cached goal state: the ten values that the wire server publishes, each kept until a later goal state names a new
-// one. Filled by the wire client, read by the reports and the configuration dump. Never blocks, never logs. A document
-// that does not parse, or that lacks elements, changes nothing of what it lacks: no value is ever cleared but by
-// goal_state_release.
+// one. Filled by the wire client, read by the reports and the configuration dump. Never blocks. A document that does
+// not parse, or that lacks elements, changes nothing of what it lacks: only goal_state_release clears a value.
 #ifndef KELVANE_PROTOCOL_WIRE_GOAL_STATE_H
 #define KELVANE_PROTOCOL_WIRE_GOAL_STATE_H
 
@@ -29,7 +28,8 @@ struct GoalState {
 // The cache, lent; its texts change with the next document.
 const GoalState *goal_state();
 
-// Takes over what a goal-state document holds, and hands the container id, once known, to telemetry.
+// Takes over what a goal-state document holds, and hands the container id, once known, to telemetry. When memory runs
+// out for any of it, which is logged, the incarnation stays the one before: the next document counts as changed.
 void goal_state_parse(const Buffer *document);
 
 // Frees every value: absent afterwards.

@@ -1,5 +1,6 @@
 #include "protocol/wire/goal_state.h"
 
+#include <algorithm>
 #include <string>
 
 #include "core/base/buffer.h"
@@ -164,13 +165,30 @@ TEST_F(GoalStateTest, AnHtmlPageThatParsesChangesNothing) {
   EXPECT_EQ(values(), before);
 }
 
-TEST_F(GoalStateTest, AValueThatCannotBeAllocatedKeepsTheEarlierOne) {
-  parse("<G><Incarnation>1</Incarnation><Port>80</Port></G>");
-  spies::refuse_malloc = 1;
-  parse("<G><Incarnation>2</Incarnation><Port>81</Port></G>");
+// The incarnation, too: the next pass takes the document for a new one.
+TEST_F(GoalStateTest, WithoutMemoryForAValueItAndTheIncarnationStay) {
+  const Lines line = {"[kelvane]: no memory for the goal state, its incarnation is not taken\n"};
+  for (int nth = 1; nth <= 10; nth++) {
+    parse(document("-a"));
+    recording::clear_trace();
+    recording::set_debug_level(nth % 2);
+    spies::refuse_malloc = nth;
+    parse(document("-b"));
+    EXPECT_EQ(spies::refuse_malloc, 0) << nth;
+    EXPECT_EQ(recording::messages(), nth % 2 != 0 ? line : Lines{});
+    EXPECT_EQ(value(&GoalState::incarnation), "1-a") << nth;
+    const Lines all = values();
+    const auto old = std::count_if(all.begin(), all.end(),
+                                   [](const std::string &text) { return text.substr(text.size() - 2) == "-a"; });
+    EXPECT_EQ(old, nth < 10 ? 2 : 1) << nth;
+  }
+  spies::refuse_malloc = 11;
+  recording::clear_trace();
+  parse(document("-b"));
+  EXPECT_EQ(spies::refuse_malloc, 1) << "none more than these";
   spies::refuse_malloc = 0;
-  EXPECT_EQ(value(&GoalState::incarnation), "1");
-  EXPECT_EQ(value(&GoalState::probe_port), "81");
+  EXPECT_EQ(value(&GoalState::incarnation), "1-b");
+  EXPECT_EQ(recording::messages(), Lines{});
 }
 
 TEST_F(GoalStateTest, ReleaseMakesEveryValueAbsent) {

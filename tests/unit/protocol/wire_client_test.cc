@@ -19,10 +19,11 @@ mxml_node_t *__real_mxmlLoadString(mxml_node_t *top, const char *text, mxml_load
 mxml_node_t *__wrap_mxmlLoadString(mxml_node_t *top, const char *text, mxml_load_cb_t callback);
 }
 
-static bool gsNoTreeOfExtensions = false;
+// Of a document with this in it the library makes no tree.
+static const char *gsNoTreeOf = nullptr;
 
 mxml_node_t *__wrap_mxmlLoadString(mxml_node_t *top, const char *text, mxml_load_cb_t callback) {
-  const bool refused = gsNoTreeOfExtensions && strstr(text, "<Extensions>") != nullptr;
+  const bool refused = gsNoTreeOf != nullptr && strstr(text, gsNoTreeOf) != nullptr;
   return refused ? nullptr : __real_mxmlLoadString(top, text, callback);
 }
 
@@ -289,14 +290,62 @@ TEST_F(WireClientTest, ADocumentThatTheLibraryHadNoMemoryForIsAskedForAgain) {
   detect();
   extensions_ = extensions("second");
   goal_state_ = goal_state("2");
-  gsNoTreeOfExtensions = true;
+  gsNoTreeOf = "<Extensions>";
   get_ext_handlers();
-  gsNoTreeOfExtensions = false;
+  gsNoTreeOf = nullptr;
   EXPECT_EQ(first_name(), "first");
   EXPECT_EQ(tag_, nullptr) << "the next pass counts as changed";
   get_ext_handlers();
   EXPECT_EQ(first_name(), "second");
   EXPECT_STREQ(tag_, "2");
+}
+
+TEST_F(WireClientTest, AGoalStateThatTheLibraryHadNoMemoryForIsTakenByTheNextPass) {
+  detect();
+  extensions_ = extensions("second");
+  goal_state_ = goal_state("2");
+  recording::set_debug_level(1);
+  recording::clear_trace();
+  gsNoTreeOf = "<GoalState>";
+  get_ext_handlers();
+  gsNoTreeOf = nullptr;
+  EXPECT_EQ(recording::messages(), Lines{"[kelvane]: no memory for the goal state, its incarnation is not taken\n"});
+  EXPECT_STREQ(tag_, "1");
+  EXPECT_EQ(first_name(), "first");
+  get_ext_handlers();
+  EXPECT_STREQ(tag_, "2");
+  EXPECT_EQ(first_name(), "second");
+}
+
+TEST_F(WireClientTest, WithoutMemoryForAnyValueOfAGoalStateTheNextPassTakesIt) {
+  detect();
+  int refused = 0;
+  std::string address;
+  peer_->handler([&](const PeerRequest &request) {
+    if (request.target.find("goalstate") != std::string::npos) {
+      spies::refuse_malloc = refused;
+    }
+    return request.target == address ? answer(200, extensions(address)) : serve(request);
+  });
+  for (int nth = 1; nth <= 3; nth++) {
+    const std::string before = nth == 1 ? "first" : first_name();
+    const std::string incarnation = std::to_string(nth + 1);
+    address = "http://168.63.129.16/exts?i=" + incarnation;
+    goal_state_ = goal_state(incarnation);
+    goal_state_.replace(goal_state_.find("/exts?i=1"), 9, "/exts?i=" + incarnation);
+    refused = nth;
+    peer_->forget_requests();
+    get_ext_handlers();
+    EXPECT_EQ(spies::refuse_malloc, 0) << nth;
+    EXPECT_EQ(peer_->request_lines(), Lines{kGoalState}) << "with the old incarnation nothing has changed";
+    EXPECT_EQ(first_name(), before);
+    refused = 0;
+    peer_->forget_requests();
+    get_ext_handlers();
+    EXPECT_EQ(peer_->request_lines(), (Lines{kGoalState, kCertificates, "GET " + address}));
+    EXPECT_EQ(first_name(), address);
+    EXPECT_EQ(tag_, incarnation);
+  }
 }
 
 TEST_F(WireClientTest, AnExtensionsConfigurationThatCannotBeReadIsNamedAndTheLastOneStays) {
