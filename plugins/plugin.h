@@ -72,8 +72,8 @@ struct Plugin {
                   int32_t sequence_number, const PluginSettings *settings) = nullptr;
   void (*status)(Plugin *plugin, ExtStatus *status) = nullptr;
   void (*handler_status)(Plugin *plugin, ExtHandlerStatus *status) = nullptr;
-  void (*cleanup)(Plugin *plugin) = nullptr;  // frees the record; null for the built-in plugins
-  json_object *(*save)(Plugin *plugin) = nullptr;
+  void (*cleanup)(Plugin *plugin) = nullptr;       // frees the record; null for the built-in plugins
+  json_object *(*save)(Plugin *plugin) = nullptr;  // null without private data; with it, when memory runs out
   void (*load)(Plugin *plugin, json_object *config) = nullptr;
 };
 

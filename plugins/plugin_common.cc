@@ -3,6 +3,7 @@
 #include <stdint.h>
 
 #include "core/base/json.h"
+#include "core/base/json_maker.h"
 #include "core/base/text.h"
 #include "core/base/utc_time.h"
 
@@ -56,19 +57,20 @@ void plugin_fill_status(const Plugin *plugin, PluginScratch *scratch, const char
 
 json_object *plugin_save(Plugin *plugin) {
   const PluginData *data = plugin->data;
-  JsonOwner config(data != nullptr ? json_object_new_object() : nullptr);
-  if (!config.present()) {
+  if (data == nullptr) {
     return nullptr;
   }
-  json_object_object_add(config.get(), "installed", json_object_new_int(static_cast<int32_t>(data->installed)));
+  JsonMaker maker;
+  JsonOwner config(json_make_object(&maker));
+  json_add_number(&maker, config.get(), "installed", static_cast<int32_t>(data->installed));
   if (data->installed != 0) {
-    json_object_object_add(config.get(), "seqno", json_object_new_int(data->sequence_number));
+    json_add_number(&maker, config.get(), "seqno", data->sequence_number);
     // Deliberately 32 bits wide.
-    json_object_object_add(config.get(), "cmdtime", json_object_new_int(static_cast<int32_t>(data->command_time)));
-    json_object_object_add(config.get(), "extname", json_object_new_string(data->extension_name));
-    json_object_object_add(config.get(), "message", json_object_new_string(data->message));
+    json_add_number(&maker, config.get(), "cmdtime", static_cast<int32_t>(data->command_time));
+    json_add_text(&maker, config.get(), "extname", data->extension_name);
+    json_add_text(&maker, config.get(), "message", data->message);
   }
-  return config.release();
+  return maker.complete ? config.release() : nullptr;
 }
 
 void plugin_load(Plugin *plugin, json_object *config) {

@@ -8,6 +8,7 @@
 #include "core/base/buffer.h"
 #include "core/base/file.h"
 #include "core/base/json.h"
+#include "core/base/json_maker.h"
 #include "core/base/log.h"
 #include "core/base/text.h"
 #include "plugins/plugin.h"
@@ -24,6 +25,8 @@ constexpr char kStatusFile[] = "/data/etc/.plugin_status";
 // more are written either: a file with too many values would not be read at all, and the built-in plugins, which are
 // the first in the registry, would be lost with the rest.
 constexpr int32_t kMaxPlugins = 1000;
+
+static_assert(kJsonMaxBytes == uint64_t{2} * 1024 * 1024, "the log lines say so");
 
 // States that are none of ours are kept for the agent's lifetime: the records only refer to their texts.
 struct ForeignState {
@@ -89,21 +92,37 @@ JsonOwner read_status_file() {
   return result == 0 ? json_load(text.data()) : JsonOwner();
 }
 
-json_object *element_of(Plugin *plugin) {
-  JsonOwner element(json_object_new_object());
-  if (!element.present()) {
-    return nullptr;
-  }
-  json_object_object_add(element.get(), "name", json_object_new_string(plugin->name));
-  json_object_object_add(element.get(), "version", json_object_new_string(plugin->version));
-  if (plugin->state != nullptr) {
-    json_object_object_add(element.get(), "handlerstate", json_object_new_string(plugin->state));
-  }
+void add_config(JsonMaker *maker, json_object *element, Plugin *plugin) {
   json_object *config = plugin->save != nullptr ? plugin->save(plugin) : nullptr;
   if (config != nullptr) {
-    json_object_object_add(element.get(), "config", config);
+    json_add(maker, element, "config", config);
+  } else if (plugin->save != nullptr && plugin->data != nullptr) {
+    maker->complete = false;
   }
-  return element.release();
+}
+
+json_object *element_of(JsonMaker *maker, Plugin *plugin) {
+  json_object *element = json_make_object(maker);
+  json_add_text(maker, element, "name", plugin->name);
+  json_add_text(maker, element, "version", plugin->version);
+  if (plugin->state != nullptr) {
+    json_add_text(maker, element, "handlerstate", plugin->state);
+  }
+  add_config(maker, element, plugin);
+  return element;
+}
+
+// Absent when memory runs out.
+JsonOwner all_elements() {
+  JsonMaker maker;
+  JsonOwner plugins(json_make_array(&maker));
+  for (int32_t i = 0; i < plugin_registry_count() && i < kMaxPlugins; i++) {
+    Plugin *plugin = plugin_registry_at(i);
+    if (plugin != nullptr) {
+      json_append(&maker, plugins.get(), element_of(&maker, plugin));
+    }
+  }
+  return maker.complete ? static_cast<JsonOwner &&>(plugins) : JsonOwner();
 }
 
 const char *pretty_text(json_object *value) {
@@ -147,15 +166,8 @@ void plugin_status_load() {
 }
 
 void plugin_status_save() {
-  JsonOwner plugins(json_object_new_array());
+  JsonOwner plugins = all_elements();
   const int32_t count = plugin_registry_count();
-  for (int32_t i = 0; plugins.present() && i < count && i < kMaxPlugins; i++) {
-    Plugin *plugin = plugin_registry_at(i);
-    json_object *element = plugin != nullptr ? element_of(plugin) : nullptr;
-    if (element != nullptr) {
-      json_object_array_add(plugins.get(), element);
-    }
-  }
   const char *text = pretty_text(plugins.get());
   bool cut = count > kMaxPlugins;
   if (text != nullptr && strlen(text) > kJsonMaxBytes) {
@@ -164,6 +176,7 @@ void plugin_status_save() {
     cut = true;
   }
   if (text == nullptr) {
+    LOG_ABOVE(0, "[kelvane]: Status Save: no memory for the file, the last one stays\n");
     return;
   }
   if (strlen(text) > kJsonMaxBytes) {

@@ -12,8 +12,8 @@ namespace kelvane {
 // Applies the file to the registered plugins, registering one for each unknown name in it.
 void plugin_status_load();
 
-// Deletes the file and writes it anew, mode 0600. Failures are silent; but when memory ran out for cutting what is too
-// long, the old file stays, and a line tells.
+// Deletes the file and writes it anew, mode 0600. Failures are silent; but when memory runs out for any part of it, or
+// for cutting what is too long, the old file stays, and a line tells.
 void plugin_status_save();
 
 }  // namespace kelvane

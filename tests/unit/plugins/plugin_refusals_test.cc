@@ -14,38 +14,48 @@ json_object *__real_json_object_new_object();
 json_object *__wrap_json_object_new_object();
 json_object *__real_json_object_new_array();
 json_object *__wrap_json_object_new_array();
+json_object *__real_json_object_new_string(const char *text);
+json_object *__wrap_json_object_new_string(const char *text);
+json_object *__real_json_object_new_int(int32_t number);
+json_object *__wrap_json_object_new_int(int32_t number);
 }
 
 namespace {
 
-// The n-th object, or any array, cannot be made; 0 and false: all can.
-int refuse_object = 0;
-bool refuse_array = false;
+// The n-th JSON value from now on cannot be made; 0: all can.
+int refuse_value = 0;
+
+bool value_refused() {
+  return refuse_value > 0 && --refuse_value == 0;
+}
 
 }  // namespace
 
 json_object *__wrap_json_object_new_object() {
-  const bool refused = refuse_object > 0 && --refuse_object == 0;
-  return refused ? nullptr : __real_json_object_new_object();
+  return value_refused() ? nullptr : __real_json_object_new_object();
 }
 
 json_object *__wrap_json_object_new_array() {
-  return refuse_array ? nullptr : __real_json_object_new_array();
+  return value_refused() ? nullptr : __real_json_object_new_array();
+}
+
+json_object *__wrap_json_object_new_string(const char *text) {
+  return value_refused() ? nullptr : __real_json_object_new_string(text);
+}
+
+json_object *__wrap_json_object_new_int(int32_t number) {
+  return value_refused() ? nullptr : __real_json_object_new_int(number);
 }
 
 namespace {
 
 using kelvane::pluginManager_Find;
-using plugin_world::kLinuxAsm;
 using plugin_world::kStatusFile;
 
 class PluginRefusals : public PluginTest {
  protected:
   PluginRefusals() { plugin_world::fresh_registry(); }
-  ~PluginRefusals() override {
-    refuse_object = 0;
-    refuse_array = false;
-  }
+  ~PluginRefusals() override { refuse_value = 0; }
 
   // The state of the plugin "A" after loading.
   std::string loaded_state(const std::string &bytes) {
@@ -85,20 +95,38 @@ TEST_F(PluginRefusals, AStatusFileOfMoreThanTwoMegabytesIsNotRead) {
   EXPECT_EQ(loaded_state(kEnabled + std::string(2097153 - length, ' ')), "null");
 }
 
-TEST_F(PluginRefusals, WithoutAListTheStatusFileStays) {
+TEST_F(PluginRefusals, WithoutMemoryForAnyPartTheStatusFileStays) {
+  kelvane::Plugin *plugin = pluginManager_Find("A");
+  plugin->state = "enabled";
+  plugin->data->installed = 1;
+  pluginManager_Find("B");
   os_.write(kStatusFile, "old");
-  refuse_array = true;
+  constexpr int kValues = 1 + 4 + 6 + 3 + 2;  // the list; and of each plugin what is its own, and its configuration
+  for (int nth = 1; nth <= kValues; nth++) {
+    recording::clear_trace();
+    recording::set_debug_level(nth % 2);
+    refuse_value = nth;
+    kelvane::plugin_status_save();
+    EXPECT_EQ(refuse_value, 0) << nth;
+    EXPECT_EQ(os_.read(kStatusFile), "old") << nth;
+    EXPECT_EQ(recording::messages(),
+              nth % 2 == 0 ? Lines{} : Lines{"[kelvane]: Status Save: no memory for the file, the last one stays\n"});
+  }
+  refuse_value = kValues + 1;
   kelvane::plugin_status_save();
-  EXPECT_EQ(os_.read(kStatusFile), "old");
+  EXPECT_EQ(refuse_value, 1) << "none more than these";
+  EXPECT_THAT(os_.read(kStatusFile), testing::HasSubstr("\"B\""));
 }
 
-TEST_F(PluginRefusals, APluginThatFindsNoMemoryIsLeftOut) {
-  pluginManager_Find("A");
-  pluginManager_Find("B");
-  refuse_object = 1;
+// That is meant for it: private data alone is no sign that memory ran out.
+TEST_F(PluginRefusals, APluginThatSavesNothingIsWrittenWithoutAConfiguration) {
+  plugin_world::OwnPlugin plugin;
+  kelvane::PluginCommonData data;
+  plugin.name = "A";
+  plugin.data = &data.head;
+  kelvane::pluginManager_Add(&plugin);
   kelvane::plugin_status_save();
-  EXPECT_THAT(os_.read(kStatusFile), testing::Not(testing::HasSubstr("\"A\"")));
-  EXPECT_THAT(os_.read(kStatusFile), testing::HasSubstr("\"B\""));
+  EXPECT_EQ(os_.read(kStatusFile), "[\n  {\n    \"name\":\"A\",\n    \"version\":\"0.0.0.0\"\n  }\n]");
 }
 
 TEST_F(PluginRefusals, WithoutPrivateDataThereIsNoStatus) {
