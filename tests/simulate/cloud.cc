@@ -6,7 +6,8 @@
 #include "tests/simulate/events.h"
 #include "tests/simulate/faults.h"
 #include "tests/simulate/metadata_service.h"
-#include "tests/simulate/sent.h"
+#include "tests/simulate/text.h"
+#include "tests/simulate/upload.h"
 
 namespace simulate {
 
@@ -14,8 +15,6 @@ namespace {
 
 constexpr char kBlockType[] = "x-ms-blob-type: BlockBlob\r\n";
 constexpr char kPageType[] = "X-MS-Blob-Type:   PageBlob\r\n";
-constexpr char kForeignType[] = "x-ms-blob-type: AppendBlob\r\n";
-constexpr char kEmptyType[] = "x-ms-blob-type: \r\n";
 
 constexpr char kErrorDocument[] =
     "<?xml version=\"1.0\"?><Error><Code>TryAgain</Code><Message>the server is busy</Message></Error>";
@@ -58,34 +57,43 @@ Reply answer_telemetry(const Request &request) {
   return answer_plain(request, "telemetry", 200);
 }
 
+struct TypeRow {
+  const char *line;
+  BlobType type;
+};
+
+constexpr TypeRow kBlock = {kBlockType, BlobType::kBlock};
+constexpr TypeRow kPage = {kPageType, BlobType::kPage};
+constexpr TypeRow kForeign = {"x-ms-blob-type: AppendBlob\r\n", BlobType::kForeign};
+constexpr TypeRow kNothing = {"x-ms-blob-type: \r\n", BlobType::kNone};
+
+const TypeRow &draw_type() {
+  Dice &dice = world().dice;
+  if (dice.percent(3)) {
+    return dice.percent(50) ? kForeign : kNothing;
+  }
+  return world().current.page_blob ? kPage : kBlock;
+}
+
 // An answer that never comes has no header; a refusal may have one.
 Reply answer_head(const Request &request) {
   Reply reply = answer_plain(request, "blob type", 200);
-  if (reply.code == 0) {
-    return reply;
+  BlobType type = BlobType::kNone;
+  if (reply.code != 0) {
+    const TypeRow &drawn = draw_type();
+    reply.header = drawn.line;
+    type = drawn.type;
   }
-  reply.header = world().current.page_blob ? kPageType : kBlockType;
-  if (world().dice.percent(3)) {
-    reply.header = world().dice.percent(50) ? kForeignType : kEmptyType;
-  }
+  upload_type_told(type, reply.result == CURLE_OK);
   return reply;
 }
 
-// What an empty header says is nothing, so that what an attempt before said stays; what the last attempt fails with
-// makes nothing of all of it.
-void note_type(const Reply &reply) {
-  if (!reply.header.empty() && reply.header != kEmptyType) {
-    sent_type_told(reply.header != kForeignType);
-  }
-  sent_type_taken(reply.result == CURLE_OK);
-}
-
 Reply answer_storage(const Request &request) {
-  if (request.method != Method::kHead) {
-    return answer_plain(request, "status", 201);
+  if (request.method == Method::kHead) {
+    return answer_head(request);
   }
-  const Reply reply = answer_head(request);
-  note_type(reply);
+  const Reply reply = answer_plain(request, "status", 201);
+  upload_put(request, reply);
   return reply;
 }
 
@@ -117,13 +125,32 @@ void check_service(const Request &request) {
   }
 }
 
+// But for the certificates: each start makes one anew, with the real clock's dates.
+void digest_headers(const Request &request) {
+  for (const curl_slist *each = request.headers; each != nullptr; each = each->next) {
+    const std::string_view line = each->data;
+    digest_add(line.data(), contains(line, "x509-cert: ") ? line.find(':') : line.size());
+  }
+}
+
 }  // namespace
+
+std::string_view header_value(const Request &request, std::string_view beginning) {
+  for (const curl_slist *each = request.headers; each != nullptr; each = each->next) {
+    const std::string_view line = each->data;
+    if (line.substr(0, beginning.size()) == beginning) {
+      return line.substr(beginning.size());
+    }
+  }
+  return {};
+}
 
 Reply cloud_answer(const Request &request) {
   World &w = world();
   w.counts.requests++;
   digest_add(request.url.data(), request.url.size());
   digest_add(request.body.data(), request.body.size());
+  digest_headers(request);
   const Route *route = route_of(request.url);
   if (route == nullptr) {
     broken("a request for an address that nothing names: %.*s", static_cast<int>(request.url.size()),

@@ -18,8 +18,8 @@ struct Request {
   std::string_view url;
   Method method;
   bool fail_on_error;
-  long timeout;           // in seconds, 0 for none
-  bool identified;        // the transport certificate is shown
+  long timeout;  // in seconds, 0 for none
+  const curl_slist *headers;
   std::string_view body;  // of a POST or PUT
 };
 
@@ -29,6 +29,9 @@ struct Reply {
   std::string_view header;  // the one that the agent may look at; empty for none
   std::string_view body;    // lent until the next answer
 };
+
+// What follows this beginning of one of the request's header lines; empty for none.
+std::string_view header_value(const Request &request, std::string_view beginning);
 
 // Answers a request, takes the time that it takes, and lets the view of the agent's knowledge follow what it was given.
 Reply cloud_answer(const Request &request);

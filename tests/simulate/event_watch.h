@@ -9,14 +9,16 @@ namespace simulate {
 
 void event_watch_begin_life();
 
-// A pass is over.
-void event_watch_pass();
+// A pass begins; and is over: what it queued tells of its commands and of the status blob's type, and of nothing else.
+void event_watch_begin_pass();
+void event_watch_end_pass();
 
 // An event of this operation was queued.
-void event_watch_queued(int32_t operation);
+void event_watch_queued(int32_t operation, int32_t success);
 
-// A look at the queue is over: how many events had been posted before it, and whether it says that more wait.
-void event_watch_posted(uint64_t before, int32_t more);
+// A look at the queue begins; and is over: whether it says that more events wait.
+void event_watch_post();
+void event_watch_posted(int32_t more);
 
 }  // namespace simulate
 

@@ -134,7 +134,8 @@ void events_begin() {
   find_next(w);
 }
 
-// One start in ten falls into trouble; of the first boots, six in ten lose their power on the way.
+// One start in ten falls into trouble; of the first boots, six in ten are to lose their power at one of the next
+// hundred calls, which four in ten come to.
 void events_begin_life() {
   World &w = world();
   if (w.dice.percent(10)) {

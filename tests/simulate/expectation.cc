@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -20,12 +21,16 @@ namespace {
 constexpr int kBuiltIn = 4;
 enum Row { kCustomScript = 0, kVMAccess = 3 };
 
-enum class Command { kInstall, kUninstall, kUpdate, kEnable, kDisable };
+// The numbers are those of the events that tell of them.
+enum class Command : int32_t { kInstall = 3, kUninstall = 4, kDisable = 5, kEnable = 6, kUpdate = 8 };
+constexpr int32_t kOperations = 12;
 
 Expectation gsNow;
 std::vector<Expectation> gsSteps;  // what is saved after each command of this pass
 int gsSeen = 0;
 int gsHubCommands = 0;
+int gsEvents[kOperations] = {};
+const char *gsVMAccessStatus = "";
 bool gsForetold = false;
 int32_t gsMarker = 0;  // of the last pass; 0 for none
 
@@ -67,12 +72,12 @@ bool has_both(const Wanted *entry) {
 // The event hub's identifier and the operation that the command which is chosen names; false when there is no such.
 bool event_hub_of(const Wanted &entry, std::string *appliance, std::string *operation) {
   if (entry.settings >= Settings::kSecret && view().tenant) {
-    *appliance = secret_appliance(entry.sequence_number);
+    *appliance = secret_appliance(entry.settings_number);
     *operation = kSecretOperation;
     return true;
   }
   *appliance = appliance_of(entry);
-  *operation = "op-" + std::to_string(entry.sequence_number);
+  *operation = "op-" + std::to_string(entry.settings_number);
   return entry.settings == Settings::kEventHub || entry.settings == Settings::kBoth;
 }
 
@@ -101,6 +106,8 @@ void enable_custom_script(Expected *plugin, const Wanted *entry, int32_t sequenc
                   operation.c_str());
     put(gsNow.appliance_id, appliance.c_str());
     gsHubCommands++;
+    world().counts.hub_commands++;
+    world().counts.secret_commands += operation == kSecretOperation ? 1 : 0;
   }
   plugin->state = State::kEnabled;
 }
@@ -113,6 +120,7 @@ void enable_vm_access(Expected *plugin, const Wanted *entry, int32_t sequence_nu
   plugin->sequence_number = sequence_number;
   plugin->command_time = wall_clock();
   put(plugin->message, has_both(entry) ? "Enable succeeded." : "failed");
+  gsVMAccessStatus = has_both(entry) ? "success" : "error";
 }
 
 void acknowledge(Expected *plugin, int32_t sequence_number) {
@@ -166,6 +174,7 @@ void launch(int row, Command command, const char *version, const Wanted *entry) 
       forget(plugin);
       break;
   }
+  gsEvents[static_cast<int32_t>(command)]++;
   gsSteps.push_back(gsNow);
 }
 
@@ -208,6 +217,15 @@ void handle(const Wanted &wanted, const Wanted *entry, bool unchanged) {
   }
 }
 
+// Settings that are no JSON leave those of the entry before them, under their own number.
+void take_entry(Wanted *entry, const Wanted &next) {
+  if (next.settings == Settings::kNoJson && entry->settings != Settings::kNoEntry) {
+    entry->sequence_number = next.sequence_number;
+  } else {
+    *entry = next;
+  }
+}
+
 }  // namespace
 
 const Wanted *settings_entry(const Revision &revision, int index) {
@@ -224,13 +242,14 @@ const Wanted *settings_entry(const Revision &revision, int index) {
       return nullptr;
     }
   }
-  const Wanted *entry = nullptr;
+  static Wanted entry;
+  entry.settings = Settings::kNoEntry;
   for (int i = index; i < revision.count; i++) {
     if (same(i) && revision.wanted[i].settings != Settings::kNoEntry) {
-      entry = &revision.wanted[i];
+      take_entry(&entry, revision.wanted[i]);
     }
   }
-  return entry;
+  return entry.settings != Settings::kNoEntry ? &entry : nullptr;
 }
 
 void expectation_begin() {
@@ -251,6 +270,7 @@ void expectation_begin_pass() {
   gsSteps.clear();
   gsSeen = 0;
   gsHubCommands = 0;
+  std::fill(std::begin(gsEvents), std::end(gsEvents), 0);
   gsForetold = false;
 }
 
@@ -309,6 +329,14 @@ const Expectation &expectation() {
 
 int expectation_commands() {
   return static_cast<int>(gsSteps.size());
+}
+
+int expectation_events(int32_t operation) {
+  return operation >= 0 && operation < kOperations ? gsEvents[operation] : 0;
+}
+
+const char *expectation_vm_access_status() {
+  return gsVMAccessStatus;
 }
 
 int expectation_hub_commands() {

@@ -28,11 +28,16 @@ void expectation_hub_is(const char *appliance_id);
 // What should be now, the commands of this pass, and those that were seen.
 const Expectation &expectation();
 int expectation_commands();
-int expectation_hub_commands();  // those among them that name a whole event hub
+int expectation_events(int32_t operation);  // that tell of those of a kind
+int expectation_hub_commands();             // those among them that name a whole event hub
 int expectation_seen();
 
+// The status that the VM-access plugin tells of itself, which is not saved: empty in a life before it is enabled.
+const char *expectation_vm_access_status();
+
 // The settings that go with the wanted extension at index, null for none: its own under the metadata service; of the
-// wire server's, the last entry of its name and version, and only for the first extension of these.
+// wire server's, the last entry of its name and version, and only for the first extension of these. Valid until the
+// next call.
 const Wanted *settings_entry(const Revision &revision, int index);
 
 }  // namespace simulate

@@ -1,8 +1,11 @@
 #include "tests/simulate/faults.h"
 
+#include <sys/mman.h>
+
 #include <algorithm>
 #include <string>
 
+#include "core/base/buffer.h"
 #include "tests/simulate/events.h"
 
 namespace simulate {
@@ -22,16 +25,16 @@ enum class Fault {
   kServerError,
   kEmpty,
   kHtml,
-  kCut,    // the transfer fails half way
+  kCut,    // the transfer fails half way, in one of three ways
   kShort,  // half of it, and all is said to be well
   kGarbage,
   kWrongElement,
-  kOld,  // the document before this one, where there is one; the last of them
-  kCount,
+  kOld,       // the document before this one, where there is one; the last of those that are drawn
+  kOversize,  // more than the agent takes: in place of some garbage
 };
 
 constexpr const char *kFaultTexts[] = {"refused", "time-out", "reset", "no answer", "4xx",           "5xx", "empty",
-                                       "html",    "cut",      "short", "garbage",   "wrong element", "old"};
+                                       "html",    "cut",      "short", "garbage",   "wrong element", "old", "oversize"};
 
 std::string gsGarbage;
 
@@ -44,6 +47,16 @@ std::string_view garbage() {
   return gsGarbage;
 }
 
+// Zeroes for which no memory is used: the agent refuses all but the first of them.
+std::string_view oversize() {
+  static const size_t size = kelvane::kBufferMaxBytes + 1;
+  static void *memory = mmap(nullptr, size, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+  if (memory == MAP_FAILED) {
+    broken("no room for an oversized answer");
+  }
+  return {static_cast<const char *>(memory), size};
+}
+
 // Behind the prologue, so that what was sent before is part of the document that follows it, and breaks it.
 std::string_view first_part(std::string_view body) {
   const size_t lowest = std::min<size_t>(body.size() - 1, 48);
@@ -51,9 +64,33 @@ std::string_view first_part(std::string_view body) {
                             world().dice.between(static_cast<int64_t>(lowest), static_cast<int64_t>(body.size() - 1))));
 }
 
+// Telemetry sets no limit of its own: the kernel gives up.
+void wait_out(const Request &request) {
+  pass_time(request.timeout != 0 ? request.timeout : 127);
+}
+
+// What curl says of a transfer that ends half way, after the time that it takes.
+CURLcode cut_result(const Request &request) {
+  constexpr CURLcode kResults[] = {CURLE_PARTIAL_FILE, CURLE_RECV_ERROR, CURLE_OPERATION_TIMEDOUT};
+  const CURLcode result = kResults[world().dice.below(sizeof kResults / sizeof *kResults)];
+  if (result == CURLE_OPERATION_TIMEDOUT) {
+    wait_out(request);
+  }
+  return result;
+}
+
 // A broken body may come behind the header of a whole one.
 std::string_view header_at_times(const Answer &answer) {
   return !answer.header.empty() && world().dice.percent(50) ? answer.header : std::string_view();
+}
+
+Reply answer_status(const Request &request, long code) {
+  return {request.fail_on_error && code >= 400 ? CURLE_HTTP_RETURNED_ERROR : CURLE_OK, code, {}, {}};
+}
+
+// libcurl hands over no body of an error that it fails on, and none at all of a HEAD.
+bool has_body(const Request &request, const Reply &reply) {
+  return reply.code != 0 && reply.result == CURLE_OK && request.method != Method::kHead;
 }
 
 Reply fail_whole(const Request &request, Fault fault) {
@@ -62,8 +99,7 @@ Reply fail_whole(const Request &request, Fault fault) {
     case Fault::kRefused:
       return {CURLE_COULDNT_CONNECT, 0, {}, {}};
     case Fault::kTimeOut:
-      // Telemetry sets no limit of its own: the kernel gives up.
-      pass_time(request.timeout != 0 ? request.timeout : 127);
+      wait_out(request);
       return {CURLE_OPERATION_TIMEDOUT, 0, {}, {}};
     case Fault::kReset:
       return {CURLE_RECV_ERROR, 0, {}, {}};
@@ -76,18 +112,20 @@ Reply fail_whole(const Request &request, Fault fault) {
   }
 }
 
-Reply fail_document(Fault fault, const Answer &answer) {
+Reply fail_document(const Request &request, Fault fault, const Answer &answer) {
   switch (fault) {
     case Fault::kEmpty:
       return {CURLE_OK, 200, header_at_times(answer), {}};
     case Fault::kHtml:
       return {CURLE_OK, 200, {}, kHtmlPage};
     case Fault::kCut:
-      return {CURLE_PARTIAL_FILE, 200, header_at_times(answer), first_part(answer.body)};
+      return {cut_result(request), 200, header_at_times(answer), first_part(answer.body)};
     case Fault::kShort:
       return {CURLE_OK, 200, header_at_times(answer), first_part(answer.body)};
     case Fault::kGarbage:
       return {CURLE_OK, 200, header_at_times(answer), garbage()};
+    case Fault::kOversize:
+      return {CURLE_OK, 200, header_at_times(answer), oversize()};
     case Fault::kOld:
       return {CURLE_OK, 200, answer.old_header, answer.old_body};
     default:
@@ -99,6 +137,13 @@ bool faulty() {
   return world().dice.percent(world().fault_percent);
 }
 
+// Of those before end.
+Fault draw_fault(Fault end) {
+  Dice &dice = world().dice;
+  const auto fault = static_cast<Fault>(dice.below(static_cast<uint32_t>(end)));
+  return fault == Fault::kGarbage && dice.percent(5) ? Fault::kOversize : fault;
+}
+
 void note_fault(const char *what, Fault fault) {
   world().counts.faults++;
   happened("%s: %s", what, kFaultTexts[static_cast<int>(fault)]);
@@ -106,28 +151,35 @@ void note_fault(const char *what, Fault fault) {
 
 }  // namespace
 
-Reply answer_status(const Request &request, long code) {
-  return {request.fail_on_error && code >= 400 ? CURLE_HTTP_RETURNED_ERROR : CURLE_OK, code, {}, {}};
-}
-
 Reply answer_document(const Request &request, const char *what, const Answer &answer) {
   if (!faulty()) {
     return {CURLE_OK, 200, answer.header, answer.body};
   }
   const bool older = !answer.old_body.empty() && answer.old_body != answer.body;
-  const Fault end = older ? Fault::kCount : Fault::kOld;
-  const auto fault = static_cast<Fault>(world().dice.below(static_cast<uint32_t>(end)));
+  const Fault fault = draw_fault(older ? Fault::kOversize : Fault::kOld);
   note_fault(what, fault);
-  return fault <= Fault::kServerError ? fail_whole(request, fault) : fail_document(fault, answer);
+  if (fault > Fault::kServerError) {
+    return fail_document(request, fault, answer);
+  }
+  Reply reply = fail_whole(request, fault);
+  if (reply.code != 0) {
+    reply.header = header_at_times(answer);
+    reply.body = has_body(request, reply) ? answer.error_body : std::string_view();
+  }
+  return reply;
 }
 
 Reply answer_plain(const Request &request, const char *what, long code) {
-  if (!faulty()) {
-    return answer_status(request, code);
+  const bool right = !faulty();
+  const Fault fault = right ? Fault::kEmpty : draw_fault(Fault::kEmpty);
+  if (!right) {
+    note_fault(what, fault);
   }
-  const auto fault = static_cast<Fault>(world().dice.below(static_cast<uint32_t>(Fault::kEmpty)));
-  note_fault(what, fault);
-  return fail_whole(request, fault);
+  Reply reply = right ? answer_status(request, code) : fail_whole(request, fault);
+  if (has_body(request, reply) && world().dice.percent(20)) {
+    reply.body = kHtmlPage;
+  }
+  return reply;
 }
 
 }  // namespace simulate

@@ -21,11 +21,8 @@ struct Answer {
 // A request whose answer is a document.
 Reply answer_document(const Request &request, const char *what, const Answer &answer);
 
-// A request whose answer has no body that counts.
+// A request whose answer has no body that counts; it may have one all the same.
 Reply answer_plain(const Request &request, const char *what, long code);
-
-// What is answered when nothing is wrong.
-Reply answer_status(const Request &request, long code);
 
 }  // namespace simulate
 

@@ -18,6 +18,7 @@ constexpr char kWaitingData[] = "/etc/tmpdata.conf";
 constexpr char kCustomData[] = "/data/etc/.customdata";
 
 bool gsMarked;  // at the begin of this life
+bool gsOver;    // in this life: what fails from now on has nothing to do with it
 Configuration gsBefore;
 
 bool there(const char *path) {
@@ -186,11 +187,12 @@ void first_boot_media_read(bool mounted) {
 
 void first_boot_call_failed() {
   FirstBoot &boot = world().first_boot;
-  boot.spoilt = boot.spoilt || !gsMarked;
+  boot.spoilt = boot.spoilt || (!gsMarked && !gsOver);
 }
 
 void first_boot_over() {
   World &w = world();
+  gsOver = true;
   if (gsMarked) {
     check_untouched();
     return;

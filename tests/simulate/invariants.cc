@@ -9,13 +9,13 @@
 #include "protocol/metadata/metadata_state.h"
 #include "protocol/wire/ext_config.h"
 #include "protocol/wire/goal_state.h"
-#include "protocol/wire/status_blob.h"
 #include "tests/simulate/asked.h"
 #include "tests/simulate/disk.h"
 #include "tests/simulate/event_hub.h"
 #include "tests/simulate/event_watch.h"
 #include "tests/simulate/expectation.h"
 #include "tests/simulate/first_boot.h"
+#include "tests/simulate/loop_watch.h"
 #include "tests/simulate/memory_watch.h"
 #include "tests/simulate/registry.h"
 #include "tests/simulate/reports.h"
@@ -30,7 +30,7 @@ namespace simulate {
 namespace {
 
 int64_t gsPasses = 0;         // of this life
-uint64_t gsAsked = 0;         // before this pass
+View gsBefore = {};           // what was known before this pass
 int gsLowestDescriptor = -1;  // at the end of the first of them
 
 void check_commands() {
@@ -54,10 +54,28 @@ void check_metadata_followed(const View &told) {
   same_number("metadata", "number of handlers", state->handlers.count, told.held.count);
 }
 
+// What a goal state names is asked for when its incarnation is another than the one before, and at no other time but
+// the start; the metadata service is asked for its list of certificates, and for what that names, in every pass.
+void check_asked_for(const View &told) {
+  const bool due = world().metadata || told.incarnation != gsBefore.incarnation;
+  same_number("pass", "question what is wanted", told.asked > gsBefore.asked, true);
+  same_number("pass", "question for certificates", told.certificates_asked > gsBefore.certificates_asked, due);
+  same_number("pass", "question for the extensions", told.extensions_asked > gsBefore.extensions_asked,
+              due && !world().metadata);
+  same_number("pass", "certificate that is named and not asked for", told.certificate_due, false);
+}
+
+// By a start, whose questions are the same; but what is wanted the metadata service is asked in passes only.
+void check_asked_at_start(const View &told) {
+  const bool named = !world().metadata && told.incarnation != 0;
+  same_number("start", "question what is wanted", told.asked > 0, !world().metadata);
+  same_number("start", "question for certificates", told.certificates_asked > 0, named || world().metadata);
+  same_number("start", "question for the extensions", told.extensions_asked > 0, named);
+  same_number("start", "certificate that is named and not asked for", told.certificate_due, false);
+}
+
 void check_followed() {
-  if (view().asked == gsAsked) {
-    broken("a pass that does not ask what is wanted");
-  }
+  check_asked_for(view());
   if (world().metadata) {
     check_metadata_followed(view());
   } else {
@@ -65,7 +83,7 @@ void check_followed() {
   }
 }
 
-// ---- capacities and descriptors ---------------------------------------------------------------------------
+// ---- descriptors -----------------------------------------------------------------------------------------------
 
 void check_descriptors() {
   same_number("descriptors", "number of open ones", disk_open_count(), 0);
@@ -75,13 +93,6 @@ void check_descriptors() {
     __real_close(gsLowestDescriptor);
   } else if (fcntl(gsLowestDescriptor, F_GETFD) != -1) {
     broken("descriptor %d, the lowest that was free, is open", gsLowestDescriptor);
-  }
-}
-
-void check_capacities() {
-  const kelvane::StatusBlob *blob = kelvane::status_blob();
-  if (blob->extension_count > kelvane::kStatusBlobExtensions || blob->vm.handler_count > 3) {
-    broken("the status blob holds %d extensions and %d handlers", blob->extension_count, blob->vm.handler_count);
   }
 }
 
@@ -106,13 +117,16 @@ void invariants_begin_pass() {
   w.counts.passes++;
   w.counts.metadata_lives += w.metadata && gsPasses == 0 ? 1 : 0;
   gsPasses++;
-  gsAsked = view().asked;
+  loop_watch_pass();
+  gsBefore = view();
   happened("pass");
   if (gsPasses == 1) {
+    check_asked_at_start(view());
     first_boot_over();
   }
   expectation_begin_pass();
   event_hub_begin_pass();
+  event_watch_begin_pass();
 }
 
 void invariants_end_pass() {
@@ -121,11 +135,11 @@ void invariants_end_pass() {
   check_commands();
   check_plugins();
   check_asked();
-  check_capacities();
   check_descriptors();
-  event_watch_pass();
+  event_watch_end_pass();
   memory_watch_pass();
   check_reports();
+  view_end_pass();
 }
 
 }  // namespace simulate

@@ -1,40 +1,12 @@
 #include "tests/simulate/metadata_reports.h"
 
-#include <ctime>
-
 #include "tests/simulate/check_json.h"
+#include "tests/simulate/told.h"
 #include "tests/simulate/view.h"
 
 namespace simulate {
 
 namespace {
-
-struct Told {
-  const char *operation, *status, *message;  // null for what the plugin holds
-};
-
-// By the row of the name; the rest are nobody's.
-constexpr Told kTold[] = {
-    {"Daemon", "success", nullptr},
-    {"Enable", "success", "Enable ASM succeeded."},
-    {"Enable", "success", "Enable succeeded."},
-    {"Enable", nullptr, nullptr},
-};
-constexpr Told kNobodys = {"Enable", "error", "Not supported."};
-
-const Told &told_of(int row) {
-  return row < static_cast<int>(sizeof kTold / sizeof *kTold) ? kTold[row] : kNobodys;
-}
-
-std::string time_text(int64_t at) {
-  const time_t seconds = at;
-  tm parts = {};
-  char text[32] = "";
-  if (at != 0 && gmtime_r(&seconds, &parts) != nullptr) {
-    std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &parts);
-  }
-  return text;
-}
 
 Json handler_of(int row, const Expected &plugin) {
   return {{"name", cut(kNameTexts[row], 127)},
@@ -61,20 +33,14 @@ void check_vm_status(const std::string &document) {
 
 void check_extension(const std::string &name, const std::string &document, int row, const Expected &plugin) {
   const std::string what = "the status of " + name;
-  const Json is = parse_json(what.c_str(), document);
-  const Told &told = told_of(row);
-  const bool installed = plugin.installed != 0;
-  same_json(what + ", code", is.at("code"), "0");
-  same_json(what + ", number", is.at("sequenceNumber"), installed ? plugin.sequence_number : 0);
-  same_json(what + ", time", is.at("configurationAppliedTime"), installed ? time_text(plugin.command_time) : "");
-  same_json(what + ", operation", is.at("operation"), installed ? told.operation : "");
-  same_json(what + ", message", is.at("message"),
-            !installed                ? ""
-            : told.message != nullptr ? told.message
-                                      : plugin.message);
-  if (told.status != nullptr) {
-    same_json(what + ", status", is.at("status"), installed ? told.status : "");
-  }
+  const Told told = told_of(row, plugin);
+  same_json(what, parse_json(what.c_str(), document),
+            {{"configurationAppliedTime", told.applied},
+             {"operation", told.operation},
+             {"status", told.status},
+             {"sequenceNumber", told.sequence_number},
+             {"code", "0"},
+             {"message", told.message}});
 }
 
 void check_extensions(const std::map<std::string, std::string> &sent) {

@@ -73,7 +73,7 @@ Reply answer_handlers(const Request &request) {
   static std::string line;
   static std::string old_line;
   const World &w = world();
-  if (!request.identified && !w.keyless) {
+  if (header_value(request, "x-ms-vmagent-public-x509-cert: ").empty() && !w.keyless) {
     broken("the handlers are asked for without the transport certificate");
   }
   return answer_document(request, "handlers",
@@ -149,6 +149,10 @@ const std::string &certificate_data_document(const Revision &revision) {
 
 std::string_view metadata_error_document() {
   return kError;
+}
+
+std::string_view metadata_certificate_list() {
+  return kCertificates;
 }
 
 std::string etag_of(const Revision &revision) {

@@ -12,10 +12,11 @@ namespace simulate {
 // The resource that an address names; null for any other address.
 const Route *metadata_route(std::string_view url);
 
-// The list of handlers of a revision, and its certificate; the document that an error sends in place of any; the ETag
-// with a revision.
+// The list of handlers of a revision, and its certificate; the list that names one; the document that an error sends in
+// place of any; the ETag with a revision.
 const std::string &handlers_document(const Revision &revision);
 const std::string &certificate_data_document(const Revision &revision);
+std::string_view metadata_certificate_list();
 std::string_view metadata_error_document();
 std::string etag_of(const Revision &revision);
 

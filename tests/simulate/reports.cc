@@ -8,9 +8,11 @@
 #include "tests/simulate/disk.h"
 #include "tests/simulate/expectation.h"
 #include "tests/simulate/metadata_reports.h"
-#include "tests/simulate/same.h"
+#include "tests/simulate/recorded.h"
 #include "tests/simulate/sent.h"
 #include "tests/simulate/stored.h"
+#include "tests/simulate/told.h"
+#include "tests/simulate/upload.h"
 #include "tests/simulate/view.h"
 
 namespace simulate {
@@ -43,12 +45,14 @@ std::vector<size_t> times_in(std::string_view document) {
 
 bool same_but_for_times(std::string_view document) {
   const std::string_view right = gsRight.document;
+  const std::string moment = " \"" + time_text(recorded_at()) + "\"";
   if (document.size() != right.size()) {
     return false;
   }
   size_t from = 0;
   for (const size_t at : gsRight.times) {
-    if (document.substr(from, at - from) != right.substr(from, at - from)) {
+    if (document.substr(from, at - from) != right.substr(from, at - from) ||
+        document.substr(at, kTimeLength) != moment) {
       return false;
     }
     from = std::min(at + kTimeLength, right.size());
@@ -60,22 +64,15 @@ bool alike() {
   return expectation_commands() == 0 && gsRight.incarnation == view().effective.incarnation;
 }
 
-// The service is asked for the type whenever there is an address to put the document to, and gets it if it says one.
-void check_upload(const Sent &sent) {
-  same_number("status blob", "question for its type", sent.types_asked > 0, view().held.incarnation != 0);
-  same_number("status blob", "put", sent.puts > 0, sent.type_known && sent.type_taken);
-}
-
-void check_document(const Sent &sent) {
-  check_upload(sent);
-  if (sent.status_blob.empty() || (alike() && same_but_for_times(sent.status_blob))) {
+void check_document(const std::string &document) {
+  if (document.empty() || (alike() && same_but_for_times(document))) {
     return;
   }
   world().counts.documents++;
-  check_status_document(sent.status_blob);
+  check_status_document(document);
   gsRight.incarnation = view().effective.incarnation;
-  gsRight.document = sent.status_blob;
-  gsRight.times = times_in(sent.status_blob);
+  gsRight.document = document;
+  gsRight.times = times_in(document);
 }
 
 void check_metadata(const Sent &sent) {
@@ -92,14 +89,17 @@ void check_metadata(const Sent &sent) {
 
 void check_reports() {
   if (expectation_commands() > 0 && !world().status_spoilt) {
+    world().counts.status_files++;
     check_status_file(disk_bytes(kStatusFile));
   }
   if (world().metadata) {
     check_metadata(sent_last());
   } else {
-    check_document(sent_last());
+    upload_check();
+    check_document(upload_document());
   }
   sent_forget();
+  upload_forget();
 }
 
 }  // namespace simulate

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "tests/fuzz/fixed_key.h"
+#include "tests/simulate/wanted.h"
 #include "tests/support/base64.h"
 
 namespace simulate {
@@ -97,12 +98,7 @@ std::string sealed(const std::string &plain) {
 }
 
 std::string settings_text(int32_t number) {
-  return "{\"commandToExecute\": \"sh config-eventhub.sh " + std::string(kSecretOperation) + " " +
-         support::base64(
-             "{\"Logging\": {\"ApplianceID\": \"" + secret_appliance(number) +
-             "\", \"Connection\": {\"PolicySASKey\": \"k\", \"PolicyName\": \"p\", \"EventHubName\": \"e\", "
-             "\"ServiceBusNamespace\": \"s\"}}}") +
-         "\"}";
+  return "{\"commandToExecute\": \"" + hub_command(kSecretOperation, secret_appliance(number)) + "\"}";
 }
 
 std::string thumbprint() {

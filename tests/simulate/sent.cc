@@ -32,31 +32,15 @@ std::string extension_in(std::string_view url) {
   return std::string(rest.substr(0, rest.find("?api-version=")));
 }
 
-void storage_sent(const Request &request) {
-  (request.method == Method::kHead ? gsSent.types_asked : gsSent.puts)++;
-  if (request.body.size() > 1) {
-    gsSent.status_blob = request.body;
-  }
-}
-
 }  // namespace
-
-void sent_type_told(bool known) {
-  gsSent.type_known = known;
-}
-
-void sent_type_taken(bool answered) {
-  gsSent.type_taken = answered;
-}
 
 void sent(const Request &request) {
   const std::string_view url = request.url;
   const std::string_view body = request.body;
-  if (contains(url, "storage.example.net")) {
-    storage_sent(request);
-  } else if (body.empty()) {
+  if (body.empty()) {
     return;
-  } else if (contains(url, "comp=telemetrydata")) {
+  }
+  if (contains(url, "comp=telemetrydata")) {
     gsEventsPosted += count(body, "<Event ");
   } else if (contains(url, "comp=health") || contains(url, "/provisioningStatus?")) {
     provisioning_sent(body);
@@ -72,9 +56,6 @@ const Sent &sent_last() {
 }
 
 void sent_forget() {
-  gsSent.types_asked = gsSent.puts = 0;
-  gsSent.type_known = gsSent.type_taken = false;
-  gsSent.status_blob.clear();
   gsSent.vm_status.clear();
   gsSent.extensions.clear();
   gsSent.provisioning.clear();

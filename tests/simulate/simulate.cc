@@ -88,17 +88,21 @@ double used_seconds() {
 
 void print_good(double seconds) {
   const Counts &c = world().counts;
-  std::printf("seed %" PRIu64 ": ok, %.1f s; passes %" PRIu64 " (told everything %" PRIu64
-              ", checked as settled %" PRIu64 ", documents %" PRIu64 ", memory %" PRIu64 "), requests %" PRIu64
-              " (faulty %" PRIu64 "), incarnations %" PRIu64 ", commands %" PRIu64 ", first boots %" PRIu64
-              " (calls failed %" PRIu64 "), restarts %" PRIu64 ", power cuts %" PRIu64
-              ", lives with the metadata service %" PRIu64 " (changes missed %" PRIu64 "), times of trouble %" PRIu64
-              " (failed calls %" PRIu64 ", writes %" PRIu64 "), clock jumps %" PRIu64 ", longest queue %" PRIu64
-              ", longest silence %" PRIu64 " s, memory risen by %" PRIu64 ", digest %016" PRIx64 "\n",
-              world().seed, seconds, c.passes, c.clean_passes, c.settled_checks, c.documents, c.memory_checks,
-              c.requests, c.faults, c.revisions, c.commands, c.first_boots, c.spoilt_boots, c.restarts, c.cuts,
-              c.metadata_lives, c.missed, c.troubles, c.failed_calls, c.failed_writes, c.jumps, c.longest_queue,
-              c.longest_silence, c.rise, world().digest);
+  std::printf(
+      "seed %" PRIu64 ": ok, %.1f s; passes %" PRIu64 " (told everything %" PRIu64 ", checked as settled %" PRIu64
+      ", documents %" PRIu64 ", memory %" PRIu64 "), requests %" PRIu64 " (faulty %" PRIu64 "), incarnations %" PRIu64
+      ", commands %" PRIu64 ", first boots %" PRIu64 " (calls failed %" PRIu64 "), restarts %" PRIu64
+      ", power cuts %" PRIu64 ", lives with the metadata service %" PRIu64 " (changes missed %" PRIu64
+      "), incarnations told over the wire %" PRIu64 " (extensions missed %" PRIu64 "), status files read %" PRIu64
+      ", event hub commands %" PRIu64 " (from protected settings %" PRIu64 "), seventh names %" PRIu64
+      ", events posted %" PRIu64 " (heartbeats %" PRIu64 "), times of trouble %" PRIu64 " (failed calls %" PRIu64
+      ", writes %" PRIu64 "), clock jumps %" PRIu64 ", longest queue %" PRIu64 ", longest silence %" PRIu64
+      " s, memory risen by %" PRIu64 ", digest %016" PRIx64 "\n",
+      world().seed, seconds, c.passes, c.clean_passes, c.settled_checks, c.documents, c.memory_checks, c.requests,
+      c.faults, c.revisions, c.commands, c.first_boots, c.spoilt_boots, c.restarts, c.cuts, c.metadata_lives, c.missed,
+      c.wire_changes, c.wire_missed, c.status_files, c.hub_commands, c.secret_commands, c.seventh_names, c.posted,
+      c.heartbeats, c.troubles, c.failed_calls, c.failed_writes, c.jumps, c.longest_queue, c.longest_silence, c.rise,
+      world().digest);
 }
 
 void print_bad(const Options &options) {
@@ -128,6 +132,8 @@ bool play_seed(uint64_t seed, const Options &options) {
   if (world().digest != digest || std::memcmp(&world().counts, &counts, sizeof counts) != 0) {
     std::printf("seed %" PRIu64 ": FAILED: the second play differs: digest %016" PRIx64 ", then %016" PRIx64 "\n", seed,
                 digest, world().digest);
+    std::puts("The last thirty events of the second:");
+    print_happenings();
     return false;
   }
   return true;

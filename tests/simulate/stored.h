@@ -10,7 +10,7 @@ namespace simulate {
 // The plugins' status file: one element a plugin that is known, and in it what a restart needs.
 void check_status_file(std::string_view bytes);
 
-// The status document: the first three handlers that have a status, and each one's settings status.
+// The status document: the agent, the first three handlers that have a status, and each one's settings status.
 void check_status_document(const std::string &document);
 
 }  // namespace simulate

@@ -27,6 +27,7 @@ void goal_state_given(const Given &given) {
 }
 
 void extensions_given(const Given &given) {
+  gsView.extensions_asked++;
   const Revision *told = given.result == CURLE_OK ? revision_of(given.collected, extensions_document) : nullptr;
   if (told != nullptr) {
     gsView.effective = gsView.held = *told;
@@ -94,12 +95,19 @@ void tenant_given(const Given &given, Document document) {
 }
 
 void certificates_given(const Given &given) {
+  gsView.certificates_asked++;
   tenant_given(given, certificates_document);
+}
+
+void list_given(const Given &given) {
+  gsView.certificates_asked++;
+  gsView.certificate_due = given.result == CURLE_OK && given.body == metadata_certificate_list();
 }
 
 void certificate_given(const Given &given) {
   tenant_given(given, certificate_data_document);
   gsView.certificates++;
+  gsView.certificate_due = false;
 }
 
 struct Row {
@@ -111,6 +119,7 @@ constexpr Row kRows[] = {
     {"comp=goalstate", goal_state_given},
     {"comp=extensions", extensions_given},
     {"comp=certificates", certificates_given},
+    {"Microsoft.Compute/certificates?", list_given},
     {"Microsoft.Compute/certificateData/", certificate_given},
     {"Microsoft.Compute/extensionHandlers", handlers_given},
 };
@@ -126,6 +135,17 @@ void view_given(const Given &given) {
     if (contains(given.url, row.part)) {
       row.given(given);
     }
+  }
+}
+
+// Told for the first time in this life: a goal state that is taken back asks for the extensions once more.
+void view_end_pass() {
+  static int32_t newest = 0;
+  const int32_t wanted = world().current.incarnation;
+  if (!world().metadata && gsView.incarnation == wanted && newest != wanted) {
+    newest = wanted;
+    world().counts.wire_changes++;
+    world().counts.wire_missed += gsView.effective.incarnation != wanted ? 1 : 0;
   }
 }
 

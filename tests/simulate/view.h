@@ -15,6 +15,9 @@ namespace simulate {
 struct View {
   // How often it was asked what the cloud wants: for the goal state, or for the metadata service's handlers.
   uint64_t asked;
+  // How often for the extensions and the certificates that the goal state names, or for the metadata service's list of
+  // certificates.
+  uint64_t extensions_asked, certificates_asked;
   // Of the wire server: read last. Of the metadata service: the ETag of this pass. 0 for none.
   int32_t incarnation;
   // The extensions that this pass goes by. Of the wire server: read last; of the metadata service: read in this pass.
@@ -28,8 +31,9 @@ struct View {
   bool missed;
   // The tenant's key came through: it stays, as no other ever does.
   bool tenant;
-  // How often a certificate was asked for.
+  // How often a certificate was asked for; and whether a list named one that was not asked for since.
   uint64_t certificates;
+  bool certificate_due;
 };
 
 const View &view();
@@ -44,6 +48,9 @@ struct Given {
   std::string_view header;
 };
 void view_given(const Given &given);
+
+// A pass is over: counts the changes that the wire server told of, and those whose document did not come through.
+void view_end_pass();
 
 // Whether the agent has been told everything that the cloud wants at the moment.
 bool view_is_current();

@@ -25,6 +25,9 @@ constexpr const char *kVersions[] = {
     "1.2.0.0.build-of-the-long-winter-2025",
 };
 
+constexpr int kKept = 2;                 // of a whole list, in the revision that follows
+constexpr char kHighest[] = "2.0.0.10";  // of these
+
 void draw_version(Wanted *wanted) {
   Dice &dice = world().dice;
   // Mostly ordinary ones.
@@ -42,15 +45,17 @@ void draw_asked(Wanted *wanted) {
   wanted->other_case = dice.percent(10);
 }
 
+void number(Wanted *wanted, int32_t sequence_number) {
+  wanted->sequence_number = wanted->settings_number = sequence_number;
+}
+
 void draw_settings(Wanted *wanted) {
   Dice &dice = world().dice;
   const Settings limit = world().readable_percent > 0 ? Settings::kCount : Settings::kSecret;
   wanted->settings = static_cast<Settings>(dice.below(static_cast<uint32_t>(limit)));
   // Numbers that come again, one that means "none" to a plugin, and ever new ones.
   const uint32_t roll = dice.below(100);
-  wanted->sequence_number = roll < 30   ? static_cast<int32_t>(dice.below(4))
-                            : roll < 33 ? -1
-                                        : world().current.incarnation;
+  number(wanted, roll < 30 ? static_cast<int32_t>(dice.below(4)) : roll < 33 ? -1 : world().current.incarnation);
 }
 
 bool listed(const Revision &revision, int name) {
@@ -104,8 +109,21 @@ void change_one(Revision *revision) {
       break;
     default:
       wanted->asked = Asked::kEnabled;
-      wanted->sequence_number = revision->incarnation;
+      number(wanted, revision->incarnation);
       break;
+  }
+}
+
+// A whole list, each name installed: more than a status document has room for.
+void crowd(Revision *revision) {
+  for (revision->count = 0; revision->count < kMostWanted; revision->count++) {
+    Wanted &made = revision->wanted[revision->count];
+    made = {};
+    made.name = revision->count;
+    std::snprintf(made.version, sizeof made.version, "%s", kHighest);
+    made.asked = Asked::kEnabled;
+    made.settings = Settings::kPublicOnly;
+    number(&made, revision->incarnation);
   }
 }
 
@@ -131,9 +149,14 @@ void cloud_publish() {
   w.current.page_blob = w.dice.percent(30);
   // What came through once does so rarely again: opening it costs OpenSSL a millisecond.
   w.current.readable = w.dice.percent(view().tenant ? w.readable_percent / 8 : w.readable_percent);
+  // A whole list is there for once.
+  w.current.count = w.current.count == kMostWanted ? kKept : w.current.count;
   // At times nothing at all is wanted.
-  if (w.dice.percent(4)) {
+  const uint32_t roll = w.dice.below(100);
+  if (roll < 4) {
     w.current.count = 0;
+  } else if (roll < 6) {
+    crowd(&w.current);
   } else {
     for (uint32_t changes = 1 + w.dice.below(4); changes > 0; changes--) {
       change_one(&w.current);
@@ -148,8 +171,16 @@ void cloud_begin() {
   world().previous = world().current;
 }
 
+std::string hub_command(const std::string &operation, const std::string &appliance) {
+  return "sh config-eventhub.sh " + operation + " " +
+         support::base64("{\"Logging\": {\"ApplianceID\": \"" + appliance +
+                         "\", \"Connection\": {\"PolicySASKey\": \"" + kHubKey + "\", \"PolicyName\": \"" + kHubPolicy +
+                         "\", \"EventHubName\": \"" + kHubName + "\", \"ServiceBusNamespace\": \"" + kHubNamespace +
+                         "\"}}}");
+}
+
 std::string appliance_of(const Wanted &wanted) {
-  return "appliance-" + std::to_string(wanted.sequence_number);
+  return "appliance-" + std::to_string(wanted.settings_number);
 }
 
 std::string command_of(const Wanted &wanted) {
@@ -160,11 +191,7 @@ std::string command_of(const Wanted &wanted) {
       return "sh config-eventhub.sh op-1 " + support::base64("{\"Logging\": {\"ApplianceID\": \"half\"}}");
     case Settings::kEventHub:
     case Settings::kBoth:
-      return "sh config-eventhub.sh op-" + std::to_string(wanted.sequence_number) + " " +
-             support::base64(
-                 "{\"Logging\": {\"ApplianceID\": \"" + appliance_of(wanted) +
-                 "\", \"Connection\": {\"PolicySASKey\": \"k\", \"PolicyName\": \"p\", \"EventHubName\": \"e\", "
-                 "\"ServiceBusNamespace\": \"s\"}}}");
+      return hub_command("op-" + std::to_string(wanted.settings_number), appliance_of(wanted));
     default:
       return "";
   }

@@ -12,6 +12,13 @@ namespace simulate {
 void cloud_begin();
 void cloud_publish();
 
+// The command that configures the event hub with this identifier, and what else it configures.
+inline constexpr char kHubKey[] = "key";
+inline constexpr char kHubPolicy[] = "policy";
+inline constexpr char kHubName[] = "hub";
+inline constexpr char kHubNamespace[] = "namespace";
+std::string hub_command(const std::string &operation, const std::string &appliance);
+
 // The command that CustomScript finds in these settings, empty for none; and the identifier that it configures.
 std::string command_of(const Wanted &wanted);
 std::string appliance_of(const Wanted &wanted);

@@ -46,6 +46,7 @@ struct Wanted {
   Asked asked;
   bool other_case;  // the state's text is written in capitals
   int32_t sequence_number;
+  int32_t settings_number;  // that the settings' texts name; the same, but where another entry's number goes with them
   Settings settings;
 };
 
@@ -149,7 +150,11 @@ struct Happening {
 struct Counts {
   uint64_t passes, clean_passes, settled_checks, documents, memory_checks;
   uint64_t commands, requests, faults, revisions, restarts, cuts, jumps, first_boots, spoilt_boots, metadata_lives;
-  uint64_t missed;  // changes that a broken answer under its ETag hid
+  uint64_t missed;                     // changes that a broken answer under its ETag hid
+  uint64_t wire_changes, wire_missed;  // incarnations that were told; of these, whose extensions did not come through
+  uint64_t secret_commands;            // enabled from protected settings that were opened
+  uint64_t seventh_names;              // in a status document that has room for six
+  uint64_t status_files, hub_commands, heartbeats, posted;
   uint64_t troubles, dumps, failed_calls, failed_writes;
   uint64_t longest_queue;
   uint64_t longest_silence;  // in seconds, from one pass to the next; the clock set back not counted

@@ -2,6 +2,7 @@
 // and drives the agent's own write, read and header callbacks, as libcurl would. Header lists stay libcurl's.
 #include <curl/curl.h>
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstring>
 #include <string>
@@ -111,16 +112,6 @@ simulate::Method method_of(const Handle &handle) {
   return handle.no_body ? simulate::Method::kHead : simulate::Method::kGet;
 }
 
-bool identified(const Handle &handle) {
-  constexpr std::string_view kName = "x-ms-vmagent-public-x509-cert: ";
-  for (const curl_slist *each = handle.headers; each != nullptr; each = each->next) {
-    if (std::string_view(each->data).substr(0, kName.size()) == kName) {
-      return true;
-    }
-  }
-  return false;
-}
-
 std::string read_upload(const Handle &handle) {
   std::string body;
   char block[16384];
@@ -144,17 +135,43 @@ std::string body_of(const Handle &handle) {
   return handle.post && handle.fields != nullptr ? std::string(handle.fields, static_cast<size_t>(handle.size)) : "";
 }
 
-// In two pieces, as a network would.
-CURLcode deliver(const Handle &handle, std::string_view body) {
-  const size_t half = body.size() / 2;
-  for (const std::string_view piece : {body.substr(0, half), body.substr(half)}) {
-    std::string bytes(piece);
-    if (!bytes.empty() && handle.write != nullptr &&
-        handle.write(bytes.data(), 1, bytes.size(), handle.write_data) != bytes.size()) {
-      return CURLE_WRITE_ERROR;
+// In two pieces, as a network would: what the agent took of it.
+size_t deliver(const Handle &handle, std::string_view body) {
+  constexpr size_t kLongestFirst = 4096;
+  const size_t first = std::min(body.size() / 2, kLongestFirst);
+  size_t taken = 0;
+  for (const std::string_view piece : {body.substr(0, first), body.substr(first)}) {
+    // The agent only reads it.
+    if (!piece.empty() &&
+        handle.write(const_cast<char *>(piece.data()), 1, piece.size(), handle.write_data) != piece.size()) {
+      break;
     }
+    taken += piece.size();
   }
-  return CURLE_OK;
+  return taken;
+}
+
+std::string_view collected(const Handle &handle) {
+  const auto *buffer = static_cast<const kelvane::Buffer *>(handle.write_data);
+  return {buffer->data != nullptr ? buffer->data : "", buffer->length};
+}
+
+// What the agent holds afterwards is what it held before, and what it took of the body: never more than 32 MB.
+CURLcode deliver_body(const Handle &handle, std::string_view body) {
+  if (handle.write == nullptr || handle.write_data == nullptr) {
+    simulate::broken("nobody takes the answer of %s", handle.url.c_str());
+  }
+  const std::string before(collected(handle));
+  const size_t taken = deliver(handle, body);
+  const std::string_view after = collected(handle);
+  if (after.size() != before.size() + taken || after.substr(0, before.size()) != before ||
+      after.substr(before.size()) != body.substr(0, taken)) {
+    simulate::broken("of an answer of %zu bytes behind %zu, %zu are held", body.size(), before.size(), after.size());
+  }
+  if (after.size() > size_t{32} * 1024 * 1024) {
+    simulate::broken("%zu bytes of an answer are taken", after.size());
+  }
+  return taken == body.size() ? CURLE_OK : CURLE_WRITE_ERROR;
 }
 
 void deliver_header(const Handle &handle, std::string_view line) {
@@ -166,18 +183,16 @@ void deliver_header(const Handle &handle, std::string_view line) {
 
 CURLcode perform(Handle *handle) {
   const std::string body = body_of(*handle);
-  const simulate::Request request = {handle->url,     method_of(*handle),  handle->fail_on_error,
-                                     handle->timeout, identified(*handle), body};
+  const simulate::Request request = {handle->url,     method_of(*handle), handle->fail_on_error,
+                                     handle->timeout, handle->headers,    body};
   simulate::sent(request);
   const simulate::Reply reply = simulate::cloud_answer(request);
   handle->code = reply.code;
   deliver_header(*handle, reply.header);
-  const CURLcode delivered = deliver(*handle, reply.body);
+  const CURLcode delivered = deliver_body(*handle, reply.body);
   const CURLcode result = delivered != CURLE_OK ? delivered : reply.result;
   if (request.method == simulate::Method::kGet) {
-    const auto *buffer = static_cast<const kelvane::Buffer *>(handle->write_data);
-    simulate::view_given({request.url, result, reply.body,
-                          std::string_view(buffer->data != nullptr ? buffer->data : "", buffer->length), reply.header});
+    simulate::view_given({request.url, result, reply.body, collected(*handle), reply.header});
   }
   return result;
 }

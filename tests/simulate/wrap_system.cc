@@ -13,6 +13,7 @@
 
 #include "tests/simulate/disk.h"
 #include "tests/simulate/events.h"
+#include "tests/simulate/loop_watch.h"
 #include "tests/simulate/media.h"
 #include "tests/simulate/world.h"
 
@@ -148,8 +149,15 @@ long __wrap_sysconf(int) {
   return 2;
 }
 
+// The loop's turns are the only ones that sleep for a second.
 unsigned __wrap_sleep(unsigned seconds) {
+  if (seconds == 1) {
+    loop_watch_sleeps();
+  }
   pass_time(seconds);
+  if (seconds == 1) {
+    loop_watch_wakes();
+  }
   return 0;
 }
 
