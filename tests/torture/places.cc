@@ -63,14 +63,14 @@ Names functions_at(const std::string &program, const std::set<std::string> &addr
     throw std::runtime_error("cannot run addr2line");
   }
   Names out;
-  char line[4096];
+  char name[4096], place[4096];
   for (const std::string &address : addresses) {
-    if (std::fgets(line, sizeof line, pipe) != nullptr) {
-      out[address] = plain(line);
+    if (std::fgets(name, sizeof name, pipe) == nullptr || std::fgets(place, sizeof place, pipe) == nullptr) {
+      break;
     }
-    (void)std::fgets(line, sizeof line, pipe);  // the file
+    out[address] = plain(name);
   }
-  if (pclose(pipe) != 0) {
+  if (pclose(pipe) != 0 || out.size() != addresses.size()) {
     throw std::runtime_error("addr2line fails for " + program);
   }
   return out;

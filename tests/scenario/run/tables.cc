@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <array>
+#include <map>
+#include <utility>
 #include <vector>
 
 #include "platform/records.h"
@@ -63,11 +65,18 @@ std::vector<std::string> known_passwords(const Json &scenario) {
   return known;
 }
 
-// Every stored form has a salt of its own.
+// Every stored form has a salt of its own. To try a password is dear, and the same form stands in several places.
 std::string password_in_words(const std::string &stored, const std::vector<std::string> &known) {
-  const auto found =
-      std::find_if(known.begin(), known.end(), [&](const std::string &clear) { return password_fits(stored, clear); });
-  return found != known.end() ? "that of " + *found : stored.empty() ? "none" : "one that the scenario does not know";
+  static std::map<std::pair<std::string, std::vector<std::string>>, std::string> words;
+  std::string &found = words[{stored, known}];
+  if (found.empty()) {
+    const auto fits = [&](const std::string &clear) { return password_fits(stored, clear); };
+    const auto clear = std::find_if(known.begin(), known.end(), fits);
+    found = clear != known.end() ? "that of " + *clear
+            : stored.empty()     ? "none"
+                                 : "one that the scenario does not know";
+  }
+  return found;
 }
 
 Json tables_in_words(const std::string &root, const Json &scenario) {
