@@ -107,6 +107,16 @@ def taken(source):
     return set(re.findall(r'"(--[a-z][a-z-]*)[": ]', source)) - {"--help"}
 
 
+def compared(script):
+    """The options that a script itself looks for: compared with ==, or a pattern of a case. What it passes on to another
+    program is none."""
+    code = "\n".join(line for line in script.splitlines() if not line.lstrip().startswith("#"))
+    found = re.findall(r"==\s*(--[a-z][a-z-]*)", code)
+    for pattern in re.findall(r"^\s*\(?((?:[\w*-]+\s*\|\s*)*[\w*-]+)\)(?:\s|$)", code, re.MULTILINE):
+        found += re.findall(r"(?<![\w-])--[a-z][a-z-]*", pattern)
+    return set(found) - {"--help"}
+
+
 def taken_by(tree, program):
     """The options that the sources of a program's folder know."""
     for file in tree.matching(r"(tools|tests)/(.*/)?CMakeLists\.txt"):
@@ -125,7 +135,7 @@ def check_options(tree):
         verb = f"./dev {file.split('dev-')[1]}"
         _, second, script = tree.read(file).split("\n", 2)
         program = re.search(r'^exec .*?/([\w-]+)"? ', script, re.MULTILINE)
-        takers[verb] = options_in(script) | (taken_by(tree, program[1]) if program else set())
+        takers[verb] = compared(script) | (taken_by(tree, program[1]) if program else set())
         row = options_in(table.get(verb, ""))
         for option in sorted((options_in(second) | row) - takers[verb]):
             yield f"{file}: its second line or its row in CONTRIBUTING.md has {option}, which nothing takes"
