@@ -1,5 +1,6 @@
 // Runs a fuzz target over the files of corpus folders, with any compiler: what a fuzzer once found stays found. Says
-// which input took longest, in CPU time, as the machine may be busy. A folder that is missing is empty.
+// which input took longest, in CPU time, as the machine may be busy. A folder that is missing is empty, but without any
+// input at all nothing is replayed: a failure where the tools make the seeds.
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
@@ -58,7 +59,7 @@ int main(int count, char **arguments) {
     }
   }
   if (inputs == 0) {
-    std::fprintf(stderr, "SKIP  there are no inputs: without the tools nothing makes the seeds\n");
+    std::fprintf(stderr, "SKIP  there are no inputs, which is right without the tools alone: they make the seeds\n");
     return kSkipped;
   }
   std::fprintf(stderr, "%zu inputs, the slowest %.1f ms of CPU: %s\n", inputs, longest, slowest.c_str());

@@ -71,6 +71,13 @@ std::string many_members(const std::string &value = "0") {
   return out + "}";
 }
 
+// Printed as the agent keeps it, with each value on a line of its own, this has more bytes than a text may have.
+std::string longer_when_printed() {
+  constexpr size_t kLevels = 29;
+  return R"({"vmName":"gate","text":")" + repeated("x", kelvane::kJsonMaxBytes / 2) + R"(","values":)" +
+         repeated("[", kLevels) + repeated("1,", kelvane::kJsonMaxValues - 100) + "1" + repeated("]", kLevels) + "}";
+}
+
 // Handlers with a level of members each, and long texts in them.
 std::string many_handlers() {
   const std::string text = std::string(100, 'x');
@@ -145,6 +152,7 @@ std::map<std::string, std::string> worst_seeds() {
       {"plugin_status/long_text", "[{\"name\":\"" + std::string(kJsonRoom - 2000, 'x') + "\"}]"},
       {"headers/long_value", "x-ms-blob-type: " + repeated("x", 100000) + "\r\n"},
       {"metadata_identity/many_members", many_members()},
+      {"metadata_identity/longer_when_printed", longer_when_printed()},
       {"metadata_identity/long_text", "{\"vmName\":\"" + repeated("\\u0001", kJsonRoom / 6) + "\"}"},
       {"metadata_handlers/many_names", many_names(kelvane::kJsonMaxValues / 2 - 2)},
       {"metadata_handlers/many_handlers", many_handlers()},
