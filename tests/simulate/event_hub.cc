@@ -14,6 +14,11 @@ struct Done {
 
 Done gsDone;
 
+// A command has asked for the record: what is written next is its.
+bool writing() {
+  return gsDone.asked > gsDone.succeeded + gsDone.failed;
+}
+
 }  // namespace
 
 void event_hub_begin_pass() {
@@ -26,8 +31,7 @@ void event_hub_asked() {
 
 bool event_hub_refused() {
   World &w = world();
-  const bool writing = gsDone.asked > gsDone.succeeded + gsDone.failed;
-  if (!writing || !w.dice.percent(10)) {
+  if (!writing() || !w.dice.percent(10)) {
     return false;
   }
   w.counts.failed_calls++;
@@ -36,7 +40,9 @@ bool event_hub_refused() {
 }
 
 void event_hub_written(bool succeeded) {
-  (succeeded ? gsDone.succeeded : gsDone.failed)++;
+  if (writing()) {
+    (succeeded ? gsDone.succeeded : gsDone.failed)++;
+  }
 }
 
 void event_hub_told(uint32_t event_id, int32_t result, const char *text) {

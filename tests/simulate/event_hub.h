@@ -16,6 +16,7 @@ void event_hub_asked();
 // somebody else has the database.
 bool event_hub_refused();
 
+// The configuration was written, or not; what others write does not count.
 void event_hub_written(bool succeeded);
 void event_hub_told(uint32_t event_id, int32_t result, const char *text);
 

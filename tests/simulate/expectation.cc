@@ -31,6 +31,7 @@ int gsSeen = 0;
 int gsHubCommands = 0;
 int gsEvents[kOperations] = {};
 const char *gsVMAccessStatus = "";
+std::string gsPassword;
 bool gsForetold = false;
 int32_t gsMarker = 0;  // of the last pass; 0 for none
 
@@ -121,6 +122,9 @@ void enable_vm_access(Expected *plugin, const Wanted *entry, int32_t sequence_nu
   plugin->command_time = wall_clock();
   put(plugin->message, has_both(entry) ? "Enable succeeded." : "failed");
   gsVMAccessStatus = has_both(entry) ? "success" : "error";
+  if (has_both(entry) && entry->settings >= Settings::kSecret && view().tenant) {
+    gsPassword = secret_password(entry->settings_number);
+  }
 }
 
 void acknowledge(Expected *plugin, int32_t sequence_number) {
@@ -272,6 +276,7 @@ void expectation_begin_pass() {
   gsHubCommands = 0;
   std::fill(std::begin(gsEvents), std::end(gsEvents), 0);
   gsForetold = false;
+  gsPassword.clear();
 }
 
 void expectation_foretell() {
@@ -337,6 +342,10 @@ int expectation_events(int32_t operation) {
 
 const char *expectation_vm_access_status() {
   return gsVMAccessStatus;
+}
+
+const std::string &expectation_password() {
+  return gsPassword;
 }
 
 int expectation_hub_commands() {

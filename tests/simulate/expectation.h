@@ -5,6 +5,8 @@
 #ifndef KELVANE_TESTS_SIMULATE_EXPECTATION_H
 #define KELVANE_TESTS_SIMULATE_EXPECTATION_H
 
+#include <string>
+
 #include "tests/simulate/world.h"
 
 namespace simulate {
@@ -34,6 +36,9 @@ int expectation_seen();
 
 // The status that the VM-access plugin tells of itself, which is not saved: empty in a life before it is enabled.
 const char *expectation_vm_access_status();
+
+// The administrator's password that this pass sets last; empty for none.
+const std::string &expectation_password();
 
 // The settings that go with the wanted extension at index, null for none: its own under the metadata service; of the
 // wire server's, the last entry of its name and version, and only for the first extension of these. Valid until the

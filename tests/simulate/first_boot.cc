@@ -190,6 +190,10 @@ void first_boot_call_failed() {
   boot.spoilt = boot.spoilt || (!gsMarked && !gsOver);
 }
 
+bool first_boot_is_over() {
+  return gsOver;
+}
+
 void first_boot_over() {
   World &w = world();
   gsOver = true;

@@ -19,6 +19,7 @@ void first_boot_call_failed();
 
 // The start is over, the first pass begins.
 void first_boot_over();
+bool first_boot_is_over();  // in this life
 
 }  // namespace simulate
 

@@ -17,6 +17,7 @@
 #include "tests/simulate/first_boot.h"
 #include "tests/simulate/loop_watch.h"
 #include "tests/simulate/memory_watch.h"
+#include "tests/simulate/password.h"
 #include "tests/simulate/registry.h"
 #include "tests/simulate/reports.h"
 #include "tests/simulate/requests.h"
@@ -126,6 +127,7 @@ void invariants_begin_pass() {
   }
   expectation_begin_pass();
   event_hub_begin_pass();
+  password_begin_pass();
   event_watch_begin_pass();
 }
 
@@ -134,6 +136,7 @@ void invariants_end_pass() {
   check_followed();
   check_commands();
   check_plugins();
+  password_check();
   check_asked();
   check_descriptors();
   event_watch_end_pass();

@@ -98,7 +98,8 @@ std::string sealed(const std::string &plain) {
 }
 
 std::string settings_text(int32_t number) {
-  return "{\"commandToExecute\": \"" + hub_command(kSecretOperation, secret_appliance(number)) + "\"}";
+  return "{\"commandToExecute\": \"" + hub_command(kSecretOperation, secret_appliance(number)) +
+         "\", \"username\": \"admin\", \"password\": \"" + secret_password(number) + "\"}";
 }
 
 std::string thumbprint() {
@@ -169,6 +170,10 @@ const std::string &secrets_thumbprint() {
 
 const std::string &secrets_settings(int32_t sequence_number) {
   return gsProtected[sequence_number & (kSettings - 1)];
+}
+
+std::string secret_password(int32_t sequence_number) {
+  return "sealed-" + std::to_string(sequence_number & (kSettings - 1));
 }
 
 std::string secret_appliance(int32_t sequence_number) {

@@ -15,10 +15,11 @@ void secrets_make();
 const std::string &secrets_container();
 const std::string &secrets_thumbprint();
 
-// Protected settings with an event hub command, as base64; the identifier that it configures. Settings of a few
-// sequence numbers share one.
+// Protected settings with an event hub command and the administrator's new password, as base64; the identifier that the
+// command configures; the password. Settings of a few sequence numbers share one.
 const std::string &secrets_settings(int32_t sequence_number);
 std::string secret_appliance(int32_t sequence_number);
+std::string secret_password(int32_t sequence_number);
 inline constexpr char kSecretOperation[] = "op-secret";
 
 }  // namespace simulate

@@ -94,15 +94,15 @@ void print_good(double seconds) {
       ", commands %" PRIu64 ", first boots %" PRIu64 " (calls failed %" PRIu64 "), restarts %" PRIu64
       ", power cuts %" PRIu64 ", lives with the metadata service %" PRIu64 " (changes missed %" PRIu64
       "), incarnations told over the wire %" PRIu64 " (extensions missed %" PRIu64 "), status files read %" PRIu64
-      ", event hub commands %" PRIu64 " (from protected settings %" PRIu64 "), seventh names %" PRIu64
-      ", events posted %" PRIu64 " (heartbeats %" PRIu64 "), times of trouble %" PRIu64 " (failed calls %" PRIu64
-      ", writes %" PRIu64 "), clock jumps %" PRIu64 ", longest queue %" PRIu64 ", longest silence %" PRIu64
-      " s, memory risen by %" PRIu64 ", digest %016" PRIx64 "\n",
+      ", event hub commands %" PRIu64 " (from protected settings %" PRIu64 "), passwords set %" PRIu64
+      ", seventh names %" PRIu64 ", events posted %" PRIu64 " (heartbeats %" PRIu64 "), times of trouble %" PRIu64
+      " (failed calls %" PRIu64 ", writes %" PRIu64 "), clock jumps %" PRIu64 ", longest queue %" PRIu64
+      ", longest silence %" PRIu64 " s, memory risen by %" PRIu64 ", digest %016" PRIx64 "\n",
       world().seed, seconds, c.passes, c.clean_passes, c.settled_checks, c.documents, c.memory_checks, c.requests,
       c.faults, c.revisions, c.commands, c.first_boots, c.spoilt_boots, c.restarts, c.cuts, c.metadata_lives, c.missed,
-      c.wire_changes, c.wire_missed, c.status_files, c.hub_commands, c.secret_commands, c.seventh_names, c.posted,
-      c.heartbeats, c.troubles, c.failed_calls, c.failed_writes, c.jumps, c.longest_queue, c.longest_silence, c.rise,
-      world().digest);
+      c.wire_changes, c.wire_missed, c.status_files, c.hub_commands, c.secret_commands, c.passwords, c.seventh_names,
+      c.posted, c.heartbeats, c.troubles, c.failed_calls, c.failed_writes, c.jumps, c.longest_queue, c.longest_silence,
+      c.rise, world().digest);
 }
 
 void print_bad(const Options &options) {
