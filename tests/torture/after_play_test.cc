@@ -92,10 +92,12 @@ TEST_F(Database, WhatCannotBeReadIsDamage) {
 
 TEST_F(Database, TheNewestPasswordIsToldInWords) {
   const scenario::Json scenario = {{"fabric", {{"ovf", {{"userPassword", "Plum-Harbour-42!"}}}}}};
-  const auto unknown = scenario::Json{{"admin", "one that the scenario does not know"}};
+  const auto unknown = scenario::Json{{"admin", "no password: first"}};
   EXPECT_EQ(newest_passwords(folder_.path(), scenario), unknown);
   set_password(make_new_passwd("Plum-Harbour-42!", 0));
   EXPECT_EQ(newest_passwords(folder_.path(), scenario), (scenario::Json{{"admin", "that of Plum-Harbour-42!"}}));
+  const scenario::Json another = {{"fabric", {{"ovf", {{"userPassword", "Cedar-Lantern-58?"}}}}}};
+  EXPECT_EQ(newest_passwords(folder_.path(), another)["admin"], "one that the scenario does not know");
   rows_of(folder_.path(), "DELETE FROM password_history");
   EXPECT_EQ(newest_passwords(folder_.path(), scenario), scenario::Json::object());
 }

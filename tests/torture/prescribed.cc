@@ -103,6 +103,10 @@ const std::vector<Prescribed> &rows() {
        kFirstAccount},
 
       // ---- first boot's configuration ----
+      {{"platform EIO cmf_query_create(340)", "platform EIO cmf_query_do_table_find(340, 0, \"admin\", 2)",
+        "platform EIO make_new_passwd(a password, 0)", "platform EIO cmf_query_commit(340)"},
+       {"/tables/340/admin/password", "/history/admin"},
+       "that the factory's account could not be locked is logged, and first boot goes on"},
       {{"platform EIO cmf_query_*(100)"}, {"/tables/100/fields/host_name"}, kNotLookedAt},
       {{"system E* sethostname(*"}, {"/files/hostname", "/names/etc/hostname"}, kNotLookedAt},
       {{"platform EIO *(440)", "platform EIO __nCfg_sess_table_change_by_mkey(0, 440, *"},
@@ -124,7 +128,7 @@ const std::vector<Prescribed> &rows() {
       // ---- custom data ----
       {{"platform EIO ncfg_copyfile(\"/cdrom/CustomData.bin\"*", "file E* access(/cdrom/CustomData.bin)",
         "file E* access(/etc/tmpdata.conf)", "file E* rename(/etc/tmpdata.conf)", "inside E* *(/cdrom/CustomData.bin)",
-        "inside E* *(/etc/.copy)"},
+        "inside E* *(/etc/.kelvane-copy)"},
        kCustomData,
        kNotMoved},
       {{"* KILL access(/etc/tmpdata.conf)", "* KILL access(/data/etc/.customdata)", "* KILL rename(/etc/tmpdata.conf)"},

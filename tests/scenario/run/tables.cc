@@ -57,6 +57,11 @@ void complete_accounts(Json &accounts, const std::string &root, const std::vecto
   }
 }
 
+// A stored form begins with its method, or stands for no password and is the same every time.
+std::string unknown_in_words(const std::string &stored) {
+  return stored.empty() ? "none" : stored[0] == '$' ? "one that the scenario does not know" : "no password: " + stored;
+}
+
 }  // namespace
 
 std::vector<std::string> known_passwords(const Json &scenario) {
@@ -72,9 +77,7 @@ std::string password_in_words(const std::string &stored, const std::vector<std::
   if (found.empty()) {
     const auto fits = [&](const std::string &clear) { return password_fits(stored, clear); };
     const auto clear = std::find_if(known.begin(), known.end(), fits);
-    found = clear != known.end() ? "that of " + *clear
-            : stored.empty()     ? "none"
-                                 : "one that the scenario does not know";
+    found = clear != known.end() ? "that of " + *clear : unknown_in_words(stored);
   }
   return found;
 }
