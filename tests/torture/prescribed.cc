@@ -85,7 +85,7 @@ const std::vector<Prescribed> &rows() {
 
       // ---- the provisioning document ----
       {{"file [!KP]* open(/cdrom/ovf-env.xml)", "bytes EIO read(/cdrom/ovf-env.xml)"}, kFromTheDocument, kNoDocument},
-      {{"memory ENOMEM malloc(GetNodeTextData < xml_find_text < goal_state_parse < *",
+      {{"memory ENOMEM malloc(GetNodeTextData < xml_find_text < * < goal_state_parse < *",
         "memory ENOMEM malloc(* < process_certificate < *",
         "memory ENOMEM* malloc(* < SSHPubKeyAdd < * < CmsContainerProcess < *",
         "memory ENOMEM* malloc(* < append_entry < * < CmsContainerProcess < *",
@@ -174,7 +174,7 @@ const std::vector<Prescribed> &rows() {
         "platform EIO get_rnd_bytes(8)"},
        kCertificateHeader,
        kNotShown},
-      {{"memory ENOMEM malloc(GetNodeTextData < xml_find_text < goal_state_parse < *",
+      {{"memory ENOMEM malloc(GetNodeTextData < xml_find_text < * < goal_state_parse < *",
         "request [!KP]* request(*comp=goalstate)"},
        {"/requests POST *comp=health /Health/*", "/requests POST *comp=roleProperties /RoleProperties/*"},
        "a report is sent with what is known of the goal state, the rest is empty"},
