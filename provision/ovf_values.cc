@@ -11,21 +11,11 @@ constexpr int32_t kSelected = 1;
 
 int32_t gsPublicKeys = 0;
 
-// -1 when the text is there and there was no memory for it.
-int32_t take_text(mxml_node_t *top, const char *name, Text *out) {
-  Text text = xml_find_text(top, name);
-  if (!text.present()) {
-    return xml_has_text(top, name) ? -1 : 0;
-  }
-  *out = static_cast<Text &&>(text);
-  return 0;
-}
-
 // A fingerprint alone names a certificate that came with the goal state; its key is in the store already.
 int32_t take_public_key(mxml_node_t *element) {
   Text fingerprint;
   Text value;
-  if (take_text(element, "Fingerprint", &fingerprint) != 0 || take_text(element, "Value", &value) != 0) {
+  if (xml_take_text(element, "Fingerprint", &fingerprint) != 0 || xml_take_text(element, "Value", &value) != 0) {
     return -1;
   }
   if (value.present()) {
@@ -54,8 +44,8 @@ int32_t take_public_keys(mxml_node_t *document) {
 }  // namespace
 
 int32_t ProvisionAgent_ParseOvfEnv(mxml_node_t *document, Text *host_name, Text *user_name, Text *password) {
-  if (take_text(document, "HostName", host_name) != 0 || take_text(document, "UserName", user_name) != 0 ||
-      take_text(document, "UserPassword", password) != 0) {
+  if (xml_take_text(document, "HostName", host_name) != 0 || xml_take_text(document, "UserName", user_name) != 0 ||
+      xml_take_text(document, "UserPassword", password) != 0) {
     return -1;
   }
   return take_public_keys(document);

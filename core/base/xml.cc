@@ -155,16 +155,18 @@ mxml_node_t *xml_find(mxml_node_t *top, const char *name) {
   return mxmlFindElement(top, top, name, nullptr, nullptr, MXML_DESCEND);
 }
 
-Text xml_find_text(mxml_node_t *top, const char *name) {
-  return GetNodeTextData(first_child_of(top, name));
-}
-
 bool xml_has_text(mxml_node_t *first) {
   return text_length(first) != 0;
 }
 
-bool xml_has_text(mxml_node_t *top, const char *name) {
-  return xml_has_text(first_child_of(top, name));
+int32_t xml_take_text(mxml_node_t *top, const char *name, Text *out) {
+  mxml_node_t *first = first_child_of(top, name);
+  Text text = GetNodeTextData(first);
+  if (!text.present()) {
+    return xml_has_text(first) ? -1 : 0;
+  }
+  *out = static_cast<Text &&>(text);
+  return 0;
 }
 
 }  // namespace kelvane

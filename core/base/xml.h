@@ -36,13 +36,12 @@ Text GetNodeTextData(mxml_node_t *first);
 // The first element of that name anywhere below top, depth first; null when there is none.
 mxml_node_t *xml_find(mxml_node_t *top, const char *name);
 
-// The text of the first element of that name below top: GetNodeTextData of its first child, when that is a text node;
-// else absent.
-Text xml_find_text(mxml_node_t *top, const char *name);
-
-// Whether GetNodeTextData, or xml_find_text, has a text to give: what is absent all the same, there was no memory for.
+// Whether GetNodeTextData has a text to give: what is absent all the same, there was no memory for.
 bool xml_has_text(mxml_node_t *first);
-bool xml_has_text(mxml_node_t *top, const char *name);
+
+// The text of the first element of that name below top: GetNodeTextData of its first child, when that is a text node.
+// 0; without such a text *out stays as it is. -1 when there was no memory for it, *out stays, too.
+int32_t xml_take_text(mxml_node_t *top, const char *name, Text *out);
 
 // Whether a node is a text node.
 bool xml_is_text(mxml_node_t *node);

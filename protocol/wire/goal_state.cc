@@ -32,12 +32,7 @@ constexpr Element kElements[] = {
 
 // Whether nothing was lost for want of memory.
 bool take(mxml_node_t *document, const Element &element) {
-  Text text = xml_find_text(document, element.name);
-  if (!text.present()) {
-    return !xml_has_text(document, element.name);
-  }
-  gsGoalState.*element.field = static_cast<Text &&>(text);
-  return true;
+  return xml_take_text(document, element.name, &(gsGoalState.*element.field)) == 0;
 }
 
 bool take_all(mxml_node_t *document) {

@@ -42,7 +42,9 @@ class OvfDocument : public RecordingTest {
       return no_memory ? "(no memory)" : "(none)";
     }
     EXPECT_FALSE(no_memory);
-    return kelvane::text_or(kelvane::xml_find_text(document.get(), "HostName").get(), "(no name)");
+    kelvane::Text name;
+    EXPECT_EQ(kelvane::xml_take_text(document.get(), "HostName", &name), 0);
+    return kelvane::text_or(name.get(), "(no name)");
   }
 
   FakeOs os_;

@@ -65,9 +65,15 @@ XmlOwner load_descriptor(int descriptor) {
   return loaded;
 }
 
+std::string text_in(const XmlOwner &xml) {
+  kelvane::Text text;
+  EXPECT_EQ(kelvane::text_copy(&text, "(absent)"), 0);
+  EXPECT_EQ(kelvane::xml_take_text(xml.get(), "t", &text), 0);
+  return text.get();
+}
+
 std::string text_of(const std::string &document) {
-  XmlOwner xml = load(document);
-  return kelvane::text_or(kelvane::xml_find_text(xml.get(), "t").get(), "(absent)");
+  return text_in(load(document));
 }
 
 TEST(Xml, LoadsWhatTheGatePasses) {
@@ -81,7 +87,7 @@ TEST(Xml, LoadsFromADescriptorAndLeavesItOpen) {
   support::TempDir dir;
   kelvane::DescriptorOwner file(open(dir.write("a.xml", "<a><t>x</t></a>").c_str(), O_RDONLY | O_CLOEXEC));
   const XmlOwner xml = load_descriptor(file.get());
-  EXPECT_STREQ(kelvane::xml_find_text(xml.get(), "t").get(), "x");
+  EXPECT_EQ(text_in(xml), "x");
   EXPECT_NE(fcntl(file.get(), F_GETFD), -1);
   EXPECT_FALSE(load_descriptor(file.get()).present()) << "at its end";
   EXPECT_FALSE(load_descriptor(-1).present());
