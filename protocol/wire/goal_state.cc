@@ -15,7 +15,8 @@ struct Element {
   Text GoalState::*field;
 };
 
-// Taken last: while it is the old one, the next pass takes the goal state for a new one.
+// Taken last: while it is the old one, the next pass takes the goal state for a new one. Where there is none yet the
+// reports need it, whatever else is missing.
 constexpr Element kIncarnation = {"Incarnation", &GoalState::incarnation};
 
 constexpr Element kElements[] = {
@@ -40,7 +41,10 @@ bool take_all(mxml_node_t *document) {
   for (const Element &element : kElements) {
     complete = take(document, element) && complete;
   }
-  return complete && take(document, kIncarnation);
+  if (complete || !gsGoalState.incarnation.present()) {
+    complete = take(document, kIncarnation) && complete;
+  }
+  return complete;
 }
 
 }  // namespace
@@ -52,15 +56,20 @@ const GoalState *goal_state() {
 void goal_state_parse(const Buffer *document) {
   bool no_memory = false;
   const XmlOwner xml = xml_load(document->data, document->length, &no_memory);
-  if (no_memory || (xml.present() && !take_all(xml.get()))) {
-    LOG_ABOVE(0, "[kelvane]: no memory for the goal state, its incarnation is not taken\n");
+  if (!xml.present() && !no_memory) {
+    return;
   }
-  if (xml.present() && gsGoalState.container_id.present()) {
+  gsGoalState.incomplete = no_memory || !take_all(xml.get());
+  if (gsGoalState.incomplete) {
+    LOG_ABOVE(0, "[kelvane]: no memory for the goal state, the next pass takes it again\n");
+  }
+  if (gsGoalState.container_id.present()) {
     TelemetrySetContainerId(gsGoalState.container_id.get());
   }
 }
 
 void goal_state_release() {
+  gsGoalState.incomplete = false;
   gsGoalState.incarnation.reset();
   for (const Element &element : kElements) {
     (gsGoalState.*element.field).reset();

@@ -23,13 +23,14 @@ struct GoalState {
   Text certificates_uri;
   Text container_id;
   Text probe_port;
+  bool incomplete = false;  // memory ran out for a part of the last document: it is wanted again
 };
 
 // The cache, lent; its texts change with the next document.
 const GoalState *goal_state();
 
 // Takes over what a goal-state document holds, and hands the container id, once known, to telemetry. When memory runs
-// out for any of it, which is logged, the incarnation stays the one before: the next document counts as changed.
+// out for any of it, which is logged, it is incomplete, and an incarnation that is known stays the one before.
 void goal_state_parse(const Buffer *document);
 
 // Frees every value: absent afterwards.

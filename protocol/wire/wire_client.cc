@@ -112,11 +112,12 @@ void __WireClient_update_goal_state(int32_t forced) {
   // An incarnation of more than 63 characters never equals its cut copy: it counts as changed every time.
   char old_incarnation[kOldIncarnationSize];
   text_copy_field(old_incarnation, goal_state()->incarnation.get());
+  // What there was no memory for the last time is asked for again, so that it is not lost until the next incarnation.
+  const bool incomplete = goal_state()->incomplete || ext_config()->incomplete != 0;
   if (fetch_goal_state() != 0) {
     return;
   }
-  // What there was no memory for the last time is asked for again, so that it is not lost until the next incarnation.
-  if (forced == 0 && same_incarnation(old_incarnation) && ext_config()->incomplete == 0) {
+  if (forced == 0 && same_incarnation(old_incarnation) && !incomplete) {
     return;
   }
   fetch_certificates(goal_state()->certificates_uri);

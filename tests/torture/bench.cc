@@ -29,11 +29,15 @@ constexpr int kLimitSeconds = 180;  // of the machine's: a request that is never
 constexpr int64_t kLongestWait = 900;
 constexpr int kAims = 3;  // so often a strike is tried that falls on another call than the planned one
 constexpr char kEndless[] = "  the struck run does not end\n";
-constexpr char kStatusReport[] = "/status/";  // in the address of each, and in no other
 constexpr char kStruck[] = "struck", kSecond[] = "second", kQuiet[] = "quiet";
 
 bool has(const std::string &text, const char *part) {
   return text.find(part) != std::string::npos;
+}
+
+// What the platform wants is asked for once in every pass.
+bool is_question(const std::string &line) {
+  return has(line, "comp=goalstate") || has(line, "/extensionHandlers");
 }
 
 }  // namespace
@@ -50,8 +54,10 @@ Bench::Bench(const Programs &programs, const std::string &protocol, const std::s
   cloud_ = scenario::Cloud(programs_.fabric, folder_ + "/fabric.json", folder_ + "/fabric");
   scenario::make_appliance(folder_ + "/template", scenario_["appliance"]);
   make_ready();
-  std::string trouble = check_end(kStruck, struck_run("")) + check_trouble(kStruck);
-  trouble += check_quiet(quiet_run(), true);
+  const int struck = struck_run("");
+  std::string trouble = check_end(kStruck, struck) + check_trouble(kStruck);
+  const int quiet = quiet_run();
+  trouble += check_quiet(quiet, true);
   if (!trouble.empty() || !violations(cloud_).empty()) {
     throw std::runtime_error("the undisturbed run, see " + folder_ + ":\n" + trouble);
   }
@@ -165,12 +171,13 @@ Site Bench::named_struck(const std::string &name) const {
 }
 
 // The numbers of calls move a little when the network hands things over in other pieces: what fell on another call is
-// aimed anew, at where the planned one was in this run. Trouble counts wherever the strike fell.
+// aimed anew, at where the planned one was in this run. Trouble counts wherever the strike fell, a signal among it.
 int Bench::aimed_run(Strike &strike, std::string &report) {
   const Site planned = strike.site;
   int status = strike_run(strike);
   for (int i = 1; i < kAims && fallen_on(strike) != planned.call; ++i) {
     report += check_trouble(kStruck) + (status == -1 ? kEndless : "");
+    report += status >= 128 && status != 128 + SIGKILL ? check_end(kStruck, status) : "";
     if (strike.fabric_fault().empty()) {
       std::vector<Site> now = read_sites(folder_ + "/struck.sites");
       name_places(programs_.sandbox, now);
@@ -263,10 +270,20 @@ std::string Bench::check_struck(const Strike &strike, int status) {
   return report;
 }
 
+// Of both protocols, and of both kinds of blob.
+bool Bench::reports_status(const std::string &name) const {
+  std::ifstream trace(folder_ + "/" + name + ".trace");
+  bool found = false;
+  for (std::string line; !found && std::getline(trace, line);) {
+    found = has(line, "] request PUT ") && has(line, "/status/");
+  }
+  return found;
+}
+
 // Provisioning is repeated whole when there is no marker, and never when there is one.
 std::string Bench::check_quiet(int status, bool was_marked) const {
   std::string report = check_trouble(kQuiet) + check_end(kQuiet, status);
-  if (!has(support::read_if_there(folder_ + "/quiet.trace"), kStatusReport)) {
+  if (!reports_status(kQuiet)) {
     report += "  the quiet run reports no status\n";
   }
   if (provisions(kQuiet) == was_marked) {
@@ -300,15 +317,34 @@ bool Bench::stopped_in_a_wait() const {
   return last == std::string::npos || trace.compare(last, 10, "] sleep 1\n") != 0;
 }
 
-// Whether the struck run asked what the platform wants in its last pass. Events are posted without passes, too.
-bool Bench::passes_at_the_end() const {
+// Whether the struck run asked what the platform wants behind the strike, and did so to its end. Events are posted
+// without passes, too.
+bool Bench::goes_on(const Strike &strike) const {
+  const std::string place =
+      strike.fabric_fault().empty() ? "struck " : "request " + std::to_string(strike.site.number) + " ";
+  std::ifstream sites(folder_ + "/struck.sites");
+  bool struck = false, asked = false;
+  for (std::string line; std::getline(sites, line);) {
+    asked = asked || (struck && is_question(line));
+    struck = struck || line.rfind(place, 0) == 0;
+  }
+  return asked && seconds_since_a_question() <= kPass + 1;
+}
+
+int64_t Bench::seconds_since_a_question() const {
   std::ifstream trace(folder_ + "/struck.trace");
   int64_t now = 0, asked = 0;
   for (std::string line; std::getline(trace, line);) {
     now = std::atoll(line.c_str() + 1);
-    asked = has(line, "] request ") && (has(line, "comp=goalstate") || has(line, "/extensionHandlers")) ? now : asked;
+    asked = has(line, "] request ") && is_question(line) ? now : asked;
   }
-  return now - asked <= kPass + 2;
+  return now - asked;
+}
+
+// Plays a strike that fell in the last pass once more, with one pass behind it.
+std::string Bench::check_going_on(const Strike &strike) {
+  const std::string report = check_struck(strike, strike_run(strike, kPass));
+  return stopped_in_a_wait() || goes_on(strike) ? report : report + "  the struck run does not go on\n";
 }
 
 // Plays the strike once more, for longer: the agent must come back to its loop in time, again and again.
@@ -333,9 +369,7 @@ std::string Bench::play(const Strike &planned) {
   const int status = aimed_run(strike, report);
   report += check_struck(strike, status) + check_database();
   const bool waits = status == 0 && stopped_in_a_wait();
-  if (status == 0 && !waits && strike.is_single() && !passes_at_the_end()) {
-    report += "  the struck run does not go on\n";
-  }
+  const bool known_to_go_on = status != 0 || waits || !strike.is_single() || goes_on(strike);
   second_ = Site();
   if (!strike.second.empty()) {
     report += second_run(strike);
@@ -343,7 +377,8 @@ std::string Bench::play(const Strike &planned) {
   const bool was_marked = is_marked();
   report += check_quiet(quiet_run(), was_marked);
   report += check_outcome(strike);
-  return waits ? report + check_waits(strike) : report;
+  report += waits ? check_waits(strike) : "";
+  return known_to_go_on ? report : report + check_going_on(strike);
 }
 
 }  // namespace torture

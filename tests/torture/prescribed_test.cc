@@ -34,7 +34,7 @@ TEST(Prescribed, TheReportOfReadyIsOwedByEveryOtherStrike) {
 
 // A failure may cost what its call was for; a kill repeats it.
 TEST(Prescribed, RowsOfFailuresExcuseNoKill) {
-  const Difference no_account = {"/tables/340/operator", "{}", "nothing"};
+  const Difference no_account = {"/tables/340/operator/profile", "\"super_admin\"", "nothing"};
   EXPECT_NE(row_for(strike("file", "open(/cdrom/ovf-env.xml)", "EIO"), no_account), "");
   EXPECT_EQ(row_for(strike("file", "open(/cdrom/ovf-env.xml)", "KILL"), no_account), "");
   EXPECT_EQ(row_for(strike("file", "open(/cdrom/ovf-env.xml)", "POWER2"), no_account), "");

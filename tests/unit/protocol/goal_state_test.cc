@@ -167,7 +167,7 @@ TEST_F(GoalStateTest, AnHtmlPageThatParsesChangesNothing) {
 
 // The incarnation, too: the next pass takes the document for a new one.
 TEST_F(GoalStateTest, WithoutMemoryForAValueItAndTheIncarnationStay) {
-  const Lines line = {"[kelvane]: no memory for the goal state, its incarnation is not taken\n"};
+  const Lines line = {"[kelvane]: no memory for the goal state, the next pass takes it again\n"};
   for (int nth = 1; nth <= 10; nth++) {
     parse(document("-a"));
     recording::clear_trace();
@@ -177,6 +177,7 @@ TEST_F(GoalStateTest, WithoutMemoryForAValueItAndTheIncarnationStay) {
     EXPECT_EQ(spies::refuse_malloc, 0) << nth;
     EXPECT_EQ(recording::messages(), nth % 2 != 0 ? line : Lines{});
     EXPECT_EQ(value(&GoalState::incarnation), "1-a") << nth;
+    EXPECT_TRUE(kelvane::goal_state()->incomplete) << nth;
     const Lines all = values();
     const auto old = std::count_if(all.begin(), all.end(),
                                    [](const std::string &text) { return text.substr(text.size() - 2) == "-a"; });
@@ -189,6 +190,22 @@ TEST_F(GoalStateTest, WithoutMemoryForAValueItAndTheIncarnationStay) {
   spies::refuse_malloc = 0;
   EXPECT_EQ(value(&GoalState::incarnation), "1-b");
   EXPECT_EQ(recording::messages(), Lines{});
+  EXPECT_FALSE(kelvane::goal_state()->incomplete);
+}
+
+// First boot's reports name the incarnation, and are sent once.
+TEST_F(GoalStateTest, WithoutMemoryForAValueOfTheFirstOneTheIncarnationIsTakenAllTheSame) {
+  for (int nth = 1; nth <= 10; nth++) {
+    kelvane::goal_state_release();
+    EXPECT_FALSE(kelvane::goal_state()->incomplete);
+    spies::refuse_malloc = nth;
+    parse(document("-a"));
+    EXPECT_EQ(spies::refuse_malloc, 0) << nth;
+    EXPECT_EQ(value(&GoalState::incarnation), nth < 10 ? "1-a" : "(absent)") << nth;
+    EXPECT_TRUE(kelvane::goal_state()->incomplete) << nth;
+  }
+  parse("no document");
+  EXPECT_TRUE(kelvane::goal_state()->incomplete) << "it is wanted still";
 }
 
 TEST_F(GoalStateTest, ReleaseMakesEveryValueAbsent) {

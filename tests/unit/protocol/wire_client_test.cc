@@ -309,7 +309,7 @@ TEST_F(WireClientTest, AGoalStateThatTheLibraryHadNoMemoryForIsTakenByTheNextPas
   gsNoTreeOf = "<GoalState>";
   get_ext_handlers();
   gsNoTreeOf = nullptr;
-  EXPECT_EQ(recording::messages(), Lines{"[kelvane]: no memory for the goal state, its incarnation is not taken\n"});
+  EXPECT_EQ(recording::messages(), Lines{"[kelvane]: no memory for the goal state, the next pass takes it again\n"});
   EXPECT_STREQ(tag_, "1");
   EXPECT_EQ(first_name(), "first");
   get_ext_handlers();
@@ -346,6 +346,27 @@ TEST_F(WireClientTest, WithoutMemoryForAnyValueOfAGoalStateTheNextPassTakesIt) {
     EXPECT_EQ(first_name(), address);
     EXPECT_EQ(tag_, incarnation);
   }
+}
+
+TEST_F(WireClientTest, WhatThereWasNoMemoryForAtTheStartIsFetchedByTheNextPass) {
+  bool refused = false;
+  peer_->handler([&](const PeerRequest &request) {
+    if (!refused && request.target.find("goalstate") != std::string::npos) {
+      spies::refuse_malloc = 2;  // the certificates' address, behind that of the extensions
+      refused = true;
+    }
+    return serve(request);
+  });
+  detect();
+  EXPECT_EQ(spies::refuse_malloc, 0);
+  EXPECT_EQ(peer_->request_lines(), (Lines{kVersions, kGoalState, kExtensions}));
+  peer_->forget_requests();
+  get_ext_handlers();
+  EXPECT_EQ(peer_->request_lines(), (Lines{kGoalState, kCertificates, kExtensions}));
+  EXPECT_STREQ(tag_, "1");
+  peer_->forget_requests();
+  get_ext_handlers();
+  EXPECT_EQ(peer_->request_lines(), Lines{kGoalState});
 }
 
 TEST_F(WireClientTest, AnExtensionsConfigurationThatCannotBeReadIsNamedAndTheLastOneStays) {
