@@ -31,7 +31,7 @@ int gsSeen = 0;
 int gsHubCommands = 0;
 int gsEvents[kOperations] = {};
 const char *gsVMAccessStatus = "";
-std::string gsPassword;
+std::vector<std::string> gsPasswords;
 bool gsForetold = false;
 int32_t gsMarker = 0;  // of the last pass; 0 for none
 
@@ -123,7 +123,7 @@ void enable_vm_access(Expected *plugin, const Wanted *entry, int32_t sequence_nu
   put(plugin->message, has_both(entry) ? "Enable succeeded." : "failed");
   gsVMAccessStatus = has_both(entry) ? "success" : "error";
   if (has_both(entry) && entry->settings >= Settings::kSecret && view().tenant) {
-    gsPassword = secret_password(entry->settings_number);
+    gsPasswords.push_back(secret_password(entry->settings_number));
   }
 }
 
@@ -276,7 +276,7 @@ void expectation_begin_pass() {
   gsHubCommands = 0;
   std::fill(std::begin(gsEvents), std::end(gsEvents), 0);
   gsForetold = false;
-  gsPassword.clear();
+  gsPasswords.clear();
 }
 
 void expectation_foretell() {
@@ -344,8 +344,8 @@ const char *expectation_vm_access_status() {
   return gsVMAccessStatus;
 }
 
-const std::string &expectation_password() {
-  return gsPassword;
+const std::vector<std::string> &expectation_passwords() {
+  return gsPasswords;
 }
 
 int expectation_hub_commands() {

@@ -6,6 +6,7 @@
 #define KELVANE_TESTS_SIMULATE_EXPECTATION_H
 
 #include <string>
+#include <vector>
 
 #include "tests/simulate/world.h"
 
@@ -37,8 +38,8 @@ int expectation_seen();
 // The status that the VM-access plugin tells of itself, which is not saved: empty in a life before it is enabled.
 const char *expectation_vm_access_status();
 
-// The administrator's password that this pass sets last; empty for none.
-const std::string &expectation_password();
+// The administrator's passwords that this pass sets, one after the other.
+const std::vector<std::string> &expectation_passwords();
 
 // The settings that go with the wanted extension at index, null for none: its own under the metadata service; of the
 // wire server's, the last entry of its name and version, and only for the first extension of these. Valid until the

@@ -34,7 +34,7 @@ struct Resting {
 
 struct Watched {
   uint64_t passes;
-  int32_t incarnation, effective, held;
+  int32_t incarnation, effective, held, etag;
   uint64_t certificates, dumps;
   int alike;     // passes in a row that changed nothing
   size_t bytes;  // after the first that counts of these
@@ -100,11 +100,13 @@ void memory_watch_pass() {
   const View &told = view();
   forget_posted_events(watched);
   const bool changed = told.incarnation != watched->incarnation || told.effective.incarnation != watched->effective ||
-                       told.held.incarnation != watched->held || told.certificates != watched->certificates ||
-                       world().counts.dumps != watched->dumps || expectation_commands() != 0;
+                       told.held.incarnation != watched->held || told.held_etag != watched->etag ||
+                       told.certificates != watched->certificates || world().counts.dumps != watched->dumps ||
+                       expectation_commands() != 0;
   watched->incarnation = told.incarnation;
   watched->effective = told.effective.incarnation;
   watched->held = told.held.incarnation;
+  watched->etag = told.held_etag;
   watched->certificates = told.certificates;
   watched->dumps = world().counts.dumps;
   watched->alike = changed ? 0 : watched->alike + 1;
