@@ -369,7 +369,7 @@ std::string Bench::play(const Strike &planned) {
   const int status = aimed_run(strike, report);
   report += check_struck(strike, status) + check_database();
   const bool waits = status == 0 && stopped_in_a_wait();
-  const bool known_to_go_on = status != 0 || waits || !strike.is_single() || goes_on(strike);
+  const bool known_to_go_on = status != 0 || waits || !strike.leaves_a_loop() || goes_on(strike);
   second_ = Site();
   if (!strike.second.empty()) {
     report += second_run(strike);

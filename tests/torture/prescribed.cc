@@ -80,7 +80,8 @@ const std::vector<Prescribed> &rows() {
 
       // ---- the provisioning document ----
       {{"file [!KP]* open(/cdrom/ovf-env.xml)", "bytes EIO read(/cdrom/ovf-env.xml)"}, kFromTheDocument, kNoDocument},
-      {{"memory ENOMEM malloc(* < process_certificate < *",
+      {{"memory ENOMEM malloc(GetNodeTextData < * < goal_state_parse < *",
+        "memory ENOMEM malloc(* < process_certificate < *",
         "memory ENOMEM malloc(base64_text < *TransportCertMake < main)", "platform EIO generate_RSA_key(*",
         "memory ENOMEM malloc(text_format < metadata_certificate_headers < metadata_certificates_fetch < *",
         "platform EIO get_rnd_bytes(8)", "platform EIO ssh_pubkey_data_set(*",

@@ -138,8 +138,8 @@ bool Strike::kills() const {
   return blow == "KILL" || blow.rfind("POWER", 0) == 0;
 }
 
-bool Strike::is_single() const {
-  return !kills() && blow != "FULL" && blow != "DEAD" && blow.back() != '+';
+bool Strike::leaves_a_loop() const {
+  return !kills() && blow != "FULL" && blow != "DEAD" && blow.back() != '+' && site.call_class != "closing";
 }
 
 std::vector<Site> read_sites(const std::string &file) {

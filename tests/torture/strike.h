@@ -29,8 +29,8 @@ struct Strike {
   // The fabric's fault as JSON; empty for the sandbox's.
   std::string fabric_fault() const;
   bool kills() const;
-  // Whether one call fails, and those that follow do not.
-  bool is_single() const;
+  // Whether the agent's loop is to go on as if nothing were: one call fails, and those that follow do not.
+  bool leaves_a_loop() const;
   // What the sandbox is told for the second.
   std::string second_fault() const;
   std::string second_blow() const;

@@ -78,5 +78,18 @@ TEST(Strike, TheSameCallMayHaveAnotherNumber) {
   EXPECT_EQ(same_call(before, before[2], {{"memory", 9, "malloc(a)"}}), 3U);
 }
 
+TEST(Strike, TheLoopGoesOnBehindOneFailureWithinIt) {
+  const auto leaves = [](const char *call_class, const char *blow) {
+    return Strike{"wire", {call_class, 1, "write(/a)"}, blow, ""}.leaves_a_loop();
+  };
+  EXPECT_TRUE(leaves("bytes", "EIO"));
+  EXPECT_TRUE(leaves("request", "fabric:html"));
+  EXPECT_FALSE(leaves("bytes", "FULL"));
+  EXPECT_FALSE(leaves("bytes", "DEAD"));
+  EXPECT_FALSE(leaves("bytes", "POWER1"));
+  EXPECT_FALSE(leaves("memory", "ENOMEM+"));
+  EXPECT_FALSE(leaves("closing", "EIO")) << "the loop has ended";
+}
+
 }  // namespace
 }  // namespace torture
