@@ -35,6 +35,11 @@ bool has(const std::string &text, const char *part) {
   return text.find(part) != std::string::npos;
 }
 
+// Other than the one that a kill sends; 255 is an end that is prescribed for some failures.
+bool was_a_signal(int status) {
+  return status > 128 && status < 255 && status != 128 + SIGKILL;
+}
+
 // What the platform wants is asked for once in every pass.
 bool is_question(const std::string &line) {
   return has(line, "comp=goalstate") || has(line, "/extensionHandlers");
@@ -177,7 +182,7 @@ int Bench::aimed_run(Strike &strike, std::string &report) {
   int status = strike_run(strike);
   for (int i = 1; i < kAims && fallen_on(strike) != planned.call; ++i) {
     report += check_trouble(kStruck) + (status == -1 ? kEndless : "");
-    report += status >= 128 && status != 128 + SIGKILL ? check_end(kStruck, status) : "";
+    report += was_a_signal(status) ? check_end(kStruck, status) : "";
     if (strike.fabric_fault().empty()) {
       std::vector<Site> now = read_sites(folder_ + "/struck.sites");
       name_places(programs_.sandbox, now);
