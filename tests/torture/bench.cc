@@ -13,6 +13,7 @@
 #include "tests/torture/places.h"
 #include "tests/torture/prescribed.h"
 #include "tests/torture/rows.h"
+#include "tests/torture/trace.h"
 #include "tools/fabric/made_texts.h"
 
 namespace torture {
@@ -38,11 +39,6 @@ bool has(const std::string &text, const char *part) {
 // Other than the one that a kill sends; 255 is an end that is prescribed for some failures.
 bool was_a_signal(int status) {
   return status > 128 && status < 255 && status != 128 + SIGKILL;
-}
-
-// What the platform wants is asked for once in every pass.
-bool is_question(const std::string &line) {
-  return has(line, "comp=goalstate") || has(line, "/extensionHandlers");
 }
 
 }  // namespace
@@ -200,7 +196,7 @@ bool Bench::is_marked() const {
 }
 
 bool Bench::provisions(const std::string &name) const {
-  const std::string trace = support::read_if_there(folder_ + "/" + name + ".trace");
+  const std::string trace = trace_of(name);
   return has(trace, "comp=health") || has(trace, "provisioningStatus");
 }
 
@@ -246,17 +242,15 @@ std::string Bench::check_trouble(const std::string &name) const {
   return report;
 }
 
-// Only the sandbox ends a run, when its time is up: the agent's own end is told in another word, with whatever status.
-bool Bench::ended_by_itself(const std::string &name) const {
-  const std::string trace = support::read_if_there(folder_ + "/" + name + ".trace"), end = "] stop\n";
-  return trace.size() < end.size() || trace.compare(trace.size() - end.size(), end.size(), end) != 0;
+std::string Bench::trace_of(const std::string &name) const {
+  return support::read_if_there(folder_ + "/" + name + ".trace");
 }
 
 std::string Bench::check_end(const std::string &name, int status) const {
   if (status != 0) {
     return "  the " + name + " run ends with " + std::to_string(status) + "\n";
   }
-  return ended_by_itself(name) ? "  the " + name + " run ends by itself\n" : "";
+  return ended_in_time(trace_of(name)) ? "" : "  the " + name + " run ends by itself\n";
 }
 
 std::string Bench::check_struck(const Strike &strike, int status) {
@@ -275,20 +269,10 @@ std::string Bench::check_struck(const Strike &strike, int status) {
   return report;
 }
 
-// Of both protocols, and of both kinds of blob.
-bool Bench::reports_status(const std::string &name) const {
-  std::ifstream trace(folder_ + "/" + name + ".trace");
-  bool found = false;
-  for (std::string line; !found && std::getline(trace, line);) {
-    found = has(line, "] request PUT ") && has(line, "/status/");
-  }
-  return found;
-}
-
 // Provisioning is repeated whole when there is no marker, and never when there is one.
 std::string Bench::check_quiet(int status, bool was_marked) const {
   std::string report = check_trouble(kQuiet) + check_end(kQuiet, status);
-  if (!reports_status(kQuiet)) {
+  if (!reports_status(trace_of(kQuiet))) {
     report += "  the quiet run reports no status\n";
   }
   if (provisions(kQuiet) == was_marked) {
@@ -315,54 +299,26 @@ std::string Bench::check_outcome(const Strike &strike) {
   return report;
 }
 
-// The loop sleeps a second; any other sleep is a wait for something.
-bool Bench::stopped_in_a_wait() const {
-  const std::string trace = support::read_if_there(folder_ + "/struck.trace");
-  const size_t last = trace.rfind("] sleep ");
-  return last == std::string::npos || trace.compare(last, 10, "] sleep 1\n") != 0;
-}
-
-// Whether the struck run asked what the platform wants behind the strike, and did so to its end. Events are posted
-// without passes, too.
+// Whether the struck run asked what the platform wants behind the strike, and did so to its end.
 bool Bench::goes_on(const Strike &strike) const {
   const std::string place =
       strike.fabric_fault().empty() ? "struck " : "request " + std::to_string(strike.site.number) + " ";
-  std::ifstream sites(folder_ + "/struck.sites");
-  bool struck = false, asked = false;
-  for (std::string line; std::getline(sites, line);) {
-    asked = asked || (struck && is_question(line));
-    struck = struck || line.rfind(place, 0) == 0;
-  }
-  return asked && seconds_since_a_question() <= kPass + 1;
-}
-
-int64_t Bench::seconds_since_a_question() const {
-  std::ifstream trace(folder_ + "/struck.trace");
-  int64_t now = 0, asked = 0;
-  for (std::string line; std::getline(trace, line);) {
-    now = std::atoll(line.c_str() + 1);
-    asked = has(line, "] request ") && is_question(line) ? now : asked;
-  }
-  return now - asked;
+  return asks_behind(support::read_if_there(folder_ + "/struck.sites"), place) &&
+         seconds_since_a_question(trace_of(kStruck)) <= kPass + 1;
 }
 
 // Plays a strike that fell in the last pass once more, with one pass behind it.
 std::string Bench::check_going_on(const Strike &strike) {
   const std::string report = check_struck(strike, strike_run(strike, kPass));
-  return stopped_in_a_wait() || goes_on(strike) ? report : report + "  the struck run does not go on\n";
+  return stopped_in_a_wait(trace_of(kStruck)) || goes_on(strike) ? report
+                                                                 : report + "  the struck run does not go on\n";
 }
 
 // Plays the strike once more, for longer: the agent must come back to its loop in time, again and again.
 std::string Bench::check_waits(const Strike &strike) {
   const int64_t longer = 2 * kLongestWait;
   std::string report = check_struck(strike, strike_run(strike, longer));
-  std::ifstream trace(folder_ + "/struck.trace");
-  int64_t longest = 0, last = 0, now = 0;
-  for (std::string line; std::getline(trace, line);) {
-    now = std::atoll(line.c_str() + 1);
-    longest = std::max(longest, now - last);
-    last = line.find("] sleep 1") == line.size() - 9 ? now : last;
-  }
+  const int64_t longest = longest_wait(trace_of(kStruck));
   return longest <= kLongestWait ? report
                                  : report + "  the struck run waits for " + std::to_string(longest) + " seconds\n";
 }
@@ -373,7 +329,7 @@ std::string Bench::play(const Strike &planned) {
   std::string report;
   const int status = aimed_run(strike, report);
   report += check_struck(strike, status) + check_database();
-  const bool waits = status == 0 && stopped_in_a_wait();
+  const bool waits = status == 0 && stopped_in_a_wait(trace_of(kStruck));
   const bool known_to_go_on = status != 0 || waits || !strike.leaves_a_loop() || goes_on(strike);
   second_ = Site();
   if (!strike.second.empty()) {

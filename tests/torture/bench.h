@@ -55,13 +55,10 @@ class Bench {
   Site named_struck(const std::string &name) const;
   std::string fallen_on(const Strike &strike) const;
   int aimed_run(Strike &strike, std::string &report);
-  bool reports_status(const std::string &name) const;
-  bool ended_by_itself(const std::string &name) const;
+  std::string trace_of(const std::string &name) const;
   std::string check_end(const std::string &name, int status) const;
   bool goes_on(const Strike &strike) const;
-  int64_t seconds_since_a_question() const;
   std::string check_going_on(const Strike &strike);
-  bool stopped_in_a_wait() const;
   std::string check_waits(const Strike &strike);
   bool is_marked() const;
   bool provisions(const std::string &name) const;

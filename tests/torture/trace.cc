@@ -1,0 +1,78 @@
+#include "tests/torture/trace.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <sstream>
+
+namespace torture {
+namespace {
+
+bool has(const std::string &text, const char *part) {
+  return text.find(part) != std::string::npos;
+}
+
+bool ends_with(const std::string &text, const std::string &end) {
+  return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
+}
+
+// It is asked once in every pass.
+bool is_question(const std::string &line) {
+  return has(line, "comp=goalstate") || has(line, "/extensionHandlers");
+}
+
+int64_t time_of(const std::string &line) {
+  return std::atoll(line.c_str() + 1);
+}
+
+}  // namespace
+
+bool ended_in_time(const std::string &trace) {
+  return ends_with(trace, "] stop\n");
+}
+
+bool reports_status(const std::string &trace) {
+  std::istringstream lines(trace);
+  bool found = false;
+  for (std::string line; !found && std::getline(lines, line);) {
+    found = has(line, "] request PUT ") && has(line, "/status/");
+  }
+  return found;
+}
+
+bool stopped_in_a_wait(const std::string &trace) {
+  const size_t last = trace.rfind("] sleep ");
+  return last == std::string::npos || trace.compare(last, 10, "] sleep 1\n") != 0;
+}
+
+int64_t seconds_since_a_question(const std::string &trace) {
+  std::istringstream lines(trace);
+  int64_t now = 0, asked = 0;
+  for (std::string line; std::getline(lines, line);) {
+    now = time_of(line);
+    asked = has(line, "] request ") && is_question(line) ? now : asked;
+  }
+  return now - asked;
+}
+
+int64_t longest_wait(const std::string &trace) {
+  std::istringstream lines(trace);
+  int64_t longest = 0, last = 0;
+  for (std::string line; std::getline(lines, line);) {
+    const int64_t now = time_of(line);
+    longest = std::max(longest, now - last);
+    last = ends_with(line, "] sleep 1") ? now : last;
+  }
+  return longest;
+}
+
+bool asks_behind(const std::string &sites, const std::string &beginning) {
+  std::istringstream lines(sites);
+  bool behind = false, asked = false;
+  for (std::string line; std::getline(lines, line);) {
+    asked = asked || (behind && is_question(line));
+    behind = behind || line.rfind(beginning, 0) == 0;
+  }
+  return asked;
+}
+
+}  // namespace torture

@@ -1,0 +1,32 @@
+// What a run's own files tell of it: how it ended, what it reported, whether it went on. Each takes the text of the
+// sandbox's trace ("[62] stop"), or of its sites. Nothing here blocks.
+#ifndef KELVANE_TESTS_TORTURE_TRACE_H
+#define KELVANE_TESTS_TORTURE_TRACE_H
+
+#include <cstdint>
+#include <string>
+
+namespace torture {
+
+// Whether the sandbox ended the run, as its time was up: the agent's own end is told in another word, with whatever
+// status.
+bool ended_in_time(const std::string &trace);
+
+// Whether a status was sent, over either protocol; to ask for the blob's type is no report.
+bool reports_status(const std::string &trace);
+
+// Whether the run's end came while it waited for something: the loop sleeps a second, any other sleep is a wait.
+bool stopped_in_a_wait(const std::string &trace);
+
+// From the last question of what the platform wants to the run's end. Events are posted without passes, too.
+int64_t seconds_since_a_question(const std::string &trace);
+
+// The longest time away from the loop, in seconds.
+int64_t longest_wait(const std::string &trace);
+
+// Whether that question comes behind the first line of the sites that begins so.
+bool asks_behind(const std::string &sites, const std::string &beginning);
+
+}  // namespace torture
+
+#endif
