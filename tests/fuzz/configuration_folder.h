@@ -18,6 +18,8 @@ class ConfigurationFolder {
   void begin() const;
   // Puts a database file there.
   void write(const std::string &bytes) const { support::write_file(database_, bytes); }
+  // The database file that is there now.
+  std::string read() const { return support::read_file(database_); }
   // What was kept of that file as a damaged one, if it was.
   std::optional<std::string> set_aside() const;
 

@@ -1,7 +1,7 @@
 // The reference platform's database file as another program may leave it: an 'e' first means a factory-new one with
 // changed bytes (three of place, one of value, each), anything else is the file. There is a connection all the same,
-// and nothing is lost: a file that is not used is set aside as it was, and the factory's records take its place. One
-// that is used has other records, and the next connection finds the same.
+// and nothing is lost: a file that is not used is set aside as it was, and the factory's takes its place, byte for
+// byte. One that is used has other records, and the next connection finds the same.
 #include "tests/fuzz/configuration_folder.h"
 #include "tests/fuzz/record_calls.h"
 
@@ -20,14 +20,18 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   static const std::string factory = fuzz::factory_database();
   static const fuzz::ConfigurationFolder folder;
   static const std::string factory_records = (folder.begin(), walk());
+  static const std::string factory_file = folder.read();
   folder.begin();
   const std::string input = fuzz::bytes_of(data, size);
   const std::string given = size != 0 && input[0] == 'e' ? fuzz::changed(factory, input.substr(1)) : input;
   folder.write(given);
-  const std::string first = walk();
+  fuzz::require(conf_init() == 0, "there is a connection");
   if (const auto kept = folder.set_aside()) {
-    fuzz::require(*kept == given && first == factory_records, "a file that is not used is kept as it was");
+    conf_end();
+    fuzz::require(*kept == given && folder.read() == factory_file,
+                  "a file that is not used is kept as it was, the factory's is new");
   } else {
+    const std::string first = walk();
     fuzz::require(first != factory_records && walk() == first, "the next connection finds the same");
   }
   return 0;
