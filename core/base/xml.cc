@@ -155,18 +155,18 @@ mxml_node_t *xml_find(mxml_node_t *top, const char *name) {
   return mxmlFindElement(top, top, name, nullptr, nullptr, MXML_DESCEND);
 }
 
-bool xml_has_text(mxml_node_t *first) {
-  return text_length(first) != 0;
+int32_t xml_take_run(mxml_node_t *first, Text *out) {
+  *out = GetNodeTextData(first);
+  return !out->present() && text_length(first) != 0 ? -1 : 0;
 }
 
 int32_t xml_take_text(mxml_node_t *top, const char *name, Text *out) {
-  mxml_node_t *first = first_child_of(top, name);
-  Text text = GetNodeTextData(first);
-  if (!text.present()) {
-    return xml_has_text(first) ? -1 : 0;
+  Text text;
+  const int32_t result = xml_take_run(first_child_of(top, name), &text);
+  if (text.present()) {
+    *out = static_cast<Text &&>(text);
   }
-  *out = static_cast<Text &&>(text);
-  return 0;
+  return result;
 }
 
 }  // namespace kelvane

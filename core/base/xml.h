@@ -36,8 +36,8 @@ Text GetNodeTextData(mxml_node_t *first);
 // The first element of that name anywhere below top, depth first; null when there is none.
 mxml_node_t *xml_find(mxml_node_t *top, const char *name);
 
-// Whether GetNodeTextData has a text to give: what is absent all the same, there was no memory for.
-bool xml_has_text(mxml_node_t *first);
+// GetNodeTextData into *out, absent or not: 0, or -1 when it is absent for want of memory.
+int32_t xml_take_run(mxml_node_t *first, Text *out);
 
 // The text of the first element of that name below top: GetNodeTextData of its first child, when that is a text node.
 // 0; without such a text *out stays as it is. -1 when there was no memory for it, *out stays, too.

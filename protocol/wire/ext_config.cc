@@ -68,13 +68,14 @@ int32_t parse_status_blob(mxml_node_t *element, ExtConfig *config) {
     LOG_ABOVE(6, "[kelvane]: statusBlobType: %s\n", type);
     config->page_blob = strcmp(type, "PageBlob") == 0 ? 1 : 0;
   }
-  mxml_node_t *text = mxmlGetFirstChild(element);
-  char *url = GetNodeTextData(text).release();
-  if (url != nullptr) {
-    unescape_ampersands(url);
+  Text url;
+  const int32_t result = xml_take_run(mxmlGetFirstChild(element), &url);
+  char *text = url.release();
+  if (text != nullptr) {
+    unescape_ampersands(text);
   }
-  config->status_upload_url = Text::adopt(url);
-  return url == nullptr && xml_has_text(text) ? -1 : 0;
+  config->status_upload_url = Text::adopt(text);
+  return result;
 }
 
 // What follows is 0, or -1 when memory ran out for a part.
@@ -149,14 +150,13 @@ int32_t parse_runtime_settings(mxml_node_t *element, const char *entry_name, Ext
   if (sequence_number != nullptr) {
     handler->sequence_number = decimal(sequence_number);
   }
+  Text settings;
+  int32_t result = xml_take_run(mxmlGetFirstChild(element), &settings);
   free(handler->runtime_settings);
-  mxml_node_t *text = mxmlGetFirstChild(element);
-  handler->runtime_settings = GetNodeTextData(text).release();
-  int32_t result = text_replace(&handler->settings_name, entry_name);
+  handler->runtime_settings = settings.release();
+  result |= text_replace(&handler->settings_name, entry_name);
   if (handler->runtime_settings != nullptr) {
     result |= extract_settings(handler);
-  } else if (xml_has_text(text)) {
-    result = -1;
   }
   return result;
 }
