@@ -12,8 +12,9 @@ namespace kelvane {
 // Applies the file to the registered plugins, registering one for each unknown name in it.
 void plugin_status_load();
 
-// Deletes the file and writes it anew, mode 0600. Failures are silent; but when memory runs out for any part of it, or
-// for cutting what is too long, the old file stays, and a line tells.
+// Deletes the file and writes it anew, mode 0600. Failures are silent; but when memory runs out for any value of it, or
+// for cutting what is too long, the old file stays, and a line tells. (json-c does not check all that it needs for the
+// text of the whole.)
 void plugin_status_save();
 
 }  // namespace kelvane

@@ -21,7 +21,7 @@ int32_t __WireClient_get_versions();
 int32_t VersionInfo_parse(const Buffer *document, void *destination);
 
 // Fetches the goal state; then certificates and extensions configuration, always when forced, else when the
-// incarnation differs from the one before or none is known.
+// incarnation differs from the one before, when none is known, or when memory ran out for a part of them the last time.
 void __WireClient_update_goal_state(int32_t forced);
 
 }  // namespace kelvane

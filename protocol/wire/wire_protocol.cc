@@ -50,8 +50,8 @@ int64_t WireProtocol_get_ext_handlers(const Protocol *, const char *, char **tag
   __WireClient_update_goal_state(0);
   Text incarnation;
   // Without a tag the next pass counts as changed: it handles what there was no memory for in this one.
-  if (ext_config()->incomplete == 0 && text_copy(&incarnation, goal_state()->incarnation.get()) == 0 &&
-      incarnation.present()) {
+  const bool complete = !goal_state()->incomplete && ext_config()->incomplete == 0;
+  if (complete && text_copy(&incarnation, goal_state()->incarnation.get()) == 0 && incarnation.present()) {
     free(*tag);
     *tag = incarnation.release();
   }

@@ -310,7 +310,7 @@ TEST_F(WireClientTest, AGoalStateThatTheLibraryHadNoMemoryForIsTakenByTheNextPas
   get_ext_handlers();
   gsNoTreeOf = nullptr;
   EXPECT_EQ(recording::messages(), Lines{"[kelvane]: no memory for the goal state, the next pass takes it again\n"});
-  EXPECT_STREQ(tag_, "1");
+  EXPECT_EQ(tag_, nullptr) << "the next pass counts as changed";
   EXPECT_EQ(first_name(), "first");
   get_ext_handlers();
   EXPECT_STREQ(tag_, "2");
@@ -367,6 +367,28 @@ TEST_F(WireClientTest, WhatThereWasNoMemoryForAtTheStartIsFetchedByTheNextPass) 
   peer_->forget_requests();
   get_ext_handlers();
   EXPECT_EQ(peer_->request_lines(), Lines{kGoalState});
+}
+
+// Else the pass that has them at last would take them for those of the last pass.
+TEST_F(WireClientTest, WithoutMemoryForTheExtensionsAddressAtTheStartThePassThatHasThemCountsAsChanged) {
+  peer_->handler([&](const PeerRequest &request) {
+    if (request.target.find("goalstate") != std::string::npos) {
+      spies::refuse_malloc = 1;
+    }
+    return serve(request);
+  });
+  detect();
+  get_ext_handlers();
+  EXPECT_EQ(list_.count, 0);
+  EXPECT_EQ(tag_, nullptr);
+  peer_->handler([&](const PeerRequest &request) { return serve(request); });
+  goal_state_answer_ = answer(500);
+  get_ext_handlers();
+  EXPECT_EQ(tag_, nullptr) << "a goal state that fails does not complete the last one";
+  goal_state_answer_ = {};
+  get_ext_handlers();
+  EXPECT_STREQ(tag_, "1");
+  EXPECT_EQ(first_name(), "first");
 }
 
 TEST_F(WireClientTest, AnExtensionsConfigurationThatCannotBeReadIsNamedAndTheLastOneStays) {
