@@ -46,7 +46,6 @@ void jump(World &w) {
 // The agent keeps one command only: a later one takes the place of one that it has not served.
 void test_command(uint32_t command) {
   world().restart_asked = command == kRestart;
-  world().passes_since_asked = 0;
   world().zone.test_command = command;
   std::raise(SIGUSR2);
 }

@@ -57,7 +57,7 @@ void silence(const World &w) {
 int play_life() {
   std::fflush(nullptr);
   world().end = End::kNone;
-  world().restart_asked = false;
+  world().restart_asked = world().restart_due = false;
   world().port_hidden = world().keyless = false;
   const pid_t child = fork();
   if (child == 0) {
@@ -71,13 +71,13 @@ int play_life() {
   return status;
 }
 
-// A status of 0 without an end of ours is the agent's exit for a restart, if it was asked for one.
+// A status of 0 without an end of ours is the agent's exit for a restart, in the turn that it was asked for.
 bool survived(int status) {
   World &w = world();
   if (w.end == End::kBroken) {
     return false;
   }
-  if (status == 0 && (w.end != End::kNone || w.restart_asked)) {
+  if (status == 0 && (w.end != End::kNone || w.restart_due)) {
     return true;
   }
   if (WIFSIGNALED(status)) {

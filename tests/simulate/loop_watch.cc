@@ -28,7 +28,15 @@ void look(Timer *timer) {
   timer->due = gsLoop.now - timer->last >= timer->interval;
 }
 
+// A restart that was asked for is served first thing in the turn.
+void check_restart() {
+  if (world().restart_due) {
+    broken("a restart was asked for and does not come");
+  }
+}
+
 void done(Timer *timer, const char *what) {
+  check_restart();
   if (!timer->due) {
     broken("%s %lld seconds after the last", what, static_cast<long long>(gsLoop.now - timer->last));
   }
@@ -41,6 +49,7 @@ void done(Timer *timer, const char *what) {
 // Each start sends requests; the loop begins behind the last of them.
 void loop_watch_sleeps() {
   Loop *loop = &gsLoop;
+  check_restart();
   if (loop->pass.due || loop->post.due) {
     broken("%s is due and does not come", loop->pass.due ? "a pass" : "a look at the events");
   }
@@ -52,6 +61,7 @@ void loop_watch_sleeps() {
 
 void loop_watch_wakes() {
   gsLoop.now = wall_clock();
+  world().restart_due = world().restart_asked;
   look(&gsLoop.pass);
   look(&gsLoop.post);
   // Nobody looks at the queue under the metadata service; that is meant.

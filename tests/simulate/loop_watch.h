@@ -1,4 +1,5 @@
-// The main loop's two timers, told a second time: in which of its turns events are posted and in which there is a pass.
+// The main loop's two timers, told a second time: in which of its turns events are posted and in which there is a pass;
+// and the restart, which is served by the first turn that begins after it was asked for.
 #ifndef KELVANE_TESTS_SIMULATE_LOOP_WATCH_H
 #define KELVANE_TESTS_SIMULATE_LOOP_WATCH_H
 

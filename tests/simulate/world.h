@@ -189,7 +189,7 @@ struct World {
   bool port_hidden;    // a look for the first port failed in this life: the agent gives up its start
   bool keyless;        // no transport certificate could be made in this life
   bool restart_asked;  // and not served
-  int32_t passes_since_asked;
+  bool restart_due;    // in this turn of the loop, as it was asked for before
   bool hub_in_doubt;   // a call that configures the event hub failed, and what is pending may yet be written
   bool status_spoilt;  // there is no status file, or none that was written whole
 
