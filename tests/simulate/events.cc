@@ -1,5 +1,7 @@
 #include "tests/simulate/events.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <csignal>
 
@@ -20,7 +22,17 @@ constexpr int64_t kNever = INT64_MAX;
 // attempts and pauses take less than an hour. A start is no excuse, nor are several, one after the other.
 constexpr int64_t kLongestSilence = 2 * kHour;
 
+// Real seconds that a simulated day may take: an agent that loops without the clock moving never ends by itself.
+constexpr unsigned kLongestDay = 900;
+
 constexpr uint32_t kRestart = 99;  // of the test commands
+
+int64_t gsDayOver = 0;
+
+void allow_a_day() {
+  alarm(kLongestDay);
+  gsDayOver = world().now + kDay;
+}
 
 int64_t after(int64_t mean) {
   return mean > 0 ? world().now + world().dice.gap(mean) : kNever;
@@ -137,6 +149,7 @@ void events_begin() {
 // hundred calls, which four in ten come to.
 void events_begin_life() {
   World &w = world();
+  allow_a_day();
   if (w.dice.percent(10)) {
     trouble_begin();
   }
@@ -155,6 +168,9 @@ void pass_time(int64_t seconds) {
     happen_now(w);
   }
   w.now = end;
+  if (w.now >= gsDayOver) {
+    allow_a_day();
+  }
 }
 
 void power_may_go(const char *call) {

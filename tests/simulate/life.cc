@@ -17,9 +17,6 @@ namespace simulate {
 
 namespace {
 
-// Real seconds that a life may take: an agent that loops without the clock moving never ends by itself.
-constexpr unsigned kLongestLife = 900;
-
 // The address of the wire server is known from before, comes a while after the start, or never.
 void draw_lease(World &w) {
   const bool never = w.dice.percent(w.metadata_percent);
@@ -41,7 +38,6 @@ void silence(const World &w) {
 
 [[noreturn]] void live() {
   prctl(PR_SET_PDEATHSIG, SIGKILL);  // whoever ends the program ends this, too
-  alarm(kLongestLife);
   silence(world());
   draw_lease(world());
   invariants_begin_life();
