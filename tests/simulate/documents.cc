@@ -95,7 +95,7 @@ const std::string &versions_document() {
 }
 
 std::string protected_text(const Wanted &wanted) {
-  return wanted.settings >= Settings::kSecret ? secrets_settings(wanted.settings_number) : "bm8gbWVzc2FnZQ==";
+  return wanted.settings >= Settings::kSecret ? secrets_settings(wanted.secret) : "bm8gbWVzc2FnZQ==";
 }
 
 const char *asked_text(const Wanted &wanted) {

@@ -39,10 +39,12 @@ bool event_hub_refused() {
   return true;
 }
 
-void event_hub_written(bool succeeded) {
-  if (writing()) {
+bool event_hub_written(bool succeeded) {
+  const bool hub = writing();
+  if (hub) {
     (succeeded ? gsDone.succeeded : gsDone.failed)++;
   }
+  return hub;
 }
 
 void event_hub_told(uint32_t event_id, int32_t result, const char *text) {

@@ -16,8 +16,8 @@ void event_hub_asked();
 // somebody else has the database.
 bool event_hub_refused();
 
-// The configuration was written, or not; what others write does not count.
-void event_hub_written(bool succeeded);
+// The configuration was written, or not; what others write does not count. Whether the event hub wrote.
+bool event_hub_written(bool succeeded);
 void event_hub_told(uint32_t event_id, int32_t result, const char *text);
 
 // Breaks off unless it was done for so many commands.

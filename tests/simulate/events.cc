@@ -188,7 +188,6 @@ void power_cut() {
   w.counts.cuts++;
   happened("power cut");
   disk_power_cut();
-  w.configuration = w.written;
   std::snprintf(w.kernel_host, sizeof w.kernel_host, "%s", w.written.settings.host_name);
   find_next(w);
   end_life(End::kPowerCut);

@@ -73,7 +73,7 @@ bool has_both(const Wanted *entry) {
 // The event hub's identifier and the operation that the command which is chosen names; false when there is no such.
 bool event_hub_of(const Wanted &entry, std::string *appliance, std::string *operation) {
   if (entry.settings >= Settings::kSecret && view().tenant) {
-    *appliance = secret_appliance(entry.settings_number);
+    *appliance = secret_appliance(entry.secret);
     *operation = kSecretOperation;
     return true;
   }
@@ -123,7 +123,7 @@ void enable_vm_access(Expected *plugin, const Wanted *entry, int32_t sequence_nu
   put(plugin->message, has_both(entry) ? "Enable succeeded." : "failed");
   gsVMAccessStatus = has_both(entry) ? "success" : "error";
   if (has_both(entry) && entry->settings >= Settings::kSecret && view().tenant) {
-    gsPasswords.push_back(secret_password(entry->settings_number));
+    gsPasswords.push_back(secret_password(entry->secret));
   }
 }
 

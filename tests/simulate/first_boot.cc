@@ -4,6 +4,7 @@
 #include <cstring>
 #include <string>
 
+#include "tests/simulate/accounts.h"
 #include "tests/simulate/disk.h"
 #include "tests/simulate/media.h"
 #include "tests/simulate/sent.h"
@@ -115,15 +116,10 @@ void check_outcome() {
 
 // ---- one start -------------------------------------------------------------------------------------------------
 
-bool same_accounts(const Configuration &left, const Configuration &right) {
-  return left.accounts == right.accounts && std::memcmp(left.account, right.account, sizeof left.account) == 0 &&
-         std::strcmp(left.settings.host_name, right.settings.host_name) == 0;
-}
-
 void check_untouched() {
   same("what a start with the marker reports", sent_last().provisioning, "");
   if (!same_accounts(gsBefore, world().written)) {
-    broken("first boot: a start with the marker changed the accounts or the host name");
+    broken("first boot: a start with the marker changed the accounts or the settings");
   }
 }
 

@@ -9,6 +9,7 @@
 #include "protocol/metadata/metadata_state.h"
 #include "protocol/wire/ext_config.h"
 #include "protocol/wire/goal_state.h"
+#include "tests/simulate/accounts.h"
 #include "tests/simulate/asked.h"
 #include "tests/simulate/disk.h"
 #include "tests/simulate/event_hub.h"
@@ -17,7 +18,6 @@
 #include "tests/simulate/first_boot.h"
 #include "tests/simulate/loop_watch.h"
 #include "tests/simulate/memory_watch.h"
-#include "tests/simulate/password.h"
 #include "tests/simulate/registry.h"
 #include "tests/simulate/reports.h"
 #include "tests/simulate/requests.h"
@@ -121,10 +121,10 @@ void invariants_begin_pass() {
   if (gsPasses == 1) {
     check_asked_at_start(view());
     first_boot_over();
+    accounts_begin();
   }
   expectation_begin_pass();
   event_hub_begin_pass();
-  password_begin_pass();
   event_watch_begin_pass();
 }
 
@@ -133,7 +133,7 @@ void invariants_end_pass() {
   check_followed();
   check_commands();
   check_plugins();
-  password_check();
+  accounts_check();
   check_asked();
   check_descriptors();
   event_watch_end_pass();

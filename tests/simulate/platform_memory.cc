@@ -8,6 +8,7 @@
 
 #include "platform/platform.h"
 #include "tests/fuzz/fixed_key.h"
+#include "tests/simulate/accounts.h"
 #include "tests/simulate/disk.h"
 #include "tests/simulate/event_hub.h"
 #include "tests/simulate/platform_memory.h"
@@ -65,6 +66,7 @@ void log_system_event(uint32_t event_id, int32_t, int32_t, const char *, int32_t
 const char *make_new_passwd(const char *password, int32_t) {
   static char stored[NCFG_PASSWORD_SIZE];
   if (platform_fails("storing a password")) {
+    simulate::accounts_call_failed();
     return nullptr;
   }
   std::snprintf(stored, sizeof stored, "stored:%s", password);

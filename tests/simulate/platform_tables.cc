@@ -6,6 +6,7 @@
 #include <iterator>
 
 #include "platform/platform.h"
+#include "tests/simulate/accounts.h"
 #include "tests/simulate/event_hub.h"
 #include "tests/simulate/first_boot.h"
 #include "tests/simulate/trouble.h"
@@ -115,9 +116,12 @@ int32_t cmf_get_cur_domain_id(void) {
 
 int32_t cmf_write_config(int32_t) {
   const bool failed = platform_fails("writing the configuration") || event_hub_refused();
-  event_hub_written(!failed);
+  const bool hub = event_hub_written(!failed);
   if (failed) {
     world().hub_in_doubt = true;
+    if (!hub) {
+      accounts_call_failed();
+    }
     return -1;
   }
   world().written = world().configuration;
@@ -220,11 +224,14 @@ void *cmf_query_get_next(cmf_query *) {
 }
 
 int32_t cmf_query_commit(cmf_query *query) {
+  Query *asked = of(query);
   if (platform_fails("a commit")) {
     world().hub_in_doubt = true;
+    if (asked->table == NCFG_TABLE_ACCOUNTS) {
+      accounts_call_failed();
+    }
     return -1;
   }
-  Query *asked = of(query);
   if (asked->target == nullptr) {
     return -1;
   }

@@ -18,11 +18,9 @@ namespace simulate {
 
 namespace {
 
-constexpr int32_t kSettings = 8;
-
 std::string gsContainer;
 std::string gsThumbprint;
-std::string gsProtected[kSettings];
+std::string gsProtected[kSecrets];
 
 void require(bool holds, const char *what) {
   if (!holds) {
@@ -150,7 +148,7 @@ void secrets_make() {
   const std::string container = message_to(transport, container_bytes());
   gsContainer = support::base64(container);
   gsThumbprint = thumbprint();
-  for (int32_t i = 0; i < kSettings; i++) {
+  for (int32_t i = 0; i < kSecrets; i++) {
     const std::string bytes = sealed(settings_text(i));
     gsProtected[i] = support::base64(bytes);
     if (i == 0) {
@@ -168,16 +166,16 @@ const std::string &secrets_thumbprint() {
   return gsThumbprint;
 }
 
-const std::string &secrets_settings(int32_t sequence_number) {
-  return gsProtected[sequence_number & (kSettings - 1)];
+const std::string &secrets_settings(int32_t secret) {
+  return gsProtected[secret];
 }
 
-std::string secret_password(int32_t sequence_number) {
-  return "sealed-" + std::to_string(sequence_number & (kSettings - 1));
+std::string secret_password(int32_t secret) {
+  return "sealed-" + std::to_string(secret);
 }
 
-std::string secret_appliance(int32_t sequence_number) {
-  return "secret-" + std::to_string(sequence_number & (kSettings - 1));
+std::string secret_appliance(int32_t secret) {
+  return "secret-" + std::to_string(secret);
 }
 
 }  // namespace simulate

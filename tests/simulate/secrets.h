@@ -16,10 +16,11 @@ const std::string &secrets_container();
 const std::string &secrets_thumbprint();
 
 // Protected settings with an event hub command and the administrator's new password, as base64; the identifier that the
-// command configures; the password. Settings of a few sequence numbers share one.
-const std::string &secrets_settings(int32_t sequence_number);
-std::string secret_appliance(int32_t sequence_number);
-std::string secret_password(int32_t sequence_number);
+// command configures; the password. More than two revisions can name at once.
+inline constexpr int32_t kSecrets = 32;
+const std::string &secrets_settings(int32_t secret);
+std::string secret_appliance(int32_t secret);
+std::string secret_password(int32_t secret);
 inline constexpr char kSecretOperation[] = "op-secret";
 
 }  // namespace simulate

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "tests/simulate/secrets.h"
 #include "tests/simulate/view.h"
 #include "tests/support/base64.h"
 
@@ -45,8 +46,28 @@ void draw_asked(Wanted *wanted) {
   wanted->other_case = dice.percent(10);
 }
 
+bool administrator_has(const Configuration &configuration, int32_t secret) {
+  return configuration.account[0].record.password == "stored:" + secret_password(secret);
+}
+
+bool named(const Revision &revision, int32_t secret) {
+  return std::any_of(revision.wanted, revision.wanted + revision.count,
+                     [secret](const Wanted &each) { return each.secret == secret; });
+}
+
+// Another password than the one that is set, and than what may be set before this comes through.
+int32_t new_secret(int32_t secret) {
+  const World &w = world();
+  while (administrator_has(w.written, secret) || administrator_has(w.configuration, secret) ||
+         named(w.previous, secret) || named(w.current, secret)) {
+    secret = (secret + 1) % kSecrets;
+  }
+  return secret;
+}
+
 void number(Wanted *wanted, int32_t sequence_number) {
   wanted->sequence_number = wanted->settings_number = sequence_number;
+  wanted->secret = new_secret(sequence_number & (kSecrets - 1));
 }
 
 void draw_settings(Wanted *wanted) {

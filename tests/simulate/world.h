@@ -47,6 +47,7 @@ struct Wanted {
   bool other_case;  // the state's text is written in capitals
   int32_t sequence_number;
   int32_t settings_number;  // that the settings' texts name; the same, but where another entry's number goes with them
+  int32_t secret;           // which of the protected settings go with it, if any
   Settings settings;
 };
 
@@ -153,7 +154,7 @@ struct Counts {
   uint64_t missed;                     // changes that a broken answer under its ETag hid
   uint64_t wire_changes, wire_missed;  // incarnations that were told; of these, whose extensions did not come through
   uint64_t secret_commands;            // enabled from protected settings that were opened
-  uint64_t passwords;                  // of the administrator's, set from protected settings
+  uint64_t passwords;                  // of the administrator's, changed from protected settings
   uint64_t seventh_names;              // in a status document that has room for six
   uint64_t status_files, hub_commands, heartbeats, posted;
   uint64_t troubles, dumps, failed_calls, failed_writes;

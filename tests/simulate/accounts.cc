@@ -1,0 +1,82 @@
+#include "tests/simulate/accounts.h"
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "tests/simulate/expectation.h"
+
+namespace simulate {
+
+namespace {
+
+// After the pass before.
+Configuration gsWritten;
+Configuration gsPending;
+
+bool gsFailed = false;  // a call, in this pass
+
+Configuration with_password(Configuration configuration, const std::string &secret) {
+  char(&field)[NCFG_PASSWORD_SIZE] = configuration.account[0].record.password;
+  std::memset(field, 0, sizeof field);
+  ("stored:" + secret).copy(field, sizeof field - 1);
+  return configuration;
+}
+
+// The last that was set; with a failed call it may be one before that.
+bool was_set(const Configuration &is) {
+  const std::vector<std::string> &set = expectation_passwords();
+  const auto first = gsFailed || set.empty() ? set.begin() : set.end() - 1;
+  return std::any_of(first, set.end(),
+                     [&](const std::string &each) { return same_accounts(is, with_password(gsPending, each)); });
+}
+
+// What a failed call left pending is written with whatever is written next.
+bool is_right(const Configuration &is, bool written) {
+  const bool may_stay = expectation_passwords().empty() || gsFailed;
+  const bool stayed = same_accounts(is, gsPending) || (written && same_accounts(is, gsWritten));
+  return (may_stay && stayed) || was_set(is);
+}
+
+void keep(Configuration *kept, const Configuration &is) {
+  if (!same_accounts(*kept, is)) {
+    *kept = is;
+  }
+}
+
+}  // namespace
+
+bool same_accounts(const Configuration &left, const Configuration &right) {
+  return left.accounts == right.accounts && std::memcmp(left.account, right.account, sizeof left.account) == 0 &&
+         std::memcmp(&left.settings, &right.settings, sizeof left.settings) == 0;
+}
+
+void accounts_begin() {
+  gsWritten = world().written;
+  gsPending = world().configuration;
+  gsFailed = false;
+}
+
+void accounts_call_failed() {
+  gsFailed = true;
+}
+
+void accounts_check() {
+  World &w = world();
+  if (!is_right(w.written, true) || !is_right(w.configuration, false)) {
+    const std::vector<std::string> &set = expectation_passwords();
+    broken(
+        "the accounts or the settings are neither what they were nor that with the administrator's password '%s': it "
+        "is "
+        "'%s', and '%s' is pending",
+        set.empty() ? "" : set.back().c_str(), w.written.account[0].record.password,
+        w.configuration.account[0].record.password);
+  }
+  w.counts.passwords += !same_accounts(w.written, gsWritten) && was_set(w.written) ? 1 : 0;
+  keep(&gsWritten, w.written);
+  keep(&gsPending, w.configuration);
+  gsFailed = false;
+}
+
+}  // namespace simulate
