@@ -120,6 +120,7 @@ void invariants_begin_pass() {
   happened("pass");
   if (gsPasses == 1) {
     check_asked_at_start(view());
+    w.port_hidden = false;  // it did not give up
     first_boot_over();
     accounts_begin();
   }

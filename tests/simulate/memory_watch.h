@@ -1,6 +1,6 @@
 // Memory in states that are alike. A pass that leaves the agent where the pass before left it must leave as many bytes,
-// the events that wait taken off; and when the cloud wants nothing at all, as many as the first time in this life that
-// it wanted nothing.
+// the events that wait taken off; and when the cloud wants nothing at all, as many as the first time that it wanted
+// nothing since the registry met its last new name and since the tenant's key came through.
 #ifndef KELVANE_TESTS_SIMULATE_MEMORY_WATCH_H
 #define KELVANE_TESTS_SIMULATE_MEMORY_WATCH_H
 

@@ -50,6 +50,14 @@ void *lend(Query *query, uint32_t number, const void *record, void *target, size
   return query->record;
 }
 
+// An extension that does not find the account reports it, or makes one that exists: the rules do not go into that.
+bool looking_up_fails(uint32_t table, const char *call) {
+  const bool found = table == NCFG_TABLE_ACCOUNTS && first_boot_is_over();
+  const bool failed = !found && platform_fails(call);
+  world().port_hidden = world().port_hidden || (failed && table == NCFG_TABLE_INTERFACES);
+  return failed;
+}
+
 Account *account_of(Configuration *configuration, const char *name) {
   for (int i = 0; i < configuration->accounts; i++) {
     if (std::strcmp(configuration->account[i].record.name, name) == 0) {
@@ -129,6 +137,9 @@ int32_t cmf_write_config(int32_t) {
 }
 
 cmf_query *nCfg_query(uint32_t table) {
+  if (looking_up_fails(table, "a shared query")) {
+    return nullptr;
+  }
   for (size_t i = 0; i < kTableCount; i++) {
     if (kTables[i] == table) {
       gsShared[i].table = table;
@@ -172,10 +183,7 @@ void cmf_query_free(cmf_query *query) {
 
 void *cmf_query_do_table_find(cmf_query *query, int32_t, const char *key, int32_t) {
   Query *asked = of(query);
-  // An extension that does not find the account reports it, or makes one that exists: the rules do not go into that.
-  const bool found = asked->table == NCFG_TABLE_ACCOUNTS && first_boot_is_over();
-  if (!found && platform_fails("looking up a record")) {
-    world().port_hidden = world().port_hidden || asked->table == NCFG_TABLE_INTERFACES;
+  if (looking_up_fails(asked->table, "looking up a record")) {
     return nullptr;
   }
   Configuration &now = world().configuration;
@@ -215,6 +223,9 @@ void *cmf_query_update(cmf_query *query) {
 
 void *cmf_query_table_head(cmf_query *query) {
   Query *asked = of(query);
+  if (platform_fails("a table's first record")) {
+    return nullptr;
+  }
   ncfg_interface *port = &world().configuration.port;
   return asked->table == NCFG_TABLE_INTERFACES ? lend(asked, 1, port, port, sizeof *port) : nullptr;
 }
