@@ -21,16 +21,21 @@ struct Prescribed {
 // ---- places ----
 
 // What comes from the provisioning document alone.
-const Patterns kFromTheDocument = {"/tables/100/fields/host_name", "/tables/340/operator/*", "/files/hostname",
-                                   "/names/etc/hostname", "/history/operator"};
+const Patterns kFromTheDocument = {"/tables/100/fields/host_name = \"kelvane\"", "/tables/340/operator/* = nothing",
+                                   "/files/hostname = \"absent\"", "/names/etc/hostname = nothing",
+                                   "/history/operator = nothing"};
 const Patterns kKeys = {"/tables/340/operator/ssh_keys/*"};
 const Patterns kKeysOfAnother = {"/tables/340/auditor/ssh_keys/*"};
 const Patterns kDashboards = {"/tables/340/*/354/*", "/tables/340/*/14050/*"};
 const Patterns kCertificateHeader = {"/requests GET *comp=certificates* header x-ms-guest-agent-public-x509-cert",
                                      "/requests GET * header x-ms-vmagent-public-x509-cert"};
-// What the second of the commands with the same extension changes.
-const Patterns kOfACommand = {"/tables/640/*", "/tables/340/auditor/password", "/history/auditor",
-                              "/plugins/*ForLinux/config/message", "/reports/*ForLinux*/message"};
+// What the second command of an extension was to change is what the first one made of it.
+const Patterns kFirstHub = {"/tables/640/fields/event_hub_name = \"firewall-logs\"",
+                            "/tables/640/fields/policy_sas_key = \"kWm3vR8s*\""};
+const Patterns kFirstHubsMessage = {"/plugins/*.CustomScriptForLinux/config/message = *Operation ID: op-2201\\\\n*",
+                                    "/reports/*.CustomScriptForLinux*/message = *Operation ID: op-2201\\\\n*"};
+const Patterns kFirstPassword = {"/tables/340/auditor/password = \"that of Slate-Orchard-77[?]\""};
+const Patterns kFirstPasswordRemembered = {"/history/auditor = \"that of Slate-Orchard-77[?]\""};
 const Patterns kCustomData = {"/files/.customdata = \"absent\"", "/files/tmpdata.conf",
                               "/names/data/etc/.customdata = nothing", "/names/etc/tmpdata.conf = \"file*"};
 // That the marker is there counts; its text is for people.
@@ -64,9 +69,19 @@ constexpr char kNotLookedAt[] =
 constexpr char kWithoutResult[] = "the call has no result: that nothing came of it cannot be seen";
 constexpr char kToldOnce[] =
     "that the appliance is ready is told once, by the start that provisions, behind the marker";
+constexpr char kUsedUp[] = "a command that fails on its way has used up its sequence number, and is not tried again";
 constexpr char kFirstAccount[] =
     "keys wait for the account that is made next; a first boot that gave up leaves them to an extension's";
 
+Patterns together(const std::vector<Patterns> &parts) {
+  Patterns out;
+  for (const Patterns &part : parts) {
+    out.insert(out.end(), part.begin(), part.end());
+  }
+  return out;
+}
+
+// The strikes of a row are failures, or kills, as the places that neither needed could not be told otherwise.
 const std::vector<Prescribed> &rows() {
   static const std::vector<Prescribed> kRows = {
       {{"*"},
@@ -100,8 +115,8 @@ const std::vector<Prescribed> &rows() {
         "platform EIO make_new_passwd(a password, 0)", "platform EIO cmf_query_commit(340)"},
        {"/tables/340/admin/password = \"no password: *\"", "/history/admin = nothing"},
        "that the factory's account could not be locked stops nothing: first boot goes on"},
-      {{"platform EIO cmf_query_*(100)"}, {"/tables/100/fields/host_name"}, kNotLookedAt},
-      {{"system E* sethostname(*"}, {"/files/hostname", "/names/etc/hostname"}, kNotLookedAt},
+      {{"platform EIO cmf_query_*(100)"}, {"/tables/100/fields/host_name = \"kelvane\""}, kNotLookedAt},
+      {{"system E* sethostname(*"}, {"/files/hostname = \"absent\"", "/names/etc/hostname = nothing"}, kNotLookedAt},
       {{"platform EIO *(440)", "platform EIO __nCfg_sess_table_change_by_mkey(0, 440, *"},
        {"/tables/440/*"},
        kNotLookedAt},
@@ -109,12 +124,12 @@ const std::vector<Prescribed> &rows() {
         "platform EIO cmf_query_table_append(354 of *", "platform EIO add_default_gui_dashboard(*"},
        kDashboards,
        kNotLookedAt},
-      {{"platform EIO *(280*"}, {"/tables/340/*/access_profile"}, kNotLookedAt},
+      {{"platform EIO *(280*"}, {"/tables/340/*/access_profile = 0"}, kNotLookedAt},
 
       {{"metadata: database FULL write(* in cmf_query_table_append(354 of *",
         "metadata: database FULL write(* in add_default_gui_dashboard(*",
         "metadata: database FULL write(* in cmf_write_config(1))"},
-       {"/tables/340/operator/*", "/history/operator"},
+       {"/tables/340/operator/* = nothing", "/history/operator = nothing"},
        kNoRoom},
 
       // ---- custom data ----
@@ -134,8 +149,9 @@ const std::vector<Prescribed> &rows() {
         "file DEAD rename(/etc/tmpdata.conf)"},
        kCustomData,
        kNotMoved},
-      {{"bytes DEAD write(/data/etc/.provisioned)", "bytes KILL write(/data/etc/.provisioned)",
-        "bytes POWER* write(/data/etc/.provisioned)", "file POWER* rename(/etc/tmpdata.conf)", "bytes POWER* sync()"},
+      {{"bytes DEAD write(/data/etc/.provisioned)"}, kMarked, kNotMoved},
+      {{"bytes KILL write(/data/etc/.provisioned)", "bytes POWER* write(/data/etc/.provisioned)",
+        "file POWER* rename(/etc/tmpdata.conf)", "bytes POWER* sync()"},
        kMarked,
        kNotMoved},
 
@@ -180,16 +196,30 @@ const std::vector<Prescribed> &rows() {
        {"/tables/640/*", "/tables/events/*", "/plugins/*.CustomScriptForLinux/*", "/reports/*.CustomScriptForLinux*"},
        "a plugin for which the registry has no room is not added; its extension is acknowledged as an unknown one, and "
        "keeps the sequence number of that"},
-      {{"memory ENOMEM malloc(*CertStoreSlot < *", "memory ENOMEM calloc(Secret::allocate < *",
-        "memory ENOMEM malloc(text_format < CustomScript_ConfigEventHub < *", "platform EIO miglib_b64_pton(*",
-        "platform EIO cmf_query_*(640)", "platform EIO nCfg_query(340)", "platform EIO cmf_query_commit(340)",
-        "platform EIO cmf_query_do_table_find(340, 0, \"auditor\", 2)", "platform EIO make_new_passwd(*",
-        "platform EIO cmf_get_cur_domain_id()", "platform EIO cmf_write_config(*",
+      // Which command a text is decoded for the call does not tell; without the certificates none can be decrypted.
+      {{"platform EIO miglib_b64_pton(*", "memory ENOMEM malloc(*CertStoreSlot < *",
         "request [!KP]* request(http://169.254.169.254/*/certificates*)"},
-       kOfACommand,
-       "a command that fails on its way has used up its sequence number, and is not tried again"},
+       together({kFirstHub, kFirstHubsMessage, kFirstPassword, kFirstPasswordRemembered}),
+       kUsedUp},
+      {{"platform EIO cmf_query_*(640)"}, kFirstHub, kUsedUp},
+      {{"memory ENOMEM malloc(text_format < CustomScript_ConfigEventHub < *"}, kFirstHubsMessage, kUsedUp},
+      {{"memory ENOMEM calloc(Secret::allocate < * < custom_script_command < *"},
+       together({kFirstHub, kFirstHubsMessage}),
+       kUsedUp},
+      {{"platform EIO cmf_query_commit(340)", "platform EIO cmf_query_do_table_find(340, 0, \"auditor\", 2)"},
+       kFirstPassword,
+       kUsedUp},
+      {{"platform EIO nCfg_query(340)"},
+       together({kFirstPassword,
+                 {"/plugins/*.VMAccessForLinux/config/message = \"Enable failed.\"",
+                  "/reports/*.VMAccessForLinux*/message = \"Enable failed.\""}}),
+       kUsedUp},
+      {{"memory ENOMEM calloc(Secret::allocate < * < vm_access_command < *", "platform EIO make_new_passwd(*",
+        "platform EIO cmf_get_cur_domain_id()", "platform EIO cmf_write_config(*"},
+       together({kFirstPassword, kFirstPasswordRemembered}),
+       kUsedUp},
       {{"memory ENOMEM+ * < main_loop_run < main)"},
-       kOfACommand,
+       together({kFirstHub, kFirstHubsMessage, kFirstPassword, kFirstPasswordRemembered}),
        "a pass that runs out of memory uses up the sequence numbers of all its commands"},
       {{"platform EIO cmf_get_cur_domain_id()", "platform EIO cmf_write_config(*"},
        {"/tables/events/*\"Config eventhub fails.\"*"},

@@ -60,10 +60,89 @@ TEST(Prescribed, AnEndIsAPlaceToo) {
   EXPECT_EQ(row_for(strike("platform", "conf_end()", "EIO"), {"exit", "0", "255"}), "");
 }
 
+const Difference kFirstHub = {"/tables/640/fields/event_hub_name", "\"firewall-logs-v2\"", "\"firewall-logs\""};
+const Difference kFirstPassword = {"/tables/340/auditor/password", "\"that of Copper-Lantern-31?\"",
+                                   "\"that of Slate-Orchard-77?\""};
+
+TEST(Prescribed, AFailureInOneCommandExcusesNoOther) {
+  const Strike in_the_hub = strike("platform", "cmf_query_update(640)", "EIO");
+  EXPECT_NE(row_for(in_the_hub, kFirstHub), "");
+  EXPECT_EQ(row_for(in_the_hub, kFirstPassword), "");
+  for (const char *call : {"nCfg_query(340)", "cmf_query_commit(340)", "make_new_passwd(a password, 0)",
+                           "cmf_query_do_table_find(340, 0, \"auditor\", 2)", "cmf_write_config(1)"}) {
+    EXPECT_NE(row_for(strike("platform", call, "EIO"), kFirstPassword), "") << call;
+    EXPECT_EQ(row_for(strike("platform", call, "EIO"), kFirstHub), "") << call;
+  }
+}
+
+TEST(Prescribed, WhatIsForBothCommandsExcusesBoth) {
+  EXPECT_NE(row_for(strike("platform", "miglib_b64_pton(a text)", "EIO"), kFirstHub), "");
+  EXPECT_NE(row_for(strike("platform", "miglib_b64_pton(a text)", "EIO"), kFirstPassword), "");
+  const Strike certificate = strike("memory", "malloc(append_record < CertStoreSlot < x)", "ENOMEM");
+  EXPECT_NE(row_for(certificate, kFirstHub), "");
+  EXPECT_NE(row_for(certificate, kFirstPassword), "");
+}
+
+TEST(Prescribed, ASecretIsOfTheCommandThatAskedForIt) {
+  const Strike hub =
+      strike("memory", "calloc(Secret::allocate < enable < custom_script_command < launch < main)", "ENOMEM");
+  EXPECT_NE(row_for(hub, kFirstHub), "");
+  EXPECT_EQ(row_for(hub, kFirstPassword), "");
+  const Strike account =
+      strike("memory", "calloc(Secret::allocate < enable < vm_access_command < launch < main)", "ENOMEM");
+  EXPECT_EQ(row_for(account, kFirstHub), "");
+  EXPECT_NE(row_for(account, kFirstPassword), "");
+}
+
+// What a command that failed leaves is what the command before it made.
+TEST(Prescribed, ACommandThatFailsLeavesWhatWas) {
+  const Strike written = strike("platform", "cmf_write_config(1)", "EIO");
+  const auto password = [](const char *came) {
+    return Difference{"/tables/340/auditor/password", kFirstPassword.expected, came};
+  };
+  EXPECT_NE(row_for(written, kFirstPassword), "");
+  EXPECT_EQ(row_for(written, password("nothing")), "");
+  EXPECT_EQ(row_for(written, password("\"no password: x\"")), "");
+  EXPECT_EQ(row_for(written, password("\"that of Plum-Harbour-42!\"")), "");
+  EXPECT_NE(row_for(written, {"/history/auditor", "x", "\"that of Slate-Orchard-77?\""}), "");
+  EXPECT_EQ(row_for(written, {"/history/auditor", "x", "nothing"}), "");
+  const Strike found = strike("platform", "cmf_query_update(640)", "EIO");
+  EXPECT_EQ(row_for(found, {"/tables/640/fields/event_hub_name", "x", "nothing"}), "");
+  EXPECT_EQ(row_for(found, {"/tables/640/fields/enabled", "1", "0"}), "");
+  const char *const message = "/plugins/Microsoft.OSTCExtensions.CustomScriptForLinux/config/message";
+  const Strike text = strike("memory", "malloc(text_format < CustomScript_ConfigEventHub < x)", "ENOMEM");
+  EXPECT_NE(row_for(text, {message, "x", R"("Command is finished.\nOperation ID: op-2201\n\n---errout---\n\n")"}), "");
+  EXPECT_EQ(row_for(text, {message, "x", R"("Command is finished.\nOperation ID: op-22010\n")"}), "");
+  EXPECT_EQ(row_for(text, {message, "x", "\"\""}), "");
+}
+
+TEST(Prescribed, WhatDidNotComeIsNotThere) {
+  const Strike unread = strike("file", "open(/cdrom/ovf-env.xml)", "EIO");
+  EXPECT_EQ(row_for(unread, {"/tables/340/operator/profile", "\"super_admin\"", "\"prof_admin\""}), "");
+  EXPECT_EQ(row_for(unread, {"/history/operator", "x", "\"no password\""}), "");
+  EXPECT_NE(row_for(unread, {"/tables/100/fields/host_name", "\"edge-fw-01\"", "\"kelvane\""}), "");
+  EXPECT_EQ(row_for(unread, {"/tables/100/fields/host_name", "\"edge-fw-01\"", "\"\""}), "");
+  EXPECT_EQ(row_for(unread, {"/files/hostname", "\"edge-fw-01\\n\"", "\"\\n\""}), "");
+  Strike full = strike("database", "write(kelvane-config.db-wal in cmf_write_config(1))", "FULL");
+  full.protocol = "metadata";
+  EXPECT_NE(row_for(full, {"/tables/340/operator/profile", "\"super_admin\"", "nothing"}), "");
+  EXPECT_EQ(row_for(full, {"/tables/340/operator/profile", "\"super_admin\"", "\"\""}), "");
+  const Strike no_profile = strike("platform", "cmf_query_create(280)", "EIO");
+  EXPECT_NE(row_for(no_profile, {"/tables/340/auditor/access_profile", "2", "0"}), "");
+  EXPECT_EQ(row_for(no_profile, {"/tables/340/auditor/access_profile", "2", "1"}), "");
+}
+
+// The marker's places are of rows of failures and of rows of kills; no play is to overlook them.
+TEST(Prescribed, ThePlacesThatNoPlayNeedsAreToldToo) {
+  EXPECT_THAT(unused_patterns({}, true), Contains("/files/.provisioned = \"\""));
+  EXPECT_THAT(unused_patterns({"bytes POWER* sync() -> /files/.provisioned = \"\""}, true),
+              Not(Contains("/files/.provisioned = \"\"")));
+}
+
 TEST(Prescribed, WhatNoPlayNeedsIsTold) {
   const std::string hostname = "system E* sethostname(*";
   EXPECT_THAT(unused_patterns({}, false), Contains(hostname));
-  EXPECT_THAT(unused_patterns({hostname + " -> /files/hostname"}, false), Not(Contains(hostname)));
+  EXPECT_THAT(unused_patterns({hostname + " -> /files/hostname = \"absent\""}, false), Not(Contains(hostname)));
   EXPECT_THAT(unused_patterns({}, true), Not(Contains(hostname)));
   EXPECT_THAT(unused_patterns({}, true), Contains("file POWER* rename(/etc/tmpdata.conf)"));
   EXPECT_THAT(unused_patterns({}, false), Not(Contains("file POWER* rename(/etc/tmpdata.conf)")));
