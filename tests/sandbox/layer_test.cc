@@ -187,6 +187,13 @@ TEST_F(Layer, EverySiteIsToldWithItsClassAndNumber) {
             "end 3\n");
 }
 
+TEST_F(Layer, TheSitesTellWhereItSlept) {
+  run("clock", "--sites " + (folder_ / "sites").string());
+  EXPECT_NE(read(folder_ / "sites").find("platform 1 conf_init()\n"), std::string::npos);
+  EXPECT_NE(read(folder_ / "sites").find("sleep 100\nplatform 2 conf_end()\n"), std::string::npos)
+      << read(folder_ / "sites");
+}
+
 TEST_F(Layer, WhateverIsLeftOpenIsTold) {
   run("open:/data/etc/x copy-of-stderr socket", "--sites " + (folder_ / "sites").string());
   const std::string sites = read(folder_ / "sites");

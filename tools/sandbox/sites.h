@@ -11,8 +11,9 @@
 //   closing   what SQLite does to its files after the agent's end
 // With a file, each is a line "CLASS NUMBER CALL(SUBJECT)", and at the end come remarks: "open NAME" for whatever
 // is left open (open_files.h), and "end STATUS". Where the first planned fault of the process fell stands in a line
-// "struck CLASS NUMBER CALL(SUBJECT)" of its own. The numbers are those by which faults.h names a call of a class.
-// Blocks for as long as the disk does; a line that cannot be written is lost.
+// "struck CLASS NUMBER CALL(SUBJECT)" of its own, and where the agent slept in a line "sleep SECONDS". The numbers are
+// those by which faults.h names a call of a class. Blocks for as long as the disk does; a line that cannot be written
+// is lost.
 #ifndef KELVANE_TOOLS_SANDBOX_SITES_H
 #define KELVANE_TOOLS_SANDBOX_SITES_H
 

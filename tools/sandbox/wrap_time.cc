@@ -27,6 +27,7 @@ using sandbox::world;
 int64_t agent_sleep(int64_t nanoseconds, const std::string &shown) {
   sandbox::World &w = world();
   w.trace.line("sleep " + shown);
+  w.sites.remark("sleep", shown);
   const int64_t target = w.clock.elapsed() + nanoseconds;
   if (sandbox::sleep_for(nanoseconds)) {
     return 0;
