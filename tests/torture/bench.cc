@@ -29,12 +29,8 @@ constexpr int kLimitSeconds = 180;  // of the machine's: a request that is never
 // five requests that are made nine times each, with their pauses.
 constexpr int64_t kLongestWait = 900;
 constexpr int kAims = 3;  // so often a strike is tried that falls on another call than the planned one
-constexpr char kEndless[] = "  the struck run does not end\n";
+constexpr char kEndless[] = "  the struck run does not end\n", kNoGoingOn[] = "  the struck run does not go on\n";
 constexpr char kStruck[] = "struck", kSecond[] = "second", kQuiet[] = "quiet";
-
-bool has(const std::string &text, const char *part) {
-  return text.find(part) != std::string::npos;
-}
 
 // Other than the one that a kill sends; 255 is an end that is prescribed for some failures.
 bool was_a_signal(int status) {
@@ -173,9 +169,8 @@ Site Bench::named_struck(const std::string &name) const {
 
 // The numbers of calls move a little when the network hands things over in other pieces: what fell on another call is
 // aimed anew, at where the planned one was in this run. Trouble counts wherever the strike fell, a signal among it.
-int Bench::aimed_run(Strike &strike, std::string &report) {
-  const Site planned = strike.site;
-  int status = strike_run(strike);
+int Bench::aimed_run(const Site &planned, Strike &strike, int64_t longer, std::string &report) {
+  int status = strike_run(strike, longer);
   for (int i = 1; i < kAims && fallen_on(strike) != planned.call; ++i) {
     report += check_trouble(kStruck) + (status == -1 ? kEndless : "");
     report += was_a_signal(status) ? check_end(kStruck, status) : "";
@@ -184,20 +179,17 @@ int Bench::aimed_run(Strike &strike, std::string &report) {
       name_places(programs_.sandbox, now);
       strike.site.number = same_call(undisturbed_.sites, planned, now);
     }
-    status = strike_run(strike);
+    status = strike_run(strike, longer);
   }
   const std::string fallen = fallen_on(strike);
-  missed_ = fallen == planned.call ? "" : fallen.empty() ? "nothing" : fallen;
+  if (fallen != planned.call) {
+    missed_ = fallen.empty() ? "nothing" : fallen;
+  }
   return status;
 }
 
 bool Bench::is_marked() const {
   return files::exists(root() + "/data/etc/.provisioned");
-}
-
-bool Bench::provisions(const std::string &name) const {
-  const std::string trace = trace_of(name);
-  return has(trace, "comp=health") || has(trace, "provisioningStatus");
 }
 
 // The start after a kill is killed, too, unless it has ended before it comes to that.
@@ -207,7 +199,7 @@ std::string Bench::second_run(const Strike &strike) {
   second_ = named_struck(kSecond);
   std::string report = check_trouble(kSecond) + check_database();
   report += status != 128 + SIGKILL ? check_end(kSecond, status) : "";
-  if (was_marked && provisions(kSecond)) {
+  if (was_marked && provisions(trace_of(kSecond))) {
     report += "  the second run provisions once more\n";
   }
   return report;
@@ -225,12 +217,11 @@ int Bench::quiet_run() const {
 
 std::string Bench::check_trouble(const std::string &name) const {
   std::string report;
-  const std::string base = folder_ + "/" + name, errors = support::read_if_there(base + ".err"),
-                    log = support::read_if_there(base + ".log");
-  if (has(errors, "Sanitizer") || has(errors, "runtime error") || has(errors, "kelvane-sandbox:")) {
+  const std::string base = folder_ + "/" + name, errors = support::read_if_there(base + ".err");
+  if (complains(errors)) {
     report += "  the " + name + " run says:\n" + errors.substr(0, 6000) + "\n";
   }
-  if (has(log, "is damaged")) {
+  if (finds_database_damaged(support::read_if_there(base + ".log"))) {
     report += "  the " + name + " run finds the configuration database damaged\n";
   }
   std::ifstream sites(base + ".sites");
@@ -275,7 +266,7 @@ std::string Bench::check_quiet(int status, bool was_marked) const {
   if (!reports_status(trace_of(kQuiet))) {
     report += "  the quiet run reports no status\n";
   }
-  if (provisions(kQuiet) == was_marked) {
+  if (provisions(trace_of(kQuiet)) == was_marked) {
     report += was_marked ? "  the quiet run provisions once more\n" : "  the quiet run does not provision\n";
   }
   return report;
@@ -299,38 +290,47 @@ std::string Bench::check_outcome(const Strike &strike) {
   return report;
 }
 
-// Whether the struck run asked what the platform wants behind the strike, and did so to its end.
+// Whether the struck run asked what the platform wants in every pass behind the one that was struck.
 bool Bench::goes_on(const Strike &strike) const {
   const std::string place =
       strike.fabric_fault().empty() ? "struck " : "request " + std::to_string(strike.site.number) + " ";
-  return asks_behind(support::read_if_there(folder_ + "/struck.sites"), place) &&
-         seconds_since_a_question(trace_of(kStruck)) <= kPass + 1;
+  const GoingOn found = going_on_behind(support::read_if_there(folder_ + "/struck.sites"), place);
+  return found.asked && found.turns_without <= kPass + 1 && seconds_since_a_question(trace_of(kStruck)) <= kPass + 1;
 }
 
-// Plays a strike that fell in the last pass once more, with one pass behind it.
-std::string Bench::check_going_on(const Strike &strike) {
-  const std::string report = check_struck(strike, strike_run(strike, kPass));
-  return stopped_in_a_wait(trace_of(kStruck)) || goes_on(strike) ? report
-                                                                 : report + "  the struck run does not go on\n";
+// Plays a strike that fell in the last pass once more, with passes behind it.
+std::string Bench::check_going_on(const Site &planned, Strike &strike) {
+  std::string report;
+  const int status = aimed_run(planned, strike, 2 * kPass, report);
+  report += check_struck(strike, status);
+  if (stopped_in_a_wait(trace_of(kStruck))) {
+    return report + check_waits(planned, strike);
+  }
+  return goes_on(strike) ? report : report + kNoGoingOn;
 }
 
-// Plays the strike once more, for longer: the agent must come back to its loop in time, again and again.
-std::string Bench::check_waits(const Strike &strike) {
-  const int64_t longer = 2 * kLongestWait;
-  std::string report = check_struck(strike, strike_run(strike, longer));
+// Plays the strike once more, for longer: the agent must come back to its loop in time, again and again, and when one
+// call failed it must go on there.
+std::string Bench::check_waits(const Site &planned, Strike &strike) {
+  std::string report;
+  const int status = aimed_run(planned, strike, 2 * kLongestWait, report);
+  report += check_struck(strike, status);
   const int64_t longest = longest_wait(trace_of(kStruck));
-  return longest <= kLongestWait ? report
-                                 : report + "  the struck run waits for " + std::to_string(longest) + " seconds\n";
+  if (longest > kLongestWait) {
+    report += "  the struck run waits for " + std::to_string(longest) + " seconds\n";
+  }
+  return goes_on(strike) || !strike.leaves_a_loop() ? report : report + kNoGoingOn;
 }
 
 std::string Bench::play(const Strike &planned) {
   meant_ = Json::object();
+  missed_ = "";
   Strike strike = planned;
   std::string report;
-  const int status = aimed_run(strike, report);
+  const int status = aimed_run(planned.site, strike, 0, report);
   report += check_struck(strike, status) + check_database();
   const bool waits = status == 0 && stopped_in_a_wait(trace_of(kStruck));
-  const bool known_to_go_on = status != 0 || waits || !strike.leaves_a_loop() || goes_on(strike);
+  const bool known_to_go_on = status != 0 || !strike.leaves_a_loop() || goes_on(strike);
   second_ = Site();
   if (!strike.second.empty()) {
     report += second_run(strike);
@@ -338,8 +338,10 @@ std::string Bench::play(const Strike &planned) {
   const bool was_marked = is_marked();
   report += check_quiet(quiet_run(), was_marked);
   report += check_outcome(strike);
-  report += waits ? check_waits(strike) : "";
-  return known_to_go_on ? report : report + check_going_on(strike);
+  if (waits) {
+    return report + check_waits(planned.site, strike);
+  }
+  return known_to_go_on ? report : report + check_going_on(planned.site, strike);
 }
 
 }  // namespace torture

@@ -37,7 +37,8 @@ class Bench {
   // Empty when the agent came through, else what went wrong. The files of the play stay until the next one.
   std::string play(const Strike &strike);
 
-  // Empty when the strike of the last play fell where it was planned to fall, else what it fell on.
+  // Empty when the strike of the last play fell where it was planned to fall, in each of its runs, else what it fell
+  // on.
   const std::string &missed() const { return missed_; }
 
   // What differed after the last play and is meant to, each place with the row that says so.
@@ -50,18 +51,17 @@ class Bench {
   void tell(const std::string &path, const std::string &body) const;
   int run(const std::string &name, int64_t begin, int64_t length, const std::string &fault) const;
   int struck_run(const std::string &fault, int64_t longer = 0) const;
-  int strike_run(const Strike &strike, int64_t longer = 0);
+  int strike_run(const Strike &strike, int64_t longer);
   const Site *planned_place(const Site &unnamed) const;
   Site named_struck(const std::string &name) const;
   std::string fallen_on(const Strike &strike) const;
-  int aimed_run(Strike &strike, std::string &report);
+  int aimed_run(const Site &planned, Strike &strike, int64_t longer, std::string &report);
   std::string trace_of(const std::string &name) const;
   std::string check_end(const std::string &name, int status) const;
   bool goes_on(const Strike &strike) const;
-  std::string check_going_on(const Strike &strike);
-  std::string check_waits(const Strike &strike);
+  std::string check_going_on(const Site &planned, Strike &strike);
+  std::string check_waits(const Site &planned, Strike &strike);
   bool is_marked() const;
-  bool provisions(const std::string &name) const;
   std::string second_run(const Strike &strike);
   std::string check_database() const;
   int quiet_run() const;

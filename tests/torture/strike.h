@@ -20,7 +20,9 @@ struct Site {
 struct Strike {
   std::string protocol;  // "wire" or "metadata"
   Site site;
-  std::string blow;  // an errno, "SHORT", "FULL", "DEAD", "KILL", "POWER2", with "+" for all later calls; "fabric:KIND"
+  // An errno, "SHORT", "FULL" or "DEAD", with "+" for all later calls; "KILL", "POWER", "POWER1" to "POWER3"; of
+  // requests the number of libcurl's result ("7", "28", "56"), or "fabric:KIND" with what the kind takes.
+  std::string blow;
   std::string second;  // what ends the next start, too: "platform:12:KILL"; empty for none
 
   std::string address() const;

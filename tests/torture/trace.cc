@@ -15,19 +15,24 @@ bool ends_with(const std::string &text, const std::string &end) {
   return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
 }
 
-// It is asked once in every pass.
+// It is asked in every pass, and again when there is no answer.
 bool is_question(const std::string &line) {
   return has(line, "comp=goalstate") || has(line, "/extensionHandlers");
 }
 
-int64_t time_of(const std::string &line) {
-  return std::atoll(line.c_str() + 1);
+// "[62] stop"; an empty line is of the time before.
+int64_t time_of(const std::string &line, int64_t before) {
+  return line.empty() ? before : std::atoll(line.c_str() + 1);
 }
 
 }  // namespace
 
 bool ended_in_time(const std::string &trace) {
   return ends_with(trace, "] stop\n");
+}
+
+bool provisions(const std::string &trace) {
+  return has(trace, "comp=health") || has(trace, "provisioningStatus");
 }
 
 bool reports_status(const std::string &trace) {
@@ -48,7 +53,7 @@ int64_t seconds_since_a_question(const std::string &trace) {
   std::istringstream lines(trace);
   int64_t now = 0, asked = 0;
   for (std::string line; std::getline(lines, line);) {
-    now = time_of(line);
+    now = time_of(line, now);
     asked = has(line, "] request ") && is_question(line) ? now : asked;
   }
   return now - asked;
@@ -56,23 +61,39 @@ int64_t seconds_since_a_question(const std::string &trace) {
 
 int64_t longest_wait(const std::string &trace) {
   std::istringstream lines(trace);
-  int64_t longest = 0, last = 0;
+  int64_t longest = 0, last = 0, now = 0;
   for (std::string line; std::getline(lines, line);) {
-    const int64_t now = time_of(line);
+    now = time_of(line, now);
     longest = std::max(longest, now - last);
     last = ends_with(line, "] sleep 1") ? now : last;
   }
   return longest;
 }
 
-bool asks_behind(const std::string &sites, const std::string &beginning) {
+GoingOn going_on_behind(const std::string &sites, const std::string &beginning) {
   std::istringstream lines(sites);
-  bool behind = false, asked = false;
+  GoingOn out;
+  bool is_behind = false, in_later_turn = false;
+  int64_t turns = 0;
   for (std::string line; std::getline(lines, line);) {
-    asked = asked || (behind && is_question(line));
-    behind = behind || line.rfind(beginning, 0) == 0;
+    if (is_behind && line == "sleep 1") {
+      in_later_turn = true;
+      out.turns_without = std::max(out.turns_without, ++turns);
+    } else if (in_later_turn && line.rfind("request ", 0) == 0 && is_question(line)) {
+      out.asked = true;
+      turns = 0;
+    }
+    is_behind = is_behind || line.rfind(beginning, 0) == 0;
   }
-  return asked;
+  return out;
+}
+
+bool complains(const std::string &errors) {
+  return has(errors, "Sanitizer") || has(errors, "runtime error") || has(errors, "kelvane-sandbox:");
+}
+
+bool finds_database_damaged(const std::string &log) {
+  return has(log, "is damaged");
 }
 
 }  // namespace torture

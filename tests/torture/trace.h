@@ -1,5 +1,5 @@
 // What a run's own files tell of it: how it ended, what it reported, whether it went on. Each takes the text of the
-// sandbox's trace ("[62] stop"), or of its sites. Nothing here blocks.
+// sandbox's trace ("[62] stop"), of its sites, of the log or of what went to standard error. Nothing here blocks.
 #ifndef KELVANE_TESTS_TORTURE_TRACE_H
 #define KELVANE_TESTS_TORTURE_TRACE_H
 
@@ -11,6 +11,9 @@ namespace torture {
 // Whether the sandbox ended the run, as its time was up: the agent's own end is told in another word, with whatever
 // status.
 bool ended_in_time(const std::string &trace);
+
+// Whether it reported a first boot, over either protocol.
+bool provisions(const std::string &trace);
 
 // Whether a status was sent, over either protocol; to ask for the blob's type is no report.
 bool reports_status(const std::string &trace);
@@ -24,8 +27,17 @@ int64_t seconds_since_a_question(const std::string &trace);
 // The longest time away from the loop, in seconds.
 int64_t longest_wait(const std::string &trace);
 
-// Whether that question comes behind the first line of the sites that begins so.
-bool asks_behind(const std::string &sites, const std::string &beginning);
+// Of what comes behind the first line of the sites that begins so.
+struct GoingOn {
+  bool asked = false;         // that question, in a later turn of the loop: the struck pass's own question is none
+  int64_t turns_without = 0;  // the most turns of the loop in a row without that question; a wait is no turn
+};
+GoingOn going_on_behind(const std::string &sites, const std::string &beginning);
+
+// Whether a sanitizer, or the sandbox itself, says something.
+bool complains(const std::string &errors);
+
+bool finds_database_damaged(const std::string &log);
 
 }  // namespace torture
 

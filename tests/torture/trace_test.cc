@@ -39,13 +39,75 @@ TEST(Trace, TheLoopIsLeftForAsLongAsItSleepsNoSecond) {
   EXPECT_EQ(longest_wait("[1] sleep 1\n[2] sleep 1\n[3] stop\n"), 1);
 }
 
+TEST(Trace, AnEmptyLineIsOfTheTimeBefore) {
+  EXPECT_EQ(longest_wait("\n[3] sleep 1\n\n[4] stop\n"), 3);
+  EXPECT_EQ(seconds_since_a_question("[5] request GET http://a/?comp=goalstate = 0 200\n[60] stop\n\n"), 55);
+}
+
+constexpr char kStruck[] = "struck bytes 3 read(/a)\n", kTurn[] = "sleep 1\n",
+               kGoalState[] = "request 7 request(http://a/machine/?comp=goalstate)\n",
+               kHandlers[] = "request 9 request(http://a/extensionHandlers?v=1)\n",
+               kEvents[] = "request 8 request(http://a/machine?comp=telemetrydata)\n";
+
+std::string all(std::initializer_list<const char *> lines) {
+  std::string out;
+  for (const char *line : lines) {
+    out += line;
+  }
+  return out;
+}
+
 TEST(Trace, OnlyAQuestionBehindTheStrikeCounts) {
-  const char *const question = "request 7 request(http://a/machine/?comp=goalstate)\n";
-  const std::string struck = "struck bytes 3 read(/a)\n";
-  EXPECT_TRUE(asks_behind(struck + question, "struck "));
-  EXPECT_FALSE(asks_behind(question + struck, "struck "));
-  EXPECT_FALSE(asks_behind(question, "request 7 ")) << "it is the strike itself";
-  EXPECT_FALSE(asks_behind(question, "struck "));
+  EXPECT_TRUE(going_on_behind(all({kStruck, kTurn, kGoalState}), "struck ").asked);
+  EXPECT_TRUE(going_on_behind(all({kStruck, kTurn, kHandlers}), "struck ").asked);
+  EXPECT_FALSE(going_on_behind(all({kStruck, kTurn, kEvents}), "struck ").asked);
+  EXPECT_FALSE(going_on_behind(all({kStruck, kTurn, "platform 3 f(comp=goalstate)\n"}), "struck ").asked);
+  EXPECT_FALSE(going_on_behind(all({kGoalState, kStruck, kTurn}), "struck ").asked);
+  EXPECT_FALSE(going_on_behind(all({kTurn, kGoalState}), "request 7 ").asked) << "it is the strike itself";
+  EXPECT_FALSE(going_on_behind(all({kTurn, kGoalState}), "struck ").asked);
+}
+
+TEST(Trace, AQuestionOfTheStruckPassIsNoGoingOn) {
+  EXPECT_FALSE(going_on_behind(all({kTurn, kStruck, kGoalState, kTurn}), "struck ").asked);
+  EXPECT_FALSE(going_on_behind(all({kTurn, kGoalState, "sleep 10\n", kGoalState, kTurn}), "request 7 ").asked)
+      << "it is asked again";
+}
+
+TEST(Trace, APassThatIsSkippedShows) {
+  EXPECT_EQ(going_on_behind(all({kStruck, kTurn, kGoalState, kTurn, kTurn, kTurn, kGoalState, kTurn}), "struck ")
+                .turns_without,
+            3);
+  EXPECT_EQ(going_on_behind(all({kStruck, kTurn, kTurn, kGoalState, kTurn}), "struck ").turns_without, 2)
+      << "from the strike";
+  EXPECT_EQ(going_on_behind(all({kStruck, kTurn, kGoalState, kTurn, kEvents, kTurn}), "struck ").turns_without, 2)
+      << "to the end";
+}
+
+TEST(Trace, TurnsBeforeTheStrikeAndWaitsAreNotCounted) {
+  EXPECT_EQ(going_on_behind(all({kTurn, kTurn, kStruck, kTurn, kGoalState}), "struck ").turns_without, 1);
+  EXPECT_EQ(going_on_behind(all({kStruck, kTurn, "sleep 10\n", "sleep 10\n", kGoalState}), "struck ").turns_without, 1);
+}
+
+// An agent that waits and turns for ever, and never asks.
+TEST(Trace, TurnsBetweenWaitsAddUp) {
+  EXPECT_EQ(
+      going_on_behind(all({kStruck, "sleep 10\n", kTurn, "sleep 10\n", kTurn, "sleep 10\n"}), "struck ").turns_without,
+      2);
+}
+
+TEST(Trace, AFirstBootIsReported) {
+  EXPECT_TRUE(provisions("[0] request POST http://a/machine/?comp=health = 0 200\n"));
+  EXPECT_TRUE(provisions("[33] request PUT http://a/provisioningStatus?v = 0 200\n"));
+  EXPECT_FALSE(provisions("[25] request GET http://a/machine/?comp=goalstate = 0 200\n"));
+}
+
+TEST(Trace, WhoComplains) {
+  EXPECT_TRUE(complains("==1==ERROR: AddressSanitizer: heap-use-after-free\n"));
+  EXPECT_TRUE(complains("a.cc:1:2: runtime error: signed integer overflow\n"));
+  EXPECT_TRUE(complains("kelvane-sandbox: cannot write\n"));
+  EXPECT_FALSE(complains("another line\n"));
+  EXPECT_TRUE(finds_database_damaged("the database is damaged\n"));
+  EXPECT_FALSE(finds_database_damaged("the database is fine\n"));
 }
 
 }  // namespace
