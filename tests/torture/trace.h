@@ -27,10 +27,11 @@ int64_t seconds_since_a_question(const std::string &trace);
 // The longest time away from the loop, in seconds.
 int64_t longest_wait(const std::string &trace);
 
-// Of what comes behind the first line of the sites that begins so.
+// Of the questions what the platform wants that come behind the first line of the sites that begins so. What is asked
+// before the loop's next turn is of the struck pass itself, and does not count.
 struct GoingOn {
-  bool asked = false;         // that question, in a later turn of the loop: the struck pass's own question is none
-  int64_t turns_without = 0;  // the most turns of the loop in a row without that question; a wait is no turn
+  bool asked = false;
+  int64_t turns_without = 0;  // the most turns of the loop in a row without a question; a wait is no turn
 };
 GoingOn going_on_behind(const std::string &sites, const std::string &beginning);
 
