@@ -177,7 +177,9 @@ const std::vector<Prescribed> &rows() {
        {R"(/reports/role properties = *CertificateThumbprint\\" value=\\"\\" />*)",
         "/reports/provisioning/properties/certificateThumbprint = \"\""},
        "a fingerprint that cannot be read is none, and is told once"},
-      {{"platform EIO passwd_policy_save_info(*"}, {"/history/*"}, kWithoutResult},
+      {{"platform EIO passwd_policy_save_info(\"admin\")"}, {"/history/admin = nothing"}, kWithoutResult},
+      {{"platform EIO passwd_policy_save_info(\"operator\")"}, {"/history/operator = nothing"}, kWithoutResult},
+      {{"platform EIO passwd_policy_save_info(\"auditor\")"}, kFirstPasswordRemembered, kWithoutResult},
       {{"memory E* malloc(base64_text < *TransportCertMake < main)",
         "memory E* malloc(text_format < wire_certificates_headers < *",
         "memory ENOMEM+ malloc(* < goal_state_parse < *", "platform EIO generate_RSA_key(*",
@@ -193,7 +195,10 @@ const std::vector<Prescribed> &rows() {
 
       // ---- extensions ----
       {{"memory ENOMEM realloc(add < pluginManager_Add < pluginManager_Init < main)"},
-       {"/tables/640/*", "/tables/events/*", "/plugins/*.CustomScriptForLinux/*", "/reports/*.CustomScriptForLinux*"},
+       {"/tables/640/fields/enabled = 0", "/tables/640/fields/* = \"\"",
+        "/tables/events/*\"Config eventhub success.\"* = nothing",
+        "/plugins/*.CustomScriptForLinux/config/message = \"Plugin enabled\"",
+        "/reports/*.CustomScriptForLinux*/message = \"Plugin enabled\""},
        "a plugin for which the registry has no room is not added; its extension is acknowledged as an unknown one, and "
        "keeps the sequence number of that"},
       // Which command a text is decoded for the call does not tell; without the certificates none can be decrypted.

@@ -132,6 +132,27 @@ TEST(Prescribed, WhatDidNotComeIsNotThere) {
   EXPECT_EQ(row_for(no_profile, {"/tables/340/auditor/access_profile", "2", "1"}), "");
 }
 
+TEST(Prescribed, OnlyThePasswordThatWasNotRememberedIsMissing) {
+  const Strike of_operator = strike("platform", "passwd_policy_save_info(\"operator\")", "EIO");
+  EXPECT_NE(row_for(of_operator, {"/history/operator", "x", "nothing"}), "");
+  EXPECT_EQ(row_for(of_operator, {"/history/operator", "x", "\"that of Slate-Orchard-77?\""}), "");
+  EXPECT_EQ(row_for(of_operator, {"/history/admin", "x", "nothing"}), "");
+  EXPECT_EQ(row_for(of_operator, {"/history/auditor", "x", "\"that of Slate-Orchard-77?\""}), "");
+  const Strike of_auditor = strike("platform", "passwd_policy_save_info(\"auditor\")", "EIO");
+  EXPECT_NE(row_for(of_auditor, {"/history/auditor", "x", "\"that of Slate-Orchard-77?\""}), "");
+  EXPECT_EQ(row_for(of_auditor, {"/history/auditor", "x", "nothing"}), "");
+}
+
+TEST(Prescribed, APluginThatIsNotThereConfiguresNothing) {
+  const Strike unknown = strike("memory", "realloc(add < pluginManager_Add < pluginManager_Init < main)", "ENOMEM");
+  const char *const message = "/plugins/Microsoft.OSTCExtensions.CustomScriptForLinux/config/message";
+  EXPECT_NE(row_for(unknown, {"/tables/640/fields/event_hub_name", "\"firewall-logs-v2\"", "\"\""}), "");
+  EXPECT_EQ(row_for(unknown, kFirstHub), "");
+  EXPECT_NE(row_for(unknown, {message, "x", "\"Plugin enabled\""}), "");
+  EXPECT_EQ(row_for(unknown, {message, "x", "nothing"}), "");
+  EXPECT_EQ(row_for(unknown, {"/tables/events/{\"text\":\"Config eventhub fails.\"}", "nothing", "true"}), "");
+}
+
 // The marker's places are of rows of failures and of rows of kills; no play is to overlook them.
 TEST(Prescribed, ThePlacesThatNoPlayNeedsAreToldToo) {
   EXPECT_THAT(unused_patterns({}, true), Contains("/files/.provisioned = \"\""));
