@@ -124,6 +124,7 @@ bool looked_at_all() {
 void start_again(World &w) {
   const bool restart = w.end != End::kPowerCut;
   w.configuration = w.written;  // what was pending is gone with the process
+  w.hub_in_doubt = false;
   w.counts.restarts += restart ? 1 : 0;
   // The supervisor is quick; a machine takes a while.
   w.now += restart ? w.dice.between(1, 5) : w.dice.between(20, 300);

@@ -58,6 +58,10 @@ bool looking_up_fails(uint32_t table, const char *call) {
   return failed;
 }
 
+void hub_call_failed(uint32_t table) {
+  world().hub_in_doubt = world().hub_in_doubt || table == NCFG_TABLE_EVENT_HUB;
+}
+
 Account *account_of(Configuration *configuration, const char *name) {
   for (int i = 0; i < configuration->accounts; i++) {
     if (std::strcmp(configuration->account[i].record.name, name) == 0) {
@@ -126,8 +130,9 @@ int32_t cmf_write_config(int32_t) {
   const bool failed = platform_fails("writing the configuration") || event_hub_refused();
   const bool hub = event_hub_written(!failed);
   if (failed) {
-    world().hub_in_doubt = true;
-    if (!hub) {
+    if (hub) {
+      world().hub_in_doubt = true;
+    } else {
       accounts_call_failed();
     }
     return -1;
@@ -206,11 +211,11 @@ void *cmf_query_do_table_find(cmf_query *query, int32_t, const char *key, int32_
 }
 
 void *cmf_query_update(cmf_query *query) {
+  Query *asked = of(query);
   if (platform_fails("reading a single record")) {
-    world().hub_in_doubt = true;
+    hub_call_failed(asked->table);
     return nullptr;
   }
-  Query *asked = of(query);
   Configuration &now = world().configuration;
   if (asked->table == NCFG_TABLE_SYSTEM_SETTINGS) {
     return lend(asked, 1, &now.settings, &now.settings, sizeof now.settings);
@@ -237,7 +242,7 @@ void *cmf_query_get_next(cmf_query *) {
 int32_t cmf_query_commit(cmf_query *query) {
   Query *asked = of(query);
   if (platform_fails("a commit")) {
-    world().hub_in_doubt = true;
+    hub_call_failed(asked->table);
     if (asked->table == NCFG_TABLE_ACCOUNTS) {
       accounts_call_failed();
     }
