@@ -10,6 +10,7 @@ namespace simulate {
 namespace {
 
 constexpr char kBase[] = "http://169.254.169.254/Microsoft.Compute/";
+constexpr char kCertificateHeader[] = "x-ms-vmagent-public-x509-cert: ";
 constexpr char kVersion[] = "?api-version=2015-05-01-preview";
 constexpr char kIdentity[] = "{\"subscriptionId\": \"c0ffee\", \"vmName\": \"appliance\"}";
 constexpr char kNoCertificates[] = "{\"certificates\": []}";
@@ -65,7 +66,7 @@ std::string_view etag_line(std::string *line, const Revision &revision) {
   if (world().dice.below(30) == 0) {
     return {};
   }
-  *line = (world().dice.percent(50) ? "ETag: " : "etag:") + etag_of(revision) + "\r\n";
+  *line = (world().dice.percent(50) ? "ETag: \"" : "etag:\"") + std::to_string(revision.incarnation) + "\"\r\n";
   return *line;
 }
 
@@ -73,9 +74,7 @@ Reply answer_handlers(const Request &request) {
   static std::string line;
   static std::string old_line;
   const World &w = world();
-  if (header_value(request, "x-ms-vmagent-public-x509-cert: ").empty() && !w.keyless) {
-    broken("the handlers are asked for without the transport certificate");
-  }
+  check_transport_certificate(request, kCertificateHeader);
   return answer_document(request, "handlers",
                          {handlers_document(w.current), etag_line(&line, w.current), handlers_document(w.previous),
                           etag_line(&old_line, w.previous), kError});
@@ -95,6 +94,7 @@ Reply answer_certificates(const Request &request) {
 }
 
 Reply answer_certificate_data(const Request &request) {
+  check_transport_certificate(request, kCertificateHeader);
   return answer_json(request, "certificate data", certificate_data_document(world().current));
 }
 
@@ -153,10 +153,6 @@ std::string_view metadata_error_document() {
 
 std::string_view metadata_certificate_list() {
   return kCertificates;
-}
-
-std::string etag_of(const Revision &revision) {
-  return "\"" + std::to_string(revision.incarnation) + "\"";
 }
 
 std::string settings_name_of(int row) {

@@ -13,12 +13,11 @@ namespace simulate {
 const Route *metadata_route(std::string_view url);
 
 // The list of handlers of a revision, and its certificate; the list that names one; the document that an error sends in
-// place of any; the ETag with a revision.
+// place of any.
 const std::string &handlers_document(const Revision &revision);
 const std::string &certificate_data_document(const Revision &revision);
 std::string_view metadata_certificate_list();
 std::string_view metadata_error_document();
-std::string etag_of(const Revision &revision);
 
 // What an extension's settings are called there, by the row of its name.
 std::string settings_name_of(int row);
