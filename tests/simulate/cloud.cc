@@ -41,6 +41,7 @@ Reply answer_extensions(const Request &request) {
 }
 
 Reply answer_certificates(const Request &request) {
+  check_transport_certificate(request, "x-ms-guest-agent-public-x509-cert: ");
   return answer_xml(request, "certificates", certificates_document(world().current),
                     certificates_document(world().previous));
 }
@@ -143,6 +144,12 @@ std::string_view header_value(const Request &request, std::string_view beginning
     }
   }
   return {};
+}
+
+void check_transport_certificate(const Request &request, std::string_view beginning) {
+  if (header_value(request, beginning).empty() && !world().keyless) {
+    broken("without the transport certificate: %.*s", static_cast<int>(request.url.size()), request.url.data());
+  }
 }
 
 Reply cloud_answer(const Request &request) {

@@ -33,7 +33,11 @@ struct Reply {
 // What follows this beginning of one of the request's header lines; empty for none.
 std::string_view header_value(const Request &request, std::string_view beginning);
 
-// Answers a request, takes the time that it takes, and lets the view of the agent's knowledge follow what it was given.
+// What is encrypted for the appliance is asked for with its certificate, in the header line of this beginning, but in a
+// life that could make none.
+void check_transport_certificate(const Request &request, std::string_view beginning);
+
+// Answers a request, and takes the time that it takes.
 Reply cloud_answer(const Request &request);
 
 struct Route {

@@ -152,6 +152,9 @@ void note_fault(const char *what, Fault fault) {
 }  // namespace
 
 Reply answer_document(const Request &request, const char *what, const Answer &answer) {
+  if (request.method != Method::kGet) {
+    broken("%s: not asked for with a GET", what);
+  }
   if (!faulty()) {
     return {CURLE_OK, 200, answer.header, answer.body};
   }
