@@ -16,7 +16,7 @@ void *pool_take(size_t alignment, size_t size);
 // The size that was asked for.
 size_t pool_size(const void *block);
 
-// Ends the process when the block was given back before.
+// Ends the process when a block of up to 2048 bytes was given back before; longer ones are the C library's affair.
 void pool_give(void *block);
 
 }  // namespace simulate
