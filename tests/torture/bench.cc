@@ -37,6 +37,10 @@ bool was_a_signal(int status) {
   return status > 128 && status < 255 && status != 128 + SIGKILL;
 }
 
+std::string in_words(const std::vector<Site> &sites, const Site &one) {
+  return one.call + " for the time no. " + std::to_string(occurrence(sites, one));
+}
+
 }  // namespace
 
 Bench::Bench(const Programs &programs, const std::string &protocol, const std::string &folder)
@@ -58,9 +62,8 @@ Bench::Bench(const Programs &programs, const std::string &protocol, const std::s
   if (!trouble.empty() || !violations(cloud_).empty()) {
     throw std::runtime_error("the undisturbed run, see " + folder_ + ":\n" + trouble);
   }
-  undisturbed_.unnamed = read_sites(folder_ + "/struck.sites");
-  undisturbed_.sites = undisturbed_.unnamed;
-  name_places(programs_.sandbox, undisturbed_.sites);
+  undisturbed_ = read_sites(folder_ + "/struck.sites");
+  name_places(programs_.sandbox, undisturbed_);
   // Which of the fabric's keys is where counts, too: they are the same in every play of this bench.
   scenario_["torture"]["keys"] = rows_of(root(), "SELECT key FROM ssh_keys");
   expected_ = outcome_of(root(), scenario_, cloud_);
@@ -142,48 +145,36 @@ int Bench::strike_run(const Strike &strike, int64_t longer) {
   return status;
 }
 
-// The call that the struck run was struck at, named as the plan names it when it is the planned one.
-std::string Bench::fallen_on(const Strike &strike) const {
-  if (!strike.fabric_fault().empty()) {
-    return struck_request(cloud_);
-  }
-  const Site *const planned = planned_place(read_struck(folder_ + "/struck.sites"));
-  return planned != nullptr ? planned->call : named_struck(kStruck).call;
+// Up to where the fault of a run fell first.
+std::vector<Site> Bench::calls_to_strike(const std::string &name) const {
+  std::vector<Site> out = read_to_strike(folder_ + "/" + name + ".sites");
+  name_places(programs_.sandbox, out);
+  return out;
 }
 
-// The call of the undisturbed run that is this one, with its name; null when that run has another one at the number.
-const Site *Bench::planned_place(const Site &unnamed) const {
-  const std::vector<Site> &all = undisturbed_.unnamed;
-  const auto found = std::find_if(all.begin(), all.end(), [&](const Site &site) {
-    return site.call_class == unnamed.call_class && site.number == unnamed.number && site.call == unnamed.call;
-  });
-  return found != all.end() ? &undisturbed_.sites[static_cast<size_t>(found - all.begin())] : nullptr;
-}
-
-// Where the fault of a run fell first.
-Site Bench::named_struck(const std::string &name) const {
-  std::vector<Site> one = {read_struck(folder_ + "/" + name + ".sites")};
-  name_places(programs_.sandbox, one);
-  return one.front();
+std::vector<Site> Bench::calls_to_strike(const Strike &strike) const {
+  return strike.fabric_fault().empty() ? calls_to_strike(kStruck) : requests_to_strike(cloud_);
 }
 
 // The numbers of calls move a little when the network hands things over in other pieces: what fell on another call is
 // aimed anew, at where the planned one was in this run. Trouble counts wherever the strike fell, a signal among it.
 int Bench::aimed_run(const Site &planned, Strike &strike, int64_t longer, std::string &report) {
   int status = strike_run(strike, longer);
-  for (int i = 1; i < kAims && fallen_on(strike) != planned.call; ++i) {
+  std::vector<Site> fallen = calls_to_strike(strike);
+  for (int i = 1; i < kAims && !ends_with_call(fallen, undisturbed_, planned); ++i) {
     report += check_trouble(kStruck) + (status == -1 ? kEndless : "");
     report += was_a_signal(status) ? check_end(kStruck, status) : "";
     if (strike.fabric_fault().empty()) {
       std::vector<Site> now = read_sites(folder_ + "/struck.sites");
       name_places(programs_.sandbox, now);
-      strike.site.number = same_call(undisturbed_.sites, planned, now);
+      strike.site.number = same_call(undisturbed_, planned, now);
     }
     status = strike_run(strike, longer);
+    fallen = calls_to_strike(strike);
   }
-  const std::string fallen = fallen_on(strike);
-  if (fallen != planned.call) {
-    missed_ = fallen.empty() ? "nothing" : fallen;
+  if (!ends_with_call(fallen, undisturbed_, planned)) {
+    missed_ =
+        fallen.empty() ? "nothing" : in_words(fallen, fallen.back()) + ", not on " + in_words(undisturbed_, planned);
   }
   return status;
 }
@@ -196,7 +187,8 @@ bool Bench::is_marked() const {
 std::string Bench::second_run(const Strike &strike) {
   const bool was_marked = is_marked();
   const int status = run(kSecond, kRest / 2, first_pass_ + 2 * kPass + 2, strike.second_fault());
-  second_ = named_struck(kSecond);
+  const std::vector<Site> fallen = calls_to_strike(kSecond);
+  second_ = fallen.empty() ? Site() : fallen.back();
   std::string report = check_trouble(kSecond) + check_database();
   report += status != 128 + SIGKILL ? check_end(kSecond, status) : "";
   if (was_marked && provisions(trace_of(kSecond))) {

@@ -12,12 +12,6 @@
 
 namespace torture {
 
-// The sites of an undisturbed run: what a plan is made of, and what a strike's place is known by.
-struct Undisturbed {
-  std::vector<Site> sites;
-  std::vector<Site> unnamed;  // the same, before their places had names
-};
-
 struct Programs {
   std::string sandbox;
   std::string fabric;
@@ -30,15 +24,16 @@ class Bench {
   Bench(const Programs &programs, const std::string &protocol, const std::string &folder);
 
   const std::string &protocol() const { return protocol_; }
-  const Undisturbed &undisturbed() const { return undisturbed_; }
+  // The sites of an undisturbed run: what a plan is made of, and what a strike's place is known by.
+  const std::vector<Site> &undisturbed() const { return undisturbed_; }
   // Measures strikes by the undisturbed run that they were planned by; the bench's own may differ by a realloc.
-  void measure_by(const Undisturbed &planned) { undisturbed_ = planned; }
+  void measure_by(const std::vector<Site> &planned) { undisturbed_ = planned; }
 
   // Empty when the agent came through, else what went wrong. The files of the play stay until the next one.
   std::string play(const Strike &strike);
 
-  // Empty when the strike of the last play fell where it was planned to fall, in each of its runs, else what it fell
-  // on.
+  // Empty when the strike of the last play fell where it was planned to fall, each time that it was run; else what it
+  // fell on. A second kill may fall anywhere: the start that it ends is another one after every first.
   const std::string &missed() const { return missed_; }
 
   // What differed after the last play and is meant to, each place with the row that says so.
@@ -52,9 +47,8 @@ class Bench {
   int run(const std::string &name, int64_t begin, int64_t length, const std::string &fault) const;
   int struck_run(const std::string &fault, int64_t longer = 0) const;
   int strike_run(const Strike &strike, int64_t longer);
-  const Site *planned_place(const Site &unnamed) const;
-  Site named_struck(const std::string &name) const;
-  std::string fallen_on(const Strike &strike) const;
+  std::vector<Site> calls_to_strike(const std::string &name) const;
+  std::vector<Site> calls_to_strike(const Strike &strike) const;
   int aimed_run(const Site &planned, Strike &strike, int64_t longer, std::string &report);
   std::string trace_of(const std::string &name) const;
   std::string check_end(const std::string &name, int status) const;
@@ -76,7 +70,7 @@ class Bench {
   Json scenario_;
   int64_t first_pass_ = 0;
   scenario::Cloud cloud_;
-  Undisturbed undisturbed_;
+  std::vector<Site> undisturbed_;
   Site second_;  // where the second kill of the play was
   Json expected_;
   Json meant_;

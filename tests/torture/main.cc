@@ -42,11 +42,11 @@ std::vector<std::string> protocols(const Options &options) {
 // A struck process may be the one of a failure or of a kill; an address says it by its blow.
 std::vector<Strike> all_strikes(const Options &options, const Bench &bench) {
   if (options.twice || options.only.find('@') != std::string::npos) {
-    return torture::twice(strikes_of(bench.protocol(), bench.undisturbed().sites, true), kTwiceEvery);
+    return torture::twice(strikes_of(bench.protocol(), bench.undisturbed(), true), kTwiceEvery);
   }
-  std::vector<Strike> out = strikes_of(bench.protocol(), bench.undisturbed().sites, options.kill);
+  std::vector<Strike> out = strikes_of(bench.protocol(), bench.undisturbed(), options.kill);
   if (!options.only.empty()) {
-    const std::vector<Strike> more = strikes_of(bench.protocol(), bench.undisturbed().sites, !options.kill);
+    const std::vector<Strike> more = strikes_of(bench.protocol(), bench.undisturbed(), !options.kill);
     out.insert(out.end(), more.begin(), more.end());
   }
   return out;
@@ -209,7 +209,7 @@ class Torture {
   std::string folder_;
   State state_;
   std::map<std::string, std::unique_ptr<Bench>> benches_;
-  std::map<std::string, torture::Undisturbed> measures_;
+  std::map<std::string, std::vector<torture::Site>> measures_;
   std::vector<Strike> plan_;
   std::vector<Strike> rest_;
   bool broken_ = false;

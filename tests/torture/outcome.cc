@@ -148,13 +148,15 @@ std::vector<Difference> differences(const Json &expected, const Json &came) {
   return out;
 }
 
-std::string struck_request(const scenario::Cloud &cloud) {
+std::vector<Site> requests_to_strike(const scenario::Cloud &cloud) {
+  std::vector<Site> out;
   for (const Json &line : Json::parse(cloud.ask("/_fabric/journal"))) {
+    out.push_back({"request", out.size() + 1, "request(" + line["request"].value("target", "") + ")"});
     if (!line["fault"].is_null()) {
-      return "request(" + line["request"].value("target", "") + ")";
+      return out;
     }
   }
-  return "";
+  return {};
 }
 
 std::vector<Difference> violations(const scenario::Cloud &cloud) {

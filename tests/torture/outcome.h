@@ -8,6 +8,7 @@
 
 #include "tests/scenario/run/appliance.h"
 #include "tests/scenario/run/cloud.h"
+#include "tests/torture/strike.h"
 
 namespace torture {
 
@@ -24,8 +25,9 @@ Json outcome_of(const std::string &root, const Json &scenario, const scenario::C
 // What differs, place by place.
 std::vector<Difference> differences(const Json &expected, const Json &came);
 
-// The request that the fabric's blow befell, as the sandbox tells it: "request(URL)"; empty when it befell none.
-std::string struck_request(const scenario::Cloud &cloud);
+// The requests up to the one that the fabric's blow befell, which is the last, as the sandbox tells them:
+// "request(URL)". Empty when it befell none.
+std::vector<Site> requests_to_strike(const scenario::Cloud &cloud);
 
 // What the fabric found fault with in requests, each fault once, under "/requests METHOD TARGET FAULT".
 std::vector<Difference> violations(const scenario::Cloud &cloud);

@@ -11,6 +11,8 @@ namespace {
 
 using Words = std::vector<std::string>;
 
+constexpr char kStruckLine[] = "struck ";
+
 // Which blows fall on a call of a class; "*" stands for every other call of it.
 struct Row {
   const char *call_class;
@@ -104,6 +106,18 @@ Words parts_of(const std::string &text) {
   return out;
 }
 
+// Without a number for a line that is of no call.
+Site site_of(const std::string &line) {
+  std::istringstream words(line);
+  Site site;
+  const bool whole = words >> site.call_class >> site.number && words.get() == ' ' && std::getline(words, site.call);
+  return whole ? site : Site();
+}
+
+bool is_like(const Site &one, const Site &other) {
+  return one.call_class == other.call_class && one.call == other.call;
+}
+
 }  // namespace
 
 std::string Strike::address() const {
@@ -146,9 +160,8 @@ std::vector<Site> read_sites(const std::string &file) {
   std::ifstream stream(file);
   std::vector<Site> out;
   for (std::string line; std::getline(stream, line);) {
-    std::istringstream words(line);
-    Site site;
-    if (words >> site.call_class >> site.number && words.get() == ' ' && std::getline(words, site.call)) {
+    const Site site = site_of(line);
+    if (site.number != 0) {
       out.push_back(site);
     }
   }
@@ -158,26 +171,36 @@ std::vector<Site> read_sites(const std::string &file) {
   return out;
 }
 
-Site read_struck(const std::string &file) {
+std::vector<Site> read_to_strike(const std::string &file) {
   std::ifstream stream(file);
-  for (std::string line, word; std::getline(stream, line);) {
-    std::istringstream words(line);
-    Site site;
-    if (words >> word && word == "struck" && words >> site.call_class >> site.number && words.get() == ' ' &&
-        std::getline(words, site.call)) {
-      return site;
+  std::vector<Site> all;
+  for (std::string line; std::getline(stream, line);) {
+    const bool struck = line.rfind(kStruckLine, 0) == 0;
+    const Site site = site_of(struck ? line.substr(std::string(kStruckLine).size()) : line);
+    if (struck) {
+      const auto is_other = [&](const Site &other) { return other.call_class != site.call_class; };
+      all.erase(std::remove_if(all.begin(), all.end(), is_other), all.end());
+      return all;
     }
+    all.push_back(site);
   }
   return {};
 }
 
+size_t occurrence(const std::vector<Site> &sites, const Site &one) {
+  return static_cast<size_t>(std::count_if(
+      sites.begin(), sites.end(), [&](const Site &site) { return is_like(site, one) && site.number <= one.number; }));
+}
+
+bool ends_with_call(const std::vector<Site> &to_strike, const std::vector<Site> &those, const Site &one) {
+  return !to_strike.empty() && is_like(to_strike.back(), one) &&
+         occurrence(to_strike, to_strike.back()) == occurrence(those, one);
+}
+
 size_t same_call(const std::vector<Site> &those, const Site &one, const std::vector<Site> &others) {
-  const auto alike = [&](const Site &site) { return site.call_class == one.call_class && site.call == one.call; };
-  auto left = std::count_if(those.begin(), those.end(),
-                            [&](const Site &site) { return alike(site) && site.number <= one.number; });
+  size_t left = occurrence(those, one);
   for (const Site &site : others) {
-    left -= alike(site) ? 1 : 0;
-    if (left == 0 && alike(site)) {
+    if (is_like(site, one) && --left == 0) {
       return site.number;
     }
   }

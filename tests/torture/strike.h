@@ -41,8 +41,15 @@ struct Strike {
 // The sites in a file that the sandbox wrote.
 std::vector<Site> read_sites(const std::string &file);
 
-// The site at which the run was struck first, by that file; an empty one when no strike fell.
-Site read_struck(const std::string &file);
+// The sites in that file up to the one at which the run was struck first, which is the last; only those of its class.
+// Empty when no strike fell.
+std::vector<Site> read_to_strike(const std::string &file);
+
+// Which of the calls of its class and text this site is among these; 1 is the first.
+size_t occurrence(const std::vector<Site> &sites, const Site &one);
+
+// Whether the last of the sites up to a strike is this one of those: the first, second, ... with that text in both.
+bool ends_with_call(const std::vector<Site> &to_strike, const std::vector<Site> &those, const Site &one);
 
 // The number in other sites of the same class of the call that is this one of those: the first, second, ... with that
 // text. The number that it has here when the others have none.

@@ -51,21 +51,39 @@ TEST(Strike, ALengthIsWrongBothWays) {
             R"({"kind": "reset", "name": "strike", "occurrence": 5, "bytes": 100})");
 }
 
+// "file 1 open(/a)" for each.
+std::vector<std::string> words_of(const std::vector<Site> &sites) {
+  std::vector<std::string> out;
+  for (const Site &site : sites) {
+    out.push_back(site.call_class + " " + std::to_string(site.number) + " " + site.call);
+  }
+  return out;
+}
+
 TEST(Strike, TheSitesSayWhereItFell) {
   const support::TempDir folder;
   const std::string file = folder.file("sites");
-  std::ofstream(file) << "file 1 open(/a)\nstruck file 1 open(/a)\nfile 2 open(/b c)\nend 0\n";
-  const Site site = read_struck(file);
-  EXPECT_EQ(site.call_class, "file");
-  EXPECT_EQ(site.number, 1U);
-  EXPECT_EQ(site.call, "open(/a)");
-  EXPECT_EQ(read_sites(file).size(), 2U);
+  std::ofstream(file) << "file 1 open(/a)\nsleep 1\nbytes 1 read(/a)\nfile 2 open(/b c)\nstruck file 2 open(/b c)\n"
+                         "file 3 open(/d)\nstruck file 3 open(/d)\nend 0\n";
+  EXPECT_THAT(words_of(read_to_strike(file)), ElementsAre("file 1 open(/a)", "file 2 open(/b c)"));
+  EXPECT_EQ(read_sites(file).size(), 4U);
 }
 
 TEST(Strike, WhatFellOnNothingSaysNothing) {
   const support::TempDir folder;
   std::ofstream(folder.file("sites")) << "file 1 open(/a)\nend 0\n";
-  EXPECT_EQ(read_struck(folder.file("sites")).call, "");
+  EXPECT_THAT(read_to_strike(folder.file("sites")), IsEmpty());
+}
+
+TEST(Strike, AnotherCallOfTheSameNameIsNotThePlannedOne) {
+  const std::vector<Site> before = {{"memory", 1, "malloc(a)"}, {"memory", 2, "malloc(b)"}, {"memory", 3, "malloc(a)"}};
+  EXPECT_TRUE(ends_with_call(before, before, before[2]));
+  EXPECT_FALSE(ends_with_call(before, before, before[0])) << "it fell on the second one";
+  const std::vector<Site> first = {{"memory", 1, "malloc(c)"}, {"memory", 2, "malloc(c)"}, {"memory", 3, "malloc(a)"}};
+  EXPECT_FALSE(ends_with_call(first, before, before[2])) << "it is the first one there";
+  EXPECT_TRUE(ends_with_call(first, before, before[0])) << "with another number";
+  EXPECT_FALSE(ends_with_call(first, before, before[1]));
+  EXPECT_FALSE(ends_with_call({}, before, before[0])) << "it fell on nothing";
 }
 
 TEST(Strike, TheSameCallMayHaveAnotherNumber) {
