@@ -139,6 +139,16 @@ TEST_F(Durability, AChangeThatFailsIsNone) {
   EXPECT_EQ(left("data/none/z"), "absent");
 }
 
+TEST_F(Durability, ATruncateThatFailsIsNone) {
+  lose(1, "truncate:/data/etc/x:4");
+  EXPECT_EQ(left("data/etc/x"), "absent");
+}
+
+// It is there already.
+TEST_F(Durability, AFileThatCannotBeMadeAnewIsNotCut) {
+  EXPECT_EQ(all_left("data/etc/x", "put-new:/data/etc/x", {{"data/etc/x", "old"}}), Found{"'old'"});
+}
+
 TEST_F(Durability, ASymbolicLinkComesAndGoes) {
   lose(0, "symlink:/etc/zoneinfo/UTC:/etc/localtime");
   EXPECT_EQ(left("etc/localtime"), "absent");

@@ -194,6 +194,8 @@ const std::map<std::string, void (*)(const Words &)> kWorded = {
     {"rename", [](const Words &words) { show("rename", rename(words[1].c_str(), words[2].c_str())); }},
     {"symlink", [](const Words &words) { show("symlink", symlink(words[1].c_str(), words[2].c_str())); }},
     {"copy", [](const Words &words) { show("copy", ncfg_copyfile(words[1].c_str(), words[2].c_str())); }},
+    {"put-new", [](const Words &words) { show("open", fopen(words[1].c_str(), "wxe") != nullptr ? 0 : -1); }},
+    {"truncate", [](const Words &words) { show("truncate", truncate(words[1].c_str(), std::atoi(words[2].c_str()))); }},
     {"sync", [](const Words &) { sync(); }},
     {"access", [](const Words &words) { show("access", access(words[1].c_str(), F_OK)); }},
     {"open", [](const Words &words) { (void)open(words[1].c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600); }},

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -20,8 +21,8 @@ namespace files = std::filesystem;
 // What an appliance keeps in memory.
 constexpr const char *kVolatile[] = {"run", "var/run", "tmp"};
 
-// The last change that was noted is a step.
-bool last_is_step = false;
+// Takes the last change that was noted back; none when there is nothing to take back.
+std::function<void()> undo;
 
 UnsyncedFiles &state() {
   return unsynced().files;
@@ -94,7 +95,12 @@ void step(const FileNames &after) {
   }
   state().steps.push_back({before, after});
   state().noted += 1;
-  last_is_step = true;
+  undo = [] {
+    for (const auto &[place, id] : state().steps.back().before) {
+      state().now[place] = id;
+    }
+    state().steps.pop_back();
+  };
 }
 
 // What it holds as things are.
@@ -205,7 +211,7 @@ void lose_memory() {
 }  // namespace
 
 void about_to_write(const std::string &place, bool empties) {
-  last_is_step = false;
+  undo = nullptr;
   if (!is_watched(place)) {
     return;
   }
@@ -213,47 +219,44 @@ void about_to_write(const std::string &place, bool empties) {
   if (id == kNoFile) {
     step({{place, add(new_file())}});
   } else if (empties) {
+    undo = [id, before = known(id).emptied] { known(id).emptied = before; };
     known(id).emptied = true;
   }
 }
 
 void about_to_remove(const std::string &place) {
-  last_is_step = false;
+  undo = nullptr;
   if (is_watched(place)) {
     step({{place, kNoFile}});
   }
 }
 
 void about_to_make_link(const std::string &place, const std::string &target) {
-  last_is_step = false;
+  undo = nullptr;
   if (is_watched(place)) {
     step({{place, add(new_link(target))}});
   }
 }
 
 void about_to_rename(const std::string &from, const std::string &to) {
-  last_is_step = false;
+  undo = nullptr;
   if (is_watched(from) && is_watched(to)) {
     step({{from, kNoFile}, {to, file_at(from)}});
   }
 }
 
 void about_to_name(const std::string &from, const std::string &to) {
-  last_is_step = false;
+  undo = nullptr;
   if (is_watched(from) && is_watched(to)) {
     step({{to, file_at(from)}});
   }
 }
 
 void not_done() {
-  if (!last_is_step) {
-    return;
+  if (undo) {
+    undo();
   }
-  last_is_step = false;
-  for (const auto &[place, id] : state().steps.back().before) {
-    state().now[place] = id;
-  }
-  state().steps.pop_back();
+  undo = nullptr;
 }
 
 void made_durable(int descriptor) {

@@ -331,7 +331,7 @@ int __wrap_chmod(const char *path, mode_t mode) {
 int __wrap_truncate(const char *path, off_t size) {
   return path_call("truncate", path, ", " + std::to_string(size), [&](const std::string &at) {
     sandbox::about_to_write(at, size == 0);
-    return __real_truncate(at.c_str(), size);
+    return noted(__real_truncate(at.c_str(), size));
   });
 }
 
