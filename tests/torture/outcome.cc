@@ -56,6 +56,20 @@ Json parsed(const std::string &text) {
   return value.is_discarded() ? Json(text) : by_name(value);
 }
 
+// By slots. The fabric makes its keys anew for every bench: they are named by their slots in the undisturbed run.
+void name_keys(Json &accounts, const Json &scenario) {
+  const Json known = scenario["torture"].value("keys", Json::array());
+  for (Json &account : accounts) {
+    Json slots = Json::object();
+    for (const Json &key : account["ssh_keys"]["keys"]) {
+      const auto found = std::find(known.begin(), known.end(), Json::array({key["text"]}));
+      slots[std::to_string(key["slot"].get<int>())] =
+          found != known.end() ? Json("key " + std::to_string(found - known.begin() + 1)) : key["text"];
+    }
+    account["ssh_keys"] = slots;
+  }
+}
+
 // What was logged again because something was done again is no difference.
 Json each_once(const Json &events) {
   std::set<std::string> seen;
@@ -118,6 +132,7 @@ Json outcome_of(const std::string &root, const Json &scenario, const scenario::C
   const Json names = names_below(root);
   Json tables = scenario::tables_in_words(root, scenario);
   tables["events"] = each_once(tables["events"]["events"]);
+  name_keys(tables["340"]["records"], scenario);
   Json out = {{"names", names}, {"tables", Json::object()}, {"history", newest_passwords(root, scenario)}};
   for (auto &[number, table] : tables.items()) {
     out["tables"][number] = by_name(table.contains("records") ? table["records"] : table);

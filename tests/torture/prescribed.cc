@@ -24,11 +24,22 @@ struct Prescribed {
 const Patterns kFromTheDocument = {"/tables/100/fields/host_name = \"kelvane\"", "/tables/340/operator/* = nothing",
                                    "/files/hostname = \"absent\"", "/names/etc/hostname = nothing",
                                    "/history/operator = nothing"};
-const Patterns kKeys = {"/tables/340/operator/ssh_keys/*"};
-const Patterns kKeysOfAnother = {"/tables/340/auditor/ssh_keys/*"};
-const Patterns kDashboards = {"/tables/340/*/354/*", "/tables/340/*/14050/*"};
-const Patterns kCertificateHeader = {"/requests GET *comp=certificates* header x-ms-guest-agent-public-x509-cert",
-                                     "/requests GET * header x-ms-vmagent-public-x509-cert"};
+const Patterns kNoFirstKey = {"/tables/340/operator/ssh_keys/1 = \"key 2\"",
+                              "/tables/340/operator/ssh_keys/2 = nothing"};
+const Patterns kKeysOfAnother = {"/tables/340/auditor/ssh_keys/1 = \"key 1\"",
+                                 "/tables/340/auditor/ssh_keys/2 = \"key 2\""};
+const Patterns kNoDashboard = {"/tables/340/*/354/* = nothing"};
+const Patterns kNoGuiDashboard = {"/tables/340/*/14050/* = nothing"};
+// Each in the place of the one before it, down to the last.
+const Patterns kEntriesMoveUp = {"/tables/340/*/354/records/0/widget = 27", "/tables/340/*/354/records/1/widget = 12",
+                                 "/tables/340/*/354/records/2/widget = 31", "/tables/340/*/354/records/3/widget = 24",
+                                 "/tables/340/*/354/records/4/widget = 9",  "/tables/340/*/354/records/5/widget = 40",
+                                 "/tables/340/*/354/records/6/widget = 15", "/tables/340/*/354/records/1/column = 2",
+                                 "/tables/340/*/354/records/5/column = 1",  "/tables/340/*/354/records/6/column = 2",
+                                 "/tables/340/*/354/records/7/* = nothing"};
+const Patterns kCertificateHeader = {
+    "/requests GET *comp=certificates* header x-ms-guest-agent-public-x509-cert = no such header",
+    "/requests GET * header x-ms-vmagent-public-x509-cert = no such header"};
 // What the second command of an extension was to change is what the first one made of it.
 const Patterns kFirstHub = {"/tables/640/fields/event_hub_name = \"firewall-logs\"",
                             "/tables/640/fields/policy_sas_key = \"kWm3vR8s*\""};
@@ -36,10 +47,13 @@ const Patterns kFirstHubsMessage = {"/plugins/*.CustomScriptForLinux/config/mess
                                     "/reports/*.CustomScriptForLinux*/message = *Operation ID: op-2201\\\\n*"};
 const Patterns kFirstPassword = {"/tables/340/auditor/password = \"that of Slate-Orchard-77[?]\""};
 const Patterns kFirstPasswordRemembered = {"/history/auditor = \"that of Slate-Orchard-77[?]\""};
-const Patterns kCustomData = {"/files/.customdata = \"absent\"", "/files/tmpdata.conf",
-                              "/names/data/etc/.customdata = nothing", "/names/etc/tmpdata.conf = \"file*"};
+// All of it: a start that finds none in its final place takes it from the medium anew.
+constexpr char kWaitingData[] =
+    "/files/tmpdata.conf = \"config system global\\\\nset hostname edge-fw-01\\\\nend\\\\n\"";
+const Patterns kCustomData = {"/files/.customdata = \"absent\"", kWaitingData, "/names/data/etc/.customdata = nothing",
+                              "/names/etc/tmpdata.conf = \"file*"};
 // That the marker is there counts; its text is for people.
-const Patterns kMarked = {"/files/.provisioned = \"\"", "/files/.customdata = \"absent\"", "/files/tmpdata.conf",
+const Patterns kMarked = {"/files/.provisioned = \"\"", "/files/.customdata = \"absent\"", kWaitingData,
                           "/names/data/etc/.customdata = nothing", "/names/etc/tmpdata.conf = \"file*"};
 // What the platform was told at the beginning of first boot, with nothing behind it.
 const Patterns kNotReady = {"/reports/health = *<State>NotReady</State>*",
@@ -99,14 +113,22 @@ const std::vector<Prescribed> &rows() {
         "memory ENOMEM malloc(* < process_certificate < *",
         "memory ENOMEM malloc(base64_text < *TransportCertMake < main)", "platform EIO generate_RSA_key(*",
         "memory ENOMEM malloc(text_format < metadata_certificate_headers < metadata_certificates_fetch < *",
-        "platform EIO get_rnd_bytes(8)", "platform EIO ssh_pubkey_data_set(*",
-        "database FULL write(* in ssh_pubkey_data_set(*", "request [!KP]* request(*comp=certificates*)",
+        "platform EIO get_rnd_bytes(8)", "request [!KP]* request(*comp=certificates*)",
         "request [!KP]* request(http://169.254.169.254/*/certificates*)"},
-       kKeys,
+       kNoFirstKey,
        kWithoutKey},
-      {{"memory E* take_public_key *", "platform EIO check_passwd_policy(\"operator\"*",
-        "platform EIO make_new_passwd(*", "platform EIO cmf_query_create(340)",
-        "platform EIO cmf_query_table_append(340, \"operator\"*"},
+      {{"platform EIO ssh_pubkey_data_set(\"operator\", a key, 1)"},
+       {"/tables/340/operator/ssh_keys/1 = nothing"},
+       kWithoutKey},
+      {{"platform EIO ssh_pubkey_data_set(\"operator\", a key, 2)"},
+       {"/tables/340/operator/ssh_keys/2 = nothing"},
+       kWithoutKey},
+      {{"database FULL write(* in ssh_pubkey_data_set(\"operator\", a key, 1))"},
+       {"/tables/340/operator/ssh_keys/[12] = nothing"},
+       kWithoutKey},
+      {{"memory E* take_public_key *"}, {"/tables/340/auditor/ssh_keys/1 = \"key 1\""}, kFirstAccount},
+      {{"platform EIO check_passwd_policy(\"operator\"*", "platform EIO make_new_passwd(*",
+        "platform EIO cmf_query_create(340)", "platform EIO cmf_query_table_append(340, \"operator\"*"},
        kKeysOfAnother,
        kFirstAccount},
 
@@ -118,12 +140,15 @@ const std::vector<Prescribed> &rows() {
       {{"platform EIO cmf_query_*(100)"}, {"/tables/100/fields/host_name = \"kelvane\""}, kNotLookedAt},
       {{"system E* sethostname(*"}, {"/files/hostname = \"absent\"", "/names/etc/hostname = nothing"}, kNotLookedAt},
       {{"platform EIO *(440)", "platform EIO __nCfg_sess_table_change_by_mkey(0, 440, *"},
-       {"/tables/440/*"},
+       {"/tables/440/port[234]/addressing_mode = 0", "/tables/440/port[234]/default_server = 1"},
        kNotLookedAt},
-      {{"platform EIO *(330*", "platform EIO nCfg_query(340)", "platform EIO cmf_query_create_child_with_key(340, *",
-        "platform EIO cmf_query_table_append(354 of *", "platform EIO add_default_gui_dashboard(*"},
-       kDashboards,
+      {{"platform EIO *(330*"}, {"/tables/340/*/354/records/*/widget = 0"}, kNotLookedAt},
+      {{"platform EIO nCfg_query(340)"}, together({kNoDashboard, kNoGuiDashboard}), kNotLookedAt},
+      {{"platform EIO cmf_query_create_child_with_key(340, 354, *"}, kNoDashboard, kNotLookedAt},
+      {{"platform EIO cmf_query_create_child_with_key(340, 14050, *", "platform EIO add_default_gui_dashboard(*"},
+       kNoGuiDashboard,
        kNotLookedAt},
+      {{"platform EIO cmf_query_table_append(354 of *"}, kEntriesMoveUp, kNotLookedAt},
       {{"platform EIO *(280*"}, {"/tables/340/*/access_profile = 0"}, kNotLookedAt},
 
       {{"metadata: database FULL write(* in cmf_query_table_append(354 of *",

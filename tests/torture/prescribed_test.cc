@@ -38,10 +38,11 @@ TEST(Prescribed, RowsOfFailuresExcuseNoKill) {
   EXPECT_NE(row_for(strike("file", "open(/cdrom/ovf-env.xml)", "EIO"), no_account), "");
   EXPECT_EQ(row_for(strike("file", "open(/cdrom/ovf-env.xml)", "KILL"), no_account), "");
   EXPECT_EQ(row_for(strike("file", "open(/cdrom/ovf-env.xml)", "POWER2"), no_account), "");
-  const Difference no_key = {"/tables/340/operator/ssh_keys/keys/0/text", "\"k\"", "nothing"};
+  const Difference no_key = {"/tables/340/operator/ssh_keys/2", "\"key 2\"", "nothing"};
   EXPECT_NE(row_for(strike("request", "request(http://a/?comp=certificates)", "28"), no_key), "");
   EXPECT_EQ(row_for(strike("request", "request(http://a/?comp=certificates)", "KILL"), no_key), "");
-  const Difference no_header = {"/requests GET /?comp=certificates header x-ms-guest-agent-public-x509-cert", "a", "b"};
+  const Difference no_header = {"/requests GET /?comp=certificates header x-ms-guest-agent-public-x509-cert", "a",
+                                "no such header"};
   EXPECT_NE(row_for(strike("memory", "malloc(text_format < wire_certificates_headers < x)", "ENOMEM"), no_header), "");
   EXPECT_EQ(row_for(strike("memory", "malloc(text_format < wire_certificates_headers < x)", "KILL"), no_header), "");
 }
@@ -151,6 +152,76 @@ TEST(Prescribed, APluginThatIsNotThereConfiguresNothing) {
   EXPECT_NE(row_for(unknown, {message, "x", "\"Plugin enabled\""}), "");
   EXPECT_EQ(row_for(unknown, {message, "x", "nothing"}), "");
   EXPECT_EQ(row_for(unknown, {"/tables/events/{\"text\":\"Config eventhub fails.\"}", "nothing", "true"}), "");
+}
+
+TEST(Prescribed, AWidgetThatIsNotFoundLeavesTheRestOfItsEntry) {
+  const Strike not_found = strike("platform", "nCfg_query(330)", "EIO");
+  EXPECT_NE(row_for(not_found, {"/tables/340/operator/354/records/3/widget", "31", "0"}), "");
+  EXPECT_EQ(row_for(not_found, {"/tables/340/operator/354/records/3/widget", "31", "24"}), "");
+  for (const char *field : {"column", "open", "height"}) {
+    EXPECT_EQ(row_for(not_found, {"/tables/340/operator/354/records/3/" + std::string(field), "2", "0"}), "") << field;
+  }
+  EXPECT_EQ(row_for(not_found, {"/tables/340/operator/14050/records/status/name", "\"status\"", "nothing"}), "");
+}
+
+TEST(Prescribed, EntriesThatFollowAMissingOneMoveUp) {
+  const Strike append =
+      strike("platform", "cmf_query_table_append(354 of \"operator\", widget 27 column 1 open 1 height 300)", "EIO");
+  EXPECT_NE(row_for(append, {"/tables/340/operator/354/records/1/widget", "27", "12"}), "");
+  EXPECT_EQ(row_for(append, {"/tables/340/operator/354/records/1/widget", "27", "31"}), "");
+  EXPECT_EQ(row_for(append, {"/tables/340/operator/354/records/1/widget", "27", "nothing"}), "");
+  EXPECT_NE(row_for(append, {"/tables/340/operator/354/records/7/widget", "15", "nothing"}), "");
+  EXPECT_EQ(row_for(append, {"/tables/340/operator/354/records/7/height", "300", "0"}), "");
+  const Strike child = strike("platform", "cmf_query_create_child_with_key(340, 354, \"operator\")", "EIO");
+  EXPECT_NE(row_for(child, {"/tables/340/operator/354/records/0/widget", "11", "nothing"}), "");
+  EXPECT_EQ(row_for(child, {"/tables/340/operator/354/records/0/widget", "11", "27"}), "");
+  EXPECT_EQ(row_for(child, {"/tables/340/operator/14050/records/status/name", "\"status\"", "nothing"}), "");
+}
+
+TEST(Prescribed, AnInterfaceKeepsWhatTheFactoryGaveIt) {
+  const Strike unread = strike("platform", "nCfg_query(440)", "EIO");
+  EXPECT_NE(row_for(unread, {"/tables/440/port2/addressing_mode", "1", "0"}), "");
+  EXPECT_NE(row_for(unread, {"/tables/440/port4/default_server", "0", "1"}), "");
+  EXPECT_EQ(row_for(unread, {"/tables/440/port2/addressing_mode", "1", "nothing"}), "");
+  EXPECT_EQ(row_for(unread, {"/tables/440/port1/default_server", "0", "1"}), "");
+  EXPECT_EQ(row_for(unread, {"/tables/440/port2/name", "\"port2\"", "\"\""}), "");
+}
+
+TEST(Prescribed, OnlyAKeyThatDidNotComeIsMissing) {
+  const auto slot = [](const char *number, const char *came) {
+    return Difference{"/tables/340/operator/ssh_keys/" + std::string(number), "x", came};
+  };
+  const Strike unread = strike("request", "request(http://a/?comp=certificates)", "28");
+  EXPECT_NE(row_for(unread, slot("1", "\"key 2\"")), "");
+  EXPECT_EQ(row_for(unread, slot("1", "\"a key that the fabric made\"")), "");
+  EXPECT_EQ(row_for(unread, slot("1", "nothing")), "");
+  EXPECT_EQ(row_for(unread, slot("2", "\"key 1\"")), "");
+  EXPECT_EQ(row_for(unread, slot("3", "\"key 2\"")), "");
+  const Strike first = strike("platform", "ssh_pubkey_data_set(\"operator\", a key, 1)", "EIO");
+  EXPECT_NE(row_for(first, slot("1", "nothing")), "");
+  EXPECT_EQ(row_for(first, slot("1", "\"key 2\"")), "") << "its slot is used up";
+  EXPECT_EQ(row_for(first, slot("2", "nothing")), "");
+  const Strike second = strike("platform", "ssh_pubkey_data_set(\"operator\", a key, 2)", "EIO");
+  EXPECT_NE(row_for(second, slot("2", "nothing")), "");
+  EXPECT_EQ(row_for(second, slot("1", "nothing")), "");
+  const Strike no_password = strike("platform", "make_new_passwd(a password, 0)", "EIO");
+  EXPECT_NE(row_for(no_password, {"/tables/340/auditor/ssh_keys/1", "nothing", "\"key 1\""}), "");
+  EXPECT_EQ(row_for(no_password, {"/tables/340/auditor/ssh_keys/1", "nothing", "\"key 2\""}), "");
+}
+
+TEST(Prescribed, CustomDataThatIsNotMovedIsWhole) {
+  const Strike not_moved = strike("file", "rename(/etc/tmpdata.conf)", "KILL");
+  const auto waiting = [](const char *came) { return Difference{"/files/tmpdata.conf", "\"absent\"", came}; };
+  EXPECT_NE(row_for(not_moved, waiting(R"("config system global\nset hostname edge-fw-01\nend\n")")), "");
+  EXPECT_EQ(row_for(not_moved, waiting(R"("config system global\nset host")")), "");
+  EXPECT_EQ(row_for(not_moved, waiting("\"\"")), "");
+}
+
+TEST(Prescribed, ACertificateThatIsNotShownHasNoHeader) {
+  const Strike no_text = strike("platform", "generate_RSA_key(2048, 65537)", "EIO");
+  const char *const place = "/requests GET http://a/extensionHandlers header x-ms-vmagent-public-x509-cert";
+  EXPECT_NE(row_for(no_text, {place, "a certificate", "no such header"}), "");
+  EXPECT_EQ(row_for(no_text, {place, "a certificate", "\"\""}), "");
 }
 
 // The marker's places are of rows of failures and of rows of kills; no play is to overlook them.
