@@ -100,9 +100,10 @@ rsa_st *generate_RSA_key(int32_t, uint64_t, void *, void *) {
   return RSAPrivateKey_dup(gsKey);
 }
 
+// Asked for the transport certificate's serial number, of eight bytes, and for random texts, which leave the key alone.
 int32_t get_rnd_bytes(void *buffer, size_t length) {
   if (platform_fails("random bytes")) {
-    world().keyless = true;
+    world().keyless = world().keyless || length == sizeof(uint64_t);
     return -1;
   }
   auto *to = static_cast<unsigned char *>(buffer);
