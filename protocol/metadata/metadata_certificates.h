@@ -19,7 +19,7 @@ namespace kelvane {
 int32_t metadata_certificate_headers(CurlListOwner *headers);
 
 // Frames the base64 text of a CMS message as PEM: lines of 74 characters, the last as long as it comes. Absent when
-// memory ran out at the beginning; a text that it ran out for later is cut, and no CMS message.
+// memory ran out at the beginning; a text that it ran out for later lacks a part.
 BioOwner metadata_cms_pem(const char *data);
 
 // Takes one fetched document over into the stores. OpenSSL's error queue is empty afterwards.

@@ -28,7 +28,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   fuzz::require(conf_init() == 0, "there is a connection");
   if (const auto kept = folder.set_aside()) {
     const void *account = cmf_query_do_table_find(nCfg_query(NCFG_TABLE_ACCOUNTS), 0, "admin", 2);
-    fuzz::require(account != nullptr, "the connection is to the factory's");
+    fuzz::require(account != nullptr, "a record is read through the connection");
     conf_end();
     fuzz::require(*kept == given && folder.read() == factory_file,
                   "a file that is not used is kept as it was, the factory's is new");
