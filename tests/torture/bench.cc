@@ -37,10 +37,6 @@ bool was_a_signal(int status) {
   return status > 128 && status < 255 && status != 128 + SIGKILL;
 }
 
-std::string in_words(const std::vector<Site> &sites, const Site &one) {
-  return one.call + " for the time no. " + std::to_string(occurrence(sites, one));
-}
-
 }  // namespace
 
 Bench::Bench(const Programs &programs, const std::string &protocol, const std::string &folder)
@@ -157,7 +153,7 @@ std::vector<Site> Bench::calls_to_strike(const Strike &strike) const {
 }
 
 // The numbers of calls move a little when the network hands things over in other pieces: what fell on another call is
-// aimed anew, at where the planned one was in this run. Trouble counts wherever the strike fell, a signal among it.
+// aimed anew, as far off as it fell. Trouble counts wherever the strike fell, a signal among it.
 int Bench::aimed_run(const Site &planned, Strike &strike, int64_t longer, std::string &report) {
   int status = strike_run(strike, longer);
   std::vector<Site> fallen = calls_to_strike(strike);
@@ -167,7 +163,7 @@ int Bench::aimed_run(const Site &planned, Strike &strike, int64_t longer, std::s
     if (strike.fabric_fault().empty()) {
       std::vector<Site> now = read_sites(folder_ + "/struck.sites");
       name_places(programs_.sandbox, now);
-      strike.site.number = same_call(undisturbed_, planned, now);
+      strike.site.number = aimed_anew(undisturbed_, planned, fallen, now);
     }
     status = strike_run(strike, longer);
     fallen = calls_to_strike(strike);
@@ -285,7 +281,7 @@ std::string Bench::check_outcome(const Strike &strike) {
 // Whether the struck run asked what the platform wants in every pass behind the one that was struck.
 bool Bench::goes_on(const Strike &strike) const {
   const std::string place =
-      strike.fabric_fault().empty() ? "struck " : "request " + std::to_string(strike.site.number) + " ";
+      strike.fabric_fault().empty() ? kStruckLine : "request " + std::to_string(strike.site.number) + " ";
   const GoingOn found = going_on_behind(support::read_if_there(folder_ + "/struck.sites"), place);
   return found.asked && found.turns_without <= kPass + 1 && seconds_since_a_question(trace_of(kStruck)) <= kPass + 1;
 }

@@ -11,7 +11,7 @@ namespace {
 
 using Words = std::vector<std::string>;
 
-constexpr char kStruckLine[] = "struck ";
+constexpr char kRequest[] = "request";
 
 // Which blows fall on a call of a class; "*" stands for every other call of it.
 struct Row {
@@ -118,6 +118,36 @@ bool is_like(const Site &one, const Site &other) {
   return one.call_class == other.call_class && one.call == other.call;
 }
 
+// How many requests were made before a call, and which of the calls like it since then it is: an answer that came in
+// more pieces than the time before moves no call behind the next request.
+struct Place {
+  size_t requests = 0;
+  size_t occurrence = 0;  // 1 is the first
+
+  bool operator==(const Place &other) const { return requests == other.requests && occurrence == other.occurrence; }
+};
+
+Place place_of(const std::vector<Site> &sites, const Site &one) {
+  Place out;
+  for (const Site &site : sites) {
+    out.occurrence += is_like(site, one) ? 1 : 0;
+    if (site.call_class == one.call_class && site.number == one.number) {
+      return out;
+    }
+    out = site.call_class == kRequest ? Place{out.requests + 1, 0} : out;
+  }
+  return out;
+}
+
+// Among others the call that is this one of those; null for none.
+const Site *counterpart(const std::vector<Site> &those, const Site &one, const std::vector<Site> &others) {
+  const Place place = place_of(those, one);
+  const auto found = std::find_if(others.begin(), others.end(), [&](const Site &site) {
+    return is_like(site, one) && place_of(others, site) == place;
+  });
+  return found != others.end() ? &*found : nullptr;
+}
+
 }  // namespace
 
 std::string Strike::address() const {
@@ -175,36 +205,39 @@ std::vector<Site> read_to_strike(const std::string &file) {
   std::ifstream stream(file);
   std::vector<Site> all;
   for (std::string line; std::getline(stream, line);) {
-    const bool struck = line.rfind(kStruckLine, 0) == 0;
-    const Site site = site_of(struck ? line.substr(std::string(kStruckLine).size()) : line);
-    if (struck) {
-      const auto is_other = [&](const Site &other) { return other.call_class != site.call_class; };
-      all.erase(std::remove_if(all.begin(), all.end(), is_other), all.end());
-      return all;
+    if (line.rfind(kStruckLine, 0) != 0) {
+      all.push_back(site_of(line));
+      continue;
     }
-    all.push_back(site);
+    const Site site = site_of(line.substr(sizeof kStruckLine - 1));
+    const auto is_other = [&](const Site &other) {
+      return other.call_class != site.call_class && other.call_class != kRequest;
+    };
+    all.erase(std::remove_if(all.begin(), all.end(), is_other), all.end());
+    return all;
   }
   return {};
 }
 
-size_t occurrence(const std::vector<Site> &sites, const Site &one) {
-  return static_cast<size_t>(std::count_if(
-      sites.begin(), sites.end(), [&](const Site &site) { return is_like(site, one) && site.number <= one.number; }));
+std::string in_words(const std::vector<Site> &sites, const Site &one) {
+  const Place place = place_of(sites, one);
+  return one.call + " for the time no. " + std::to_string(place.occurrence) + " behind " +
+         std::to_string(place.requests) + " requests";
 }
 
 bool ends_with_call(const std::vector<Site> &to_strike, const std::vector<Site> &those, const Site &one) {
   return !to_strike.empty() && is_like(to_strike.back(), one) &&
-         occurrence(to_strike, to_strike.back()) == occurrence(those, one);
+         place_of(to_strike, to_strike.back()) == place_of(those, one);
 }
 
-size_t same_call(const std::vector<Site> &those, const Site &one, const std::vector<Site> &others) {
-  size_t left = occurrence(those, one);
-  for (const Site &site : others) {
-    if (is_like(site, one) && --left == 0) {
-      return site.number;
-    }
+size_t aimed_anew(const std::vector<Site> &those, const Site &one, const std::vector<Site> &to_strike,
+                  const std::vector<Site> &whole) {
+  const Site *struck = to_strike.empty() ? nullptr : counterpart(to_strike, to_strike.back(), those);
+  if (struck != nullptr) {
+    return one.number + to_strike.back().number - struck->number;
   }
-  return one.number;
+  const Site *there = counterpart(those, one, whole);
+  return there != nullptr ? there->number : one.number;
 }
 
 std::string Strike::second_fault() const {

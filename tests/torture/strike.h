@@ -17,6 +17,9 @@ struct Site {
   std::string call;  // with its subject, for people
 };
 
+// What the line begins with that tells where the run was struck first.
+constexpr char kStruckLine[] = "struck ";
+
 struct Strike {
   std::string protocol;  // "wire" or "metadata"
   Site site;
@@ -41,19 +44,21 @@ struct Strike {
 // The sites in a file that the sandbox wrote.
 std::vector<Site> read_sites(const std::string &file);
 
-// The sites in that file up to the one at which the run was struck first, which is the last; only those of its class.
-// Empty when no strike fell.
+// The sites in that file up to the one at which the run was struck first, which is the last; only those of its class,
+// and the requests. Empty when no strike fell.
 std::vector<Site> read_to_strike(const std::string &file);
 
-// Which of the calls of its class and text this site is among these; 1 is the first.
-size_t occurrence(const std::vector<Site> &sites, const Site &one);
+// A call and where it is among these: behind how many requests, and which of those with that text since then.
+std::string in_words(const std::vector<Site> &sites, const Site &one);
 
-// Whether the last of the sites up to a strike is this one of those: the first, second, ... with that text in both.
+// Whether the last of the sites up to a strike is this one of those: at the same place in both.
 bool ends_with_call(const std::vector<Site> &to_strike, const std::vector<Site> &those, const Site &one);
 
-// The number in other sites of the same class of the call that is this one of those: the first, second, ... with that
-// text. The number that it has here when the others have none.
-size_t same_call(const std::vector<Site> &those, const Site &one, const std::vector<Site> &others);
+// The number at which to strike this one of those next time, when the strike fell on another call: as far from its own
+// as the number of the call that was struck is from that call's among those. When those have no such call, the number
+// that the call has in the whole struck run; its own when it is not there either.
+size_t aimed_anew(const std::vector<Site> &those, const Site &one, const std::vector<Site> &to_strike,
+                  const std::vector<Site> &whole);
 
 // All strikes of these sites: those that let calls fail, or those that kill.
 std::vector<Strike> strikes_of(const std::string &protocol, const std::vector<Site> &sites, bool kill);

@@ -63,10 +63,12 @@ std::vector<std::string> words_of(const std::vector<Site> &sites) {
 TEST(Strike, TheSitesSayWhereItFell) {
   const support::TempDir folder;
   const std::string file = folder.file("sites");
-  std::ofstream(file) << "file 1 open(/a)\nsleep 1\nbytes 1 read(/a)\nfile 2 open(/b c)\nstruck file 2 open(/b c)\n"
+  std::ofstream(file) << "file 1 open(/a)\nsleep 1\nbytes 1 read(/a)\nrequest 1 request(a)\nfile 2 open(/b c)\n"
+                         "struck file 2 open(/b c)\n"
                          "file 3 open(/d)\nstruck file 3 open(/d)\nend 0\n";
-  EXPECT_THAT(words_of(read_to_strike(file)), ElementsAre("file 1 open(/a)", "file 2 open(/b c)"));
-  EXPECT_EQ(read_sites(file).size(), 4U);
+  EXPECT_THAT(words_of(read_to_strike(file)),
+              ElementsAre("file 1 open(/a)", "request 1 request(a)", "file 2 open(/b c)"));
+  EXPECT_EQ(read_sites(file).size(), 5U);
 }
 
 TEST(Strike, WhatFellOnNothingSaysNothing) {
@@ -86,14 +88,60 @@ TEST(Strike, AnotherCallOfTheSameNameIsNotThePlannedOne) {
   EXPECT_FALSE(ends_with_call({}, before, before[0])) << "it fell on nothing";
 }
 
-TEST(Strike, TheSameCallMayHaveAnotherNumber) {
+TEST(Strike, AnEarlierAnswerInMorePiecesMovesNoCallBehindTheNextRequest) {
+  const std::vector<Site> before = {{"request", 1, "request(a)"}, {"memory", 1, "realloc(a)"},
+                                    {"request", 2, "request(a)"}, {"memory", 2, "realloc(a)"},
+                                    {"memory", 3, "realloc(a)"},  {"request", 3, "request(a)"}};
+  const std::vector<Site> now = {{"request", 1, "request(a)"},
+                                 {"memory", 1, "realloc(a)"},
+                                 {"memory", 2, "realloc(a)"},
+                                 {"request", 2, "request(a)"},
+                                 {"memory", 3, "realloc(a)"}};
+  EXPECT_FALSE(ends_with_call(now, before, before[4])) << "it is the first one behind its request";
+  EXPECT_TRUE(ends_with_call(now, before, before[3]));
+  EXPECT_EQ(in_words(now, now[4]), "realloc(a) for the time no. 1 behind 2 requests");
+  EXPECT_EQ(in_words(before, before[4]), "realloc(a) for the time no. 2 behind 2 requests");
+}
+
+TEST(Strike, ARequestIsKnownByItsNumber) {
+  const std::vector<Site> before = {{"request", 1, "request(a)"}, {"request", 2, "request(a)"}};
+  EXPECT_TRUE(ends_with_call(before, before, before[1]));
+  EXPECT_FALSE(ends_with_call(before, before, before[0]));
+}
+
+// What was struck is a call earlier than the planned one, and the run ends there.
+TEST(Strike, WhatFellTooEarlyIsAimedFurtherOn) {
+  const std::vector<Site> before = {
+      {"memory", 1, "realloc(a)"}, {"memory", 2, "malloc(b)"}, {"memory", 3, "malloc(c)"}};
+  const std::vector<Site> now = {{"memory", 1, "realloc(a)"}, {"memory", 2, "realloc(a)"}, {"memory", 3, "malloc(b)"}};
+  EXPECT_EQ(aimed_anew(before, before[2], now, now), 4U);
+}
+
+// What comes behind a failure is another run's.
+TEST(Strike, WhatFellIsAimedByTheCallsUpToIt) {
+  const std::vector<Site> before = {
+      {"memory", 1, "realloc(a)"}, {"memory", 2, "malloc(b)"}, {"memory", 3, "malloc(c)"}};
+  const std::vector<Site> now = {{"memory", 1, "realloc(a)"}, {"memory", 2, "realloc(a)"}, {"memory", 3, "malloc(b)"},
+                                 {"memory", 4, "malloc(d)"},  {"memory", 5, "malloc(d)"},  {"memory", 6, "malloc(c)"}};
+  EXPECT_EQ(aimed_anew(before, before[2], {now.begin(), now.begin() + 3}, now), 4U);
+}
+
+TEST(Strike, WhatFellTooLateIsAimedNearer) {
+  const std::vector<Site> before = {
+      {"memory", 1, "realloc(a)"}, {"memory", 2, "realloc(a)"}, {"memory", 3, "malloc(b)"}, {"memory", 4, "malloc(c)"}};
+  const std::vector<Site> now = {{"memory", 1, "realloc(a)"}, {"memory", 2, "malloc(b)"}, {"memory", 3, "malloc(c)"}};
+  EXPECT_EQ(aimed_anew(before, before[2], now, now), 2U);
+}
+
+TEST(Strike, WhatFellOnAnUnknownCallOrOnNoneIsAimedAtTheSameCall) {
   const std::vector<Site> before = {{"memory", 1, "malloc(a)"}, {"memory", 2, "malloc(b)"}, {"memory", 3, "malloc(a)"}};
   const std::vector<Site> now = {{"file", 1, "malloc(a)"},   {"memory", 1, "malloc(a)"}, {"memory", 2, "malloc(c)"},
                                  {"memory", 3, "malloc(b)"}, {"memory", 4, "malloc(a)"}, {"memory", 5, "malloc(a)"}};
-  EXPECT_EQ(same_call(before, before[0], now), 1U);
-  EXPECT_EQ(same_call(before, before[1], now), 3U);
-  EXPECT_EQ(same_call(before, before[2], now), 4U);
-  EXPECT_EQ(same_call(before, before[2], {{"memory", 9, "malloc(a)"}}), 3U);
+  const std::vector<Site> to_unknown(now.begin(), now.begin() + 3);
+  EXPECT_EQ(aimed_anew(before, before[0], {}, now), 1U);
+  EXPECT_EQ(aimed_anew(before, before[1], to_unknown, now), 3U);
+  EXPECT_EQ(aimed_anew(before, before[2], to_unknown, now), 4U);
+  EXPECT_EQ(aimed_anew(before, before[2], {}, {{"memory", 9, "malloc(a)"}}), 3U) << "it is not there";
 }
 
 TEST(Strike, TheLoopGoesOnBehindOneFailureWithinIt) {
