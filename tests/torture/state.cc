@@ -66,7 +66,7 @@ void State::read() {
 // One line, in one piece.
 void State::write(const Strike &strike, const std::string &report, const std::string &missed, const Json &meant) const {
   const Json entry = {{"address", strike.address()},
-                      {"call", strike.site.call},
+                      {"call", strike.place},
                       {"build", digest_},
                       {"report", report},
                       {"missed", missed},
@@ -79,10 +79,10 @@ void State::write(const Strike &strike, const std::string &report, const std::st
   close(descriptor);
 }
 
-// What the agent calls at a number may be another thing than when the line was written.
+// The call at a number may be another one than when the line was written, of the same text, too.
 bool State::played(const Strike &strike) const {
   const auto found = lines_.find(strike.address());
-  return found != lines_.end() && found->second["call"] == strike.site.call;
+  return found != lines_.end() && found->second["call"] == strike.place;
 }
 
 bool State::missed(const Strike &strike) const {

@@ -10,7 +10,7 @@
 namespace torture {
 namespace {
 
-const Strike kStrike = {"wire", {"file", 12, "open(/a)"}, "EIO", ""};
+const Strike kStrike = {"wire", {"file", 12, "open(/a)"}, "EIO", "", "open(/a) for the time no. 2"};
 
 class StateTest : public testing::Test {
  protected:
@@ -40,7 +40,9 @@ TEST_F(StateTest, ALineFromBeforeThereWereBuildsDoesNotCount) {
 }
 
 TEST_F(StateTest, ALineOfAnotherCallDoesNotCount) {
-  State(file(), "1").write({"wire", {"file", 12, "open(/b)"}, "EIO", ""}, "", "", Json::object());
+  Strike other = kStrike;
+  other.place = "open(/a) for the time no. 1";
+  State(file(), "1").write(other, "", "", Json::object());
   EXPECT_FALSE(State(file(), "1").played(kStrike));
 }
 

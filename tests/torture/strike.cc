@@ -263,8 +263,9 @@ std::vector<Strike> twice(const std::vector<Strike> &all, size_t every) {
 std::vector<Strike> strikes_of(const std::string &protocol, const std::vector<Site> &sites, bool kill) {
   std::vector<Strike> out;
   for (const Site &site : sites) {
+    const std::string place = in_words(sites, site);
     for (const std::string &blow : blows_of(kill ? kills() : failures(), site)) {
-      out.push_back({protocol, site, blow, ""});
+      out.push_back({protocol, site, blow, "", place});
     }
   }
   return out;

@@ -26,7 +26,8 @@ struct Strike {
   // An errno, "SHORT", "FULL" or "DEAD", with "+" for all later calls; "KILL", "POWER", "POWER1" to "POWER3"; of
   // requests the number of libcurl's result ("7", "28", "56"), or "fabric:KIND" with what the kind takes.
   std::string blow;
-  std::string second;  // what ends the next start, too: "platform:12:KILL"; empty for none
+  std::string second;      // what ends the next start, too: "platform:12:KILL"; empty for none
+  std::string place = "";  // the call in words, as in_words says it of the undisturbed run
 
   std::string address() const;
   // What the sandbox is told with --fault; empty for a blow of the fabric's.

@@ -103,6 +103,13 @@ TEST(Strike, AnEarlierAnswerInMorePiecesMovesNoCallBehindTheNextRequest) {
   EXPECT_EQ(in_words(before, before[4]), "realloc(a) for the time no. 2 behind 2 requests");
 }
 
+TEST(Strike, SaysWhichCallItIs) {
+  const std::vector<Strike> all =
+      strikes_of("wire", {{"request", 1, "request(a)"}, {"memory", 1, "malloc(b)"}, {"memory", 2, "malloc(b)"}}, true);
+  EXPECT_EQ(all.front().place, "request(a) for the time no. 1 behind 0 requests");
+  EXPECT_EQ(all.back().place, "malloc(b) for the time no. 2 behind 1 requests");
+}
+
 TEST(Strike, ARequestIsKnownByItsNumber) {
   const std::vector<Site> before = {{"request", 1, "request(a)"}, {"request", 2, "request(a)"}};
   EXPECT_TRUE(ends_with_call(before, before, before[1]));
