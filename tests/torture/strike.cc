@@ -232,9 +232,12 @@ bool ends_with_call(const std::vector<Site> &to_strike, const std::vector<Site> 
 
 size_t aimed_anew(const std::vector<Site> &those, const Site &one, const std::vector<Site> &to_strike,
                   const std::vector<Site> &whole) {
-  const Site *struck = to_strike.empty() ? nullptr : counterpart(to_strike, to_strike.back(), those);
-  if (struck != nullptr) {
-    return one.number + to_strike.back().number - struck->number;
+  for (size_t left = to_strike.size(); left > 0; --left) {
+    const Site &last = to_strike[left - 1];
+    const Site *known = last.call_class == one.call_class ? counterpart(to_strike, last, those) : nullptr;
+    if (known != nullptr) {
+      return one.number + to_strike.back().number - known->number;
+    }
   }
   const Site *there = counterpart(those, one, whole);
   return there != nullptr ? there->number : one.number;

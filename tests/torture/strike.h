@@ -56,8 +56,9 @@ std::string in_words(const std::vector<Site> &sites, const Site &one);
 bool ends_with_call(const std::vector<Site> &to_strike, const std::vector<Site> &those, const Site &one);
 
 // The number at which to strike this one of those next time, when the strike fell on another call: as far from its own
-// as the number of the call that was struck is from that call's among those. When those have no such call, the number
-// that the call has in the whole struck run; its own when it is not there either.
+// as the number of the call that was struck is from that call's among those. A call that those do not have is one more,
+// and the last one before it that they have is taken. When they have none, the number that the call has in the whole
+// struck run; its own when it is not there either.
 size_t aimed_anew(const std::vector<Site> &those, const Site &one, const std::vector<Site> &to_strike,
                   const std::vector<Site> &whole);
 

@@ -140,14 +140,21 @@ TEST(Strike, WhatFellTooLateIsAimedNearer) {
   EXPECT_EQ(aimed_anew(before, before[2], now, now), 2U);
 }
 
-TEST(Strike, WhatFellOnAnUnknownCallOrOnNoneIsAimedAtTheSameCall) {
+// The run ends at a call that was not there before.
+TEST(Strike, WhatFellOnOneCallMoreIsAimedFurtherOn) {
+  const std::vector<Site> before = {
+      {"memory", 1, "realloc(a)"}, {"memory", 2, "malloc(b)"}, {"memory", 3, "malloc(c)"}};
+  const std::vector<Site> now = {{"memory", 1, "realloc(a)"}, {"memory", 2, "realloc(a)"}};
+  EXPECT_EQ(aimed_anew(before, before[1], now, now), 3U);
+}
+
+TEST(Strike, WhatFellOnNoKnownCallIsAimedAtTheSameOneOfTheRun) {
   const std::vector<Site> before = {{"memory", 1, "malloc(a)"}, {"memory", 2, "malloc(b)"}, {"memory", 3, "malloc(a)"}};
-  const std::vector<Site> now = {{"file", 1, "malloc(a)"},   {"memory", 1, "malloc(a)"}, {"memory", 2, "malloc(c)"},
+  const std::vector<Site> now = {{"file", 1, "malloc(a)"},   {"memory", 1, "malloc(c)"}, {"memory", 2, "malloc(a)"},
                                  {"memory", 3, "malloc(b)"}, {"memory", 4, "malloc(a)"}, {"memory", 5, "malloc(a)"}};
-  const std::vector<Site> to_unknown(now.begin(), now.begin() + 3);
-  EXPECT_EQ(aimed_anew(before, before[0], {}, now), 1U);
-  EXPECT_EQ(aimed_anew(before, before[1], to_unknown, now), 3U);
-  EXPECT_EQ(aimed_anew(before, before[2], to_unknown, now), 4U);
+  EXPECT_EQ(aimed_anew(before, before[0], {}, now), 2U);
+  EXPECT_EQ(aimed_anew(before, before[1], {now[1]}, now), 3U);
+  EXPECT_EQ(aimed_anew(before, before[2], {}, now), 4U);
   EXPECT_EQ(aimed_anew(before, before[2], {}, {{"memory", 9, "malloc(a)"}}), 3U) << "it is not there";
 }
 
