@@ -89,6 +89,7 @@ void give_administrator_profile(ncfg_account *record) {
   QueryOwner profiles(cmf_query_create(NCFG_TABLE_ACCESS_PROFILES));
   if (!profiles.present()) {
     printf("create query for %s failed\n", "");  // the empty text is deliberate
+    fflush(stdout);                              // a supervisor's pipe would show it at the agent's end, or never
   }
   record->access_profile = key_number(profiles.get(), "prof_admin");
 }

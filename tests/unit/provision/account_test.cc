@@ -1,5 +1,7 @@
 #include "provision/account.h"
 
+#include <stdio_ext.h>
+
 #include <cerrno>
 
 #include "tests/support/account_calls.h"
@@ -210,6 +212,7 @@ TEST_F(Account, WithoutTheProfileTableIsCreatedWithProfileZero) {
   recording::fail_nth("cmf_query_create", 1);
   testing::internal::CaptureStdout();
   EXPECT_EQ(create("operator", "Secret-1"), 0);
+  EXPECT_EQ(__fpending(stdout), 0u);  // the line is out, a full buffer or not
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "create query for  failed\n");
   EXPECT_EQ(recording::messages(), Lines{});
   EXPECT_EQ(recording::account("operator")->access_profile, 0u);
