@@ -30,7 +30,7 @@ void TelemetrySetRoleName(const char *text);
 void TelemetrySetRoleInstanceName(const char *text);
 void TelemetrySetOSVersion(const char *text);
 
-// Frees the context texts.
+// Frees the context texts. The queued events stay.
 void TelemetryCleanup();
 
 }  // namespace kelvane

@@ -134,6 +134,12 @@ TEST_F(EventQueue, FirstInFirstOut) {
   EXPECT_EQ(names(), Lines{"4"});
 }
 
+TEST_F(EventQueue, StaysWhenTheTextsAreFreed) {
+  add("1");
+  kelvane::TelemetryCleanup();
+  EXPECT_EQ(names(), Lines{"1"});
+}
+
 TEST_F(EventQueue, HasNoLimit) {
   for (int i = 0; i < 1000; i++) {
     add(std::to_string(i).c_str());
