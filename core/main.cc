@@ -1,5 +1,5 @@
 // Process entry and wiring diagram: the order of start-up can be read off main. No phase but the endpoint wait can end
-// the process; each logs its own failures, and start-up goes on with what there is.
+// the process; each logs what is to be logged of its failures, and start-up goes on with what there is.
 #include <curl/curl.h>
 #include <string.h>
 #include <sys/mount.h>

@@ -1,6 +1,7 @@
 // The endpoint wait: polls the first interface's record for the wire server's address, which the network configuration
 // learns with the lease. Called once by start-up; also empties an overgrown provisioning marker. Blocks for up to 33
-// seconds. Failures are logged here.
+// seconds, or 35 when the record goes while it waits, less what a signal cuts off. Logs that there was no address, but
+// not that there is no record.
 #ifndef KELVANE_PROVISION_ENDPOINT_WAIT_H
 #define KELVANE_PROVISION_ENDPOINT_WAIT_H
 
