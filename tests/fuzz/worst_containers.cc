@@ -74,16 +74,8 @@ std::string message_to_many() {
   return bytes;
 }
 
-std::string in_lines(const std::string &text, size_t length) {
-  std::string out;
-  for (size_t at = 0; at < text.size(); at += length) {
-    out += text.substr(at, length) + '\n';
-  }
-  return out;
-}
-
 std::string certificates_document_with(const std::string &message) {
-  return "<a><Data>\n" + in_lines(support::base64(message), 64) + "</Data></a>";
+  return "<a><Data>\n" + support::in_lines(support::base64(message)) + "</Data></a>";
 }
 
 std::string certificates_document_of(const std::string &content) {

@@ -4,18 +4,13 @@
 
 #include "core/base/json.h"
 #include "core/base/xml_caps.h"
+#include "tests/support/repeated.h"
 
 namespace fuzz {
 
 namespace {
 
-std::string repeated(const std::string &text, size_t times) {
-  std::string out;
-  for (size_t i = 0; i < times; i++) {
-    out += text;
-  }
-  return out;
-}
+using support::repeated;
 
 // As many plugins and entries of settings as attributes are allowed, with long names that differ in their last
 // characters; no entry has a plugin's version, so that each is looked for to the end.

@@ -2,6 +2,7 @@
 
 #include "tests/simulate/secrets.h"
 #include "tests/simulate/wanted.h"
+#include "tests/support/base64.h"
 
 namespace simulate {
 
@@ -11,14 +12,6 @@ namespace {
 constexpr char kForeignContainer[] =
     "MIIBVAYJKoZIhvcNAQcDoIIBRTCCAUECAQAx\n"
     "ggEwMIIBLAIBADAUMA8xDTALBgNVBAMMBHdpcmUCAQEwDQYJKoZIhvcNAQEBBQAE\n";
-
-std::string in_lines(const std::string &text) {
-  std::string lines;
-  for (size_t at = 0; at < text.size(); at += 64) {
-    lines += text.substr(at, 64) + "\n";
-  }
-  return lines;
-}
 
 std::string render_goal_state(const Revision &revision) {
   const std::string number = std::to_string(revision.incarnation);
@@ -83,7 +76,7 @@ const std::string &certificates_document(const Revision &revision) {
   static const std::string head = "<?xml version=\"1.0\"?><CertificateFile><Version>2010-12-15</Version><Data>";
   static const std::string tail = "</Data></CertificateFile>";
   static const std::string foreign = head + kForeignContainer + tail;
-  static const std::string readable = head + in_lines(secrets_container()) + tail;
+  static const std::string readable = head + support::in_lines(secrets_container()) + tail;
   return revision.readable ? readable : foreign;
 }
 

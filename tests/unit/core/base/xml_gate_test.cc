@@ -8,6 +8,7 @@
 #include <string>
 
 #include "core/base/xml.h"
+#include "tests/support/repeated.h"
 
 namespace kelvane {
 
@@ -19,6 +20,7 @@ void PrintTo(XmlGateVerdict verdict, std::ostream *out) {
 
 namespace {
 
+using support::repeated;
 using Verdict = kelvane::XmlGateVerdict;
 
 Verdict check(const std::string &document) {
@@ -34,14 +36,6 @@ void expect_passed(const std::string &document) {
 
 void expect_malformed(const std::string &document) {
   EXPECT_EQ(check(document), Verdict::kNotWellFormed) << document.substr(0, 200);
-}
-
-std::string repeated(const std::string &unit, uint64_t count) {
-  std::string text;
-  for (uint64_t i = 0; i < count; i++) {
-    text += unit;
-  }
-  return text;
 }
 
 TEST(XmlGate, PassesWhatIsWellFormed) {

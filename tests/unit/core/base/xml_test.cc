@@ -11,6 +11,7 @@
 #include "tests/support/files.h"
 #include "tests/support/recording_fixture.h"
 #include "tests/support/refused_memory.h"
+#include "tests/support/repeated.h"
 #include "tests/support/watched_memory.h"
 
 extern "C" {
@@ -53,6 +54,7 @@ const char *__wrap_mxmlGetElement(mxml_node_t *node) {
 namespace {
 
 using kelvane::XmlOwner;
+using support::repeated;
 
 XmlOwner load(const std::string &document) {
   return kelvane::xml_load(document.c_str(), document.size());
@@ -144,14 +146,6 @@ TEST(Xml, ATreeThatLacksAPartLeavesNothingOfItsWords) {
 }
 
 // ---- what is over a cap ----
-
-std::string repeated(const std::string &text, size_t times) {
-  std::string out;
-  for (size_t i = 0; i < times; i++) {
-    out += text;
-  }
-  return out;
-}
 
 class XmlCaps : public RecordingTest {
  protected:
