@@ -109,8 +109,8 @@ void print_bad(const Options &options) {
   const World &w = world();
   std::printf("seed %" PRIu64 ": FAILED: %s\nThe last thirty events:\n", w.seed, w.failure);
   print_happenings();
-  std::printf("Again, with every line: kelvane-simulate --seed %" PRIu64 " --seeds 1 --days %" PRId64 " --log\n",
-              w.seed, options.days);
+  std::printf("Again, with every line: ./dev simulate --seed %" PRIu64 " --seeds 1 --days %" PRId64 " --log\n", w.seed,
+              options.days);
 }
 
 bool play_seed(uint64_t seed, const Options &options) {
