@@ -1,6 +1,6 @@
 // What one reading of the dearest inputs costs that the caps let through: milliseconds of CPU time, the best of five.
-// The goal is less than 50 for each. Run by hand, in a release build without sanitizers; the inputs are those of the
-// fuzz targets (tests/fuzz/worst_seeds.cc), the readers the agent's own.
+// The goal is less than 50 for each. Run by ./dev bench, in a release build without sanitizers; the inputs are those of
+// the fuzz targets (tests/fuzz/worst_seeds.cc, tests/fuzz/worst_containers.cc), the readers the agent's own.
 //
 // Usage: readings_bench [TARGET]
 // Exit status: 1 when a release build needs 50 ms or more for a reading, or there is nothing to read.
