@@ -1,9 +1,10 @@
 // What cmake/hardening.cmake promises, seen in the program that ships, in the agent's library and, where the result
-// bears no trace, in the compiler's command lines.
+// bears no trace, in the compiler's command lines; and what a package of it holds.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <regex>
 #include <set>
 #include <sstream>
@@ -127,6 +128,22 @@ TEST_F(Hardening, EveryCommandLineOfTheCompilerHasTheFlags) {
       EXPECT_THAT(command, HasSubstr(" -fcf-protection=full "));
     }
   }
+}
+
+TEST(Installed, TheProgramAndItsUnitAndNothingElse) {
+  const std::string root = KELVANE_INSTALLED;
+  const std::string program = root + "/sbin/kelvane";
+  const std::string unit = root + "/lib/systemd/system/kelvane.service";
+  std::set<std::string> files;
+  for (const auto &entry : std::filesystem::recursive_directory_iterator(root)) {
+    if (!entry.is_directory()) {
+      files.insert(entry.path());
+    }
+  }
+  EXPECT_EQ(files, (std::set<std::string>{program, unit}));
+  EXPECT_EQ(support::mode_of(program), 0755);
+  EXPECT_EQ(support::mode_of(unit), 0644);
+  EXPECT_THAT(support::read_file(unit), HasSubstr("\nExecStart=/usr/sbin/kelvane\n"));
 }
 
 }  // namespace
