@@ -57,7 +57,7 @@ void State::read() {
       const auto address = entry["address"].get<std::string>();
       lines_[address] = entry;
       if (entry["report"] != "") {
-        failed_.insert(address);
+        failed_.insert({address, entry["call"].get<std::string>()});
       }
     }
   }
@@ -94,7 +94,7 @@ bool State::survived(const Strike &strike) const {
 }
 
 bool State::failed_before(const Strike &strike) const {
-  return survived(strike) && failed_.count(strike.address()) != 0;
+  return survived(strike) && failed_.count({strike.address(), strike.place}) != 0;
 }
 
 Json State::meant(const Strike &strike) const {

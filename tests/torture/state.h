@@ -7,6 +7,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/torture/bench.h"
@@ -30,7 +31,7 @@ class State {
   bool missed(const Strike &strike) const;
   // Played as planned, with nothing to report: what the agent did not come through is played again.
   bool survived(const Strike &strike) const;
-  // Survived, and not so the time before, of the same build: what comes and goes is worth a look.
+  // Survived, and the same call not so at some time before, of the same build: what comes and goes is worth a look.
   bool failed_before(const Strike &strike) const;
   // The differences that were meant, each with the patterns of its row.
   Json meant(const Strike &strike) const;
@@ -39,7 +40,8 @@ class State {
   std::string file_;
   std::string digest_;
   std::map<std::string, Json> lines_;  // by address, the last of each
-  std::set<std::string> failed_;       // the addresses of those that had something to report at any time
+  // The addresses and calls of those that had something to report at any time.
+  std::set<std::pair<std::string, std::string>> failed_;
 };
 
 }  // namespace torture

@@ -71,6 +71,22 @@ TEST_F(StateTest, WhatComesAndGoesIsKnown) {
   EXPECT_FALSE(State(file(), "2").failed_before(kStrike)) << "another build";
 }
 
+// The number that failed was another call's.
+TEST_F(StateTest, WhatFailedAtAnotherPlaceHasNotFailed) {
+  Strike other = kStrike;
+  other.place = "open(/a) for the time no. 1";
+  State(file(), "1").write(other, "  the struck run ends with 139", "", Json::object());
+  State(file(), "1").write(kStrike, "", "", Json::object());
+  EXPECT_FALSE(State(file(), "1").failed_before(kStrike));
+}
+
+TEST_F(StateTest, WhatFailedAtAnyTimeBeforeIsKnown) {
+  State(file(), "1").write(kStrike, "  the struck run ends with 139", "", Json::object());
+  State(file(), "1").write(kStrike, "", "", Json::object());
+  State(file(), "1").write(kStrike, "", "", Json::object());
+  EXPECT_TRUE(State(file(), "1").failed_before(kStrike));
+}
+
 TEST_F(StateTest, TheDigestIsAnotherOneWhenAProgramOrAScenarioIs) {
   std::filesystem::create_directories(folder_.file("scenarios"));
   const auto write = [&](const char *name, const char *text) { std::ofstream(folder_.file(name)) << text; };
