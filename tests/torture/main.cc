@@ -26,7 +26,7 @@ using torture::Options;
 using torture::State;
 using torture::Strike;
 
-constexpr size_t kTwiceEvery = 10;  // of the kills one in so many is followed by another one
+constexpr size_t kTwiceEvery = 10;  // of the kills about one in so many is followed by another one
 
 std::vector<std::string> protocols(const Options &options) {
   std::vector<std::string> out;
@@ -39,15 +39,15 @@ std::vector<std::string> protocols(const Options &options) {
   return out;
 }
 
-// A struck process may be the one of a failure or of a kill; an address says it by its blow.
+// An address may be of any kind.
 std::vector<Strike> all_strikes(const Options &options, const Bench &bench) {
-  if (options.twice || options.only.find('@') != std::string::npos) {
-    return torture::twice(strikes_of(bench.protocol(), bench.undisturbed(), true), kTwiceEvery);
-  }
-  std::vector<Strike> out = strikes_of(bench.protocol(), bench.undisturbed(), options.kill);
-  if (!options.only.empty()) {
-    const std::vector<Strike> more = strikes_of(bench.protocol(), bench.undisturbed(), !options.kill);
-    out.insert(out.end(), more.begin(), more.end());
+  const bool any_kind = !options.only.empty();
+  std::vector<Strike> out = strikes_of(bench.protocol(), bench.undisturbed(), options.kill || any_kind);
+  if (any_kind) {
+    const std::vector<Strike> failures = strikes_of(bench.protocol(), bench.undisturbed(), false);
+    out.insert(out.end(), failures.begin(), failures.end());
+  } else if (options.twice) {
+    out = torture::twice(out, kTwiceEvery);
   }
   return out;
 }
@@ -124,13 +124,10 @@ class Torture {
 
   void plan() {
     for (const std::string &protocol : protocols(options_)) {
-      const Bench &one = bench(protocol, 0);
-      for (const Strike &strike : all_strikes(options_, one)) {
-        if (options_.wanted(strike)) {
-          plan_.push_back(strike);
-        }
-      }
+      const std::vector<Strike> some = all_strikes(options_, bench(protocol, 0));
+      plan_.insert(plan_.end(), some.begin(), some.end());
     }
+    plan_ = options_.wanted(plan_);
     if (options_.sample != 0) {
       plan_ = torture::sample(plan_, options_.sample, options_.seed);
     }

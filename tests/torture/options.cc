@@ -1,6 +1,8 @@
 #include "tests/torture/options.h"
 
+#include <algorithm>
 #include <filesystem>
+#include <iterator>
 #include <map>
 #include <stdexcept>
 
@@ -19,8 +21,9 @@ constexpr char kHelp[] =
     "  --blow NAMES       only these blows, as they stand at the end of an address\n"
     "  --from N, --to N   only these numbers of sites\n"
     "  --sample N         so many strikes, evenly from all classes and blows; --seed N for others (1)\n"
-    "  --only ADDRESSES   these strikes, with commas between, whatever the state says; the files of the last one are\n"
-    "                     kept in the --artifacts folder\n"
+    "  --only ADDRESSES   these strikes of any kind, with commas between, whatever the state says; the files of the "
+    "last\n"
+    "                     one are kept in the --artifacts folder\n"
     "  --state FILE       leaves out what the file says the same build survived; receives a line of JSON a strike\n"
     "  --minutes N        begin no strike after so long\n"
     "  --workers N        processes side by side (1)\n"
@@ -74,12 +77,16 @@ bool Options::whole() const {
          to == Options().to;
 }
 
-bool Options::wanted(const Strike &strike) const {
+std::vector<Strike> Options::wanted(const std::vector<Strike> &all) const {
   if (!only.empty()) {
-    return listed(only, strike.address());
+    return with_addresses(all, only);
   }
-  return listed(classes, strike.site.call_class) && listed(blows, strike.blow) && strike.site.number >= from &&
-         strike.site.number <= to;
+  std::vector<Strike> out;
+  std::copy_if(all.begin(), all.end(), std::back_inserter(out), [&](const Strike &strike) {
+    return listed(classes, strike.site.call_class) && listed(blows, strike.blow) && strike.site.number >= from &&
+           strike.site.number <= to;
+  });
+  return out;
 }
 
 Options read_options(int argc, char **argv) {

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <string>
+#include <vector>
 
 #include "tests/torture/bench.h"
 
@@ -19,8 +20,8 @@ struct Options {
 
   // Whether all that there is to play is played, but for the time.
   bool whole() const;
-  // Whether this is one of the strikes that are asked for.
-  bool wanted(const Strike &strike) const;
+  // Those that are asked for. Throws std::runtime_error for an address that there is not.
+  std::vector<Strike> wanted(const std::vector<Strike> &all) const;
 };
 
 Options read_options(int argc, char **argv);

@@ -56,17 +56,22 @@ std::string in_words(const std::vector<Site> &sites, const Site &one);
 bool ends_with_call(const std::vector<Site> &to_strike, const std::vector<Site> &those, const Site &one);
 
 // The number at which to strike this one of those next time, when the strike fell on another call: as far from its own
-// as the number of the call that was struck is from that call's among those. A call that those do not have is one more,
-// and the last one before it that they have is taken. When they have none, the number that the call has in the whole
-// struck run; its own when it is not there either.
+// as the number of the call that was struck is from that call's among those, but no less than 1. A call that those do
+// not have is one more, and the last one before it that they have is taken. When they have none, the number that the
+// call has in the whole struck run; its own when it is not there either.
 size_t aimed_anew(const std::vector<Site> &those, const Site &one, const std::vector<Site> &to_strike,
                   const std::vector<Site> &whole);
 
 // All strikes of these sites: those that let calls fail, or those that kill.
 std::vector<Strike> strikes_of(const std::string &protocol, const std::vector<Site> &sites, bool kill);
 
-// Of kills, every so many-th one, each with another one in the start that follows: by chance, the same in every play.
+// Of kills, about one in so many, each with another one in the start that follows: both by lots that hang on their
+// addresses alone, so that a kill more or less changes hardly any other pair.
 std::vector<Strike> twice(const std::vector<Strike> &all, size_t every);
+
+// Those of all with these addresses, with commas between; a pair is any two kills of one protocol, whether or not twice
+// draws it. Throws std::runtime_error for an address that none of them has.
+std::vector<Strike> with_addresses(const std::vector<Strike> &all, const std::string &addresses);
 
 }  // namespace torture
 
