@@ -102,24 +102,30 @@ void create_database(const Descriptor &folder) {
 
 // A file that is no whole number of sectors has lost its end, which SQLite would read as zeros; but the log file of a
 // process that was stopped while it wrote may still complete it.
-void refuse_wrong_size(const Descriptor &folder) {
+void refuse_wrong_size(const Descriptor &folder, bool has_log) {
   struct stat status = {};
   if (fstatat(folder.get(), kDatabaseName, &status, 0) != 0 || !S_ISREG(status.st_mode)) {
     return;
   }
-  const bool has_log = exists_in(folder, std::string(kDatabaseName) + "-wal");
   if (status.st_size == 0 || (status.st_size % kSector != 0 && !has_log)) {
     throw DatabaseError(SQLITE_NOTADB, "the file is not whole");
   }
 }
 
 // The read in check_layout also makes SQLite open the files that it keeps open: no later call leaves a new descriptor.
+// Whether the last connection to a file plays the log file into it when it is closed, and removes that.
+void set_tidying(sqlite3 *handle, bool on) {
+  sqlite3_db_config(handle, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, on ? 0 : 1, nullptr);
+}
+
 DatabaseHandle open_checked(const Descriptor &folder) {
-  refuse_wrong_size(folder);
+  const bool has_log = exists_in(folder, std::string(kDatabaseName) + "-wal");
+  refuse_wrong_size(folder, has_log);
   // Best effort: there may be no file yet, or it may be another user's.
   [[maybe_unused]] const int result = fchmodat(folder.get(), kDatabaseName, 0600, 0);
   DatabaseHandle opened = open_database_file(path_of(kDatabaseName));
   const bool writable = sqlite3_db_readonly(opened.get(), "main") == 0;  // as far as the file's rights go
+  set_tidying(opened.get(), !has_log);                                   // as long as the file may be damaged
   check_layout(opened.get());
   // SQLite only reads what names a format of the future, be it in the file or in its log.
   if (writable && sqlite3_db_readonly(opened.get(), "main") != 0) {
@@ -127,6 +133,7 @@ DatabaseHandle open_checked(const Descriptor &folder) {
   }
   execute(opened.get(), "PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL; PRAGMA temp_store = MEMORY");
   return opened;
+  set_tidying(opened.get(), true);
 }
 
 // SQLITE_ERROR is what SQLite says of some damaged headers; the statements are fixed, nothing else can be wrong with
@@ -179,7 +186,7 @@ bool has_moved() {
 // database's by now.
 void close_connection() {
   if (connection && has_moved()) {
-    sqlite3_db_config(connection.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+    set_tidying(connection.get(), false);
   }
   connection.reset();
 }

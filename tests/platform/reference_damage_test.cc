@@ -136,12 +136,16 @@ TEST_F(Reference, EachDamagedDatabaseIsKept) {
     make_configuration();
     write_file(reference_database_path(), "damage " + std::to_string(round));
   }
-  ASSERT_EQ(0, conf_init());
+std::set<std::string> contents_set_aside() {
   std::set<std::string> contents;
   for (const std::string &path : files_beginning("kelvane-config.db.damaged-")) {
     contents.insert(read_file(path));
   }
-  EXPECT_EQ((std::set<std::string>{"damage 1", "damage 2", "damage 3"}), contents);
+  return contents;
+}
+
+  ASSERT_EQ(0, conf_init());
+  EXPECT_EQ((std::set<std::string>{"damage 1", "damage 2", "damage 3"}), contents_set_aside());
 }
 
 TEST_F(Reference, StrayLogFileIsNotPlayedIntoANewDatabase) {
@@ -282,3 +286,14 @@ TEST_F(Reference, LogWithNewSumsIsPlayedIn) {
 
 }  // namespace
 }  // namespace conformance
+TEST_F(Reference, DamagedDatabaseAndItsLogAreSetAsideAsTheyWere) {
+  make_configuration();
+  leave_log_with_first_page();
+  overwrite(reference_database_path(), 4096, std::string(4096, '\x5a'));
+  const std::string damaged = read_file(reference_database_path());
+  const std::string log = read_file(reference_database_path() + "-wal");
+  ASSERT_EQ(0, conf_init());
+  const std::set<std::string> contents = contents_set_aside();
+  EXPECT_TRUE((contents == std::set<std::string>{damaged, log})) << contents.size() << " files";
+}
+
