@@ -53,7 +53,7 @@ std::string unused_aside_name(const Descriptor &folder) {
   return name;
 }
 
-// The log file goes first: left beside a new database it would be played into that.
+// The log files go first: left beside a new database they would be played into that.
 void set_aside(const Descriptor &folder) {
   const std::string name = kDatabaseName;
   const std::string aside = unused_aside_name(folder);
@@ -91,7 +91,8 @@ void create_database(const Descriptor &folder) {
     remove_with_companions(folder, kNewName);
     throw;
   }
-  if (exists_in(folder, std::string(kDatabaseName) + "-wal")) {
+  const std::string name = kDatabaseName;
+  if (exists_in(folder, name + "-wal") || exists_in(folder, name + "-journal")) {
     set_aside(folder);
   }
   if (renameat(folder.get(), kNewName, folder.get(), kDatabaseName) != 0) {
@@ -112,28 +113,29 @@ void refuse_wrong_size(const Descriptor &folder, bool has_log) {
   }
 }
 
-// The read in check_layout also makes SQLite open the files that it keeps open: no later call leaves a new descriptor.
 // Whether the last connection to a file plays the log file into it when it is closed, and removes that.
 void set_tidying(sqlite3 *handle, bool on) {
   sqlite3_db_config(handle, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, on ? 0 : 1, nullptr);
 }
 
+// As long as the file may be damaged, closing leaves it and its log alone. The read in check_layout also makes SQLite
+// open the files that it keeps open: no later call leaves a new descriptor.
 DatabaseHandle open_checked(const Descriptor &folder) {
   const bool has_log = exists_in(folder, std::string(kDatabaseName) + "-wal");
   refuse_wrong_size(folder, has_log);
   // Best effort: there may be no file yet, or it may be another user's.
   [[maybe_unused]] const int result = fchmodat(folder.get(), kDatabaseName, 0600, 0);
   DatabaseHandle opened = open_database_file(path_of(kDatabaseName));
+  set_tidying(opened.get(), !has_log);
   const bool writable = sqlite3_db_readonly(opened.get(), "main") == 0;  // as far as the file's rights go
-  set_tidying(opened.get(), !has_log);                                   // as long as the file may be damaged
   check_layout(opened.get());
   // SQLite only reads what names a format of the future, be it in the file or in its log.
   if (writable && sqlite3_db_readonly(opened.get(), "main") != 0) {
     throw DatabaseError(SQLITE_NOTADB, "the file is of no known format");
   }
   execute(opened.get(), "PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL; PRAGMA temp_store = MEMORY");
-  return opened;
   set_tidying(opened.get(), true);
+  return opened;
 }
 
 // SQLITE_ERROR is what SQLite says of some damaged headers; the statements are fixed, nothing else can be wrong with

@@ -112,7 +112,11 @@ bool same_file(const struct stat &one, const struct stat &other) {
 }
 
 bool exists_in(const Descriptor &folder, const std::string &name) {
-  return faccessat(folder.get(), name.c_str(), F_OK, 0) == 0;
+  const bool found = faccessat(folder.get(), name.c_str(), F_OK, 0) == 0;
+  if (!found && errno != ENOENT) {
+    throw_errno("cannot tell whether there is a " + name);
+  }
+  return found;
 }
 
 void throw_errno(const std::string &what) {

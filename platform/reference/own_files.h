@@ -36,7 +36,7 @@ class Descriptor {
 // The path below the root folder that reference_set_root gave.
 std::string own_path(const std::string &path);
 
-// The folder below the root folder, created with its parents (mode 0700) where they are missing.
+// The folder below the root folder, created durably with its parents (mode 0700) where they are missing.
 Descriptor open_own_folder(const std::string &path);
 
 // Whether the attempt succeeds within five seconds, in which it is made again and again.
@@ -51,6 +51,7 @@ void lock_folder(const Descriptor &folder, const std::string &name);
 bool locked_by_another(const Descriptor &file);
 bool same_file(const struct stat &one, const struct stat &other);
 
+// Throws when the operating system cannot tell.
 bool exists_in(const Descriptor &folder, const std::string &name);
 
 // Throws the error that errno holds.

@@ -1,10 +1,13 @@
 // What the reference platform does with a database, or its log, that is damaged or of another format.
 #include <arpa/inet.h>
 #include <fcntl.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <functional>
 #include <set>
 
 #include "tests/platform/reference_fixture.h"
@@ -12,6 +15,8 @@
 
 namespace conformance {
 namespace {
+
+std::function<int(const std::string &)> instead_of_faccessat;  // what it answers for a name, 0 or an errno
 
 struct Damage {
   const char *name;
@@ -131,11 +136,6 @@ TEST_F(Reference, DatabaseThatCannotBeReadTwiceIsDamaged) {
   EXPECT_EQ(1u, files_beginning("kelvane-config.db.damaged-").size());
 }
 
-TEST_F(Reference, EachDamagedDatabaseIsKept) {
-  for (int round = 1; round <= 3; ++round) {
-    make_configuration();
-    write_file(reference_database_path(), "damage " + std::to_string(round));
-  }
 std::set<std::string> contents_set_aside() {
   std::set<std::string> contents;
   for (const std::string &path : files_beginning("kelvane-config.db.damaged-")) {
@@ -144,6 +144,11 @@ std::set<std::string> contents_set_aside() {
   return contents;
 }
 
+TEST_F(Reference, EachDamagedDatabaseIsKept) {
+  for (int round = 1; round <= 3; ++round) {
+    make_configuration();
+    write_file(reference_database_path(), "damage " + std::to_string(round));
+  }
   ASSERT_EQ(0, conf_init());
   EXPECT_EQ((std::set<std::string>{"damage 1", "damage 2", "damage 3"}), contents_set_aside());
 }
@@ -161,6 +166,44 @@ TEST_F(Reference, StrayLogFileIsNotPlayedIntoANewDatabase) {
   ASSERT_EQ(0, conf_init());
   EXPECT_STRNE("changed", account("admin").password);
   EXPECT_EQ(1u, files_beginning("kelvane-config.db.damaged-").size());
+}
+
+TEST_F(Reference, StrayJournalIsNotPlayedIntoANewDatabase) {
+  std::filesystem::create_directories(database_folder());
+  write_file(reference_database_path() + "-journal", "of another database");
+  ASSERT_EQ(0, conf_init());
+  EXPECT_TRUE(has_account("admin"));
+  const std::vector<std::string> aside = files_beginning("kelvane-config.db.damaged-");
+  ASSERT_EQ(1u, aside.size());
+  EXPECT_EQ("of another database", read_file(aside[0]));
+}
+
+TEST_F(Reference, DatabaseOfWhichNobodyCanTellIsNotReplaced) {
+  make_configuration();
+  for (const int error : {EIO, ENOMEM, EACCES, ELOOP}) {
+    instead_of_faccessat = [error](const std::string &) { return error; };
+    EXPECT_GT(0, conf_init()) << error;
+    instead_of_faccessat = nullptr;
+    ASSERT_EQ(0, conf_init());
+    EXPECT_STREQ("changed", account("admin").password) << error;
+    conf_end();
+  }
+  EXPECT_EQ(1u, files_beginning("").size());
+}
+
+TEST_F(Reference, LogFileOfWhichNobodyCanTellIsNotPlayedIntoANewDatabase) {
+  for (const std::string ending : {"-wal", "-journal"}) {
+    platform_conformance_reset();
+    std::filesystem::create_directories(database_folder());
+    write_file(reference_database_path() + ending, "of another database");
+    instead_of_faccessat = [&](const std::string &name) {
+      return name == "kelvane-config.db" + ending ? EIO : name == "kelvane-config.db" ? ENOENT : 0;
+    };
+    EXPECT_GT(0, conf_init());
+    instead_of_faccessat = nullptr;
+    EXPECT_EQ("of another database", read_file(reference_database_path() + ending));
+    EXPECT_FALSE(std::filesystem::exists(reference_database_path()));
+  }
 }
 
 TEST_F(Reference, LogFileOfAKilledProcessIsPlayedIn) {
@@ -257,6 +300,17 @@ std::string with_first_page_changed(std::string log, size_t offset, char value) 
   return log;
 }
 
+TEST_F(Reference, DamagedDatabaseAndItsLogAreSetAsideAsTheyWere) {
+  make_configuration();
+  leave_log_with_first_page();
+  overwrite(reference_database_path(), 4096, std::string(4096, '\x5a'));
+  const std::string damaged = read_file(reference_database_path());
+  const std::string log = read_file(reference_database_path() + "-wal");
+  ASSERT_EQ(0, conf_init());
+  const std::set<std::string> contents = contents_set_aside();
+  EXPECT_TRUE((contents == std::set<std::string>{damaged, log})) << contents.size() << " files";
+}
+
 class LaterFormatInTheLog : public Reference, public ::testing::WithParamInterface<size_t> {};
 
 TEST_P(LaterFormatInTheLog, IsSetAside) {
@@ -286,14 +340,13 @@ TEST_F(Reference, LogWithNewSumsIsPlayedIn) {
 
 }  // namespace
 }  // namespace conformance
-TEST_F(Reference, DamagedDatabaseAndItsLogAreSetAsideAsTheyWere) {
-  make_configuration();
-  leave_log_with_first_page();
-  overwrite(reference_database_path(), 4096, std::string(4096, '\x5a'));
-  const std::string damaged = read_file(reference_database_path());
-  const std::string log = read_file(reference_database_path() + "-wal");
-  ASSERT_EQ(0, conf_init());
-  const std::set<std::string> contents = contents_set_aside();
-  EXPECT_TRUE((contents == std::set<std::string>{damaged, log})) << contents.size() << " files";
-}
 
+// In the place of the C library's, for the platform as well.
+extern "C" int faccessat(int folder, const char *name, int mode, int) noexcept {
+  const int error = conformance::instead_of_faccessat ? conformance::instead_of_faccessat(name) : 0;
+  if (error != 0) {
+    errno = error;
+    return -1;
+  }
+  return static_cast<int>(syscall(SYS_faccessat, folder, name, mode));
+}
