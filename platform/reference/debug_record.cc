@@ -87,6 +87,8 @@ Descriptor attempt_record(const Descriptor &folder) {
   for (int step = 0; step < 3; ++step) {  // to remove one of another layout, to make one, to open it
     Descriptor file(openat(folder.get(), kDebugName, O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600));
     if (holds_record(file)) {
+      // Best effort: it may be another user's.
+      [[maybe_unused]] const int result = fchmod(file.get(), 0600);
       return file;
     }
     if (!file.present() && (errno != ELOOP || unlinkat(folder.get(), kDebugName, 0) != 0)) {

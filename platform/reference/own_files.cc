@@ -34,8 +34,11 @@ Descriptor make_folder_at(const Descriptor &folder, const std::string &name) {
   if (found.present()) {
     return found;
   }
-  if (errno == ENOENT && mkdirat(folder.get(), name.c_str(), 0700) != 0 && errno != EEXIST) {
-    throw_errno("cannot create folder " + name);
+  if (errno == ENOENT) {
+    if (mkdirat(folder.get(), name.c_str(), 0700) != 0 && errno != EEXIST) {
+      throw_errno("cannot create folder " + name);
+    }
+    fsync(folder.get());
   }
   found = open_folder_at(folder.get(), name);
   if (!found.present()) {

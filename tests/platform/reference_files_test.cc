@@ -4,11 +4,13 @@
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <cstdint>
 #include <cstring>
 #include <filesystem>
+#include <functional>
 #include <set>
 
 #include "tests/platform/reference_fixture.h"
@@ -16,6 +18,15 @@
 
 namespace conformance {
 namespace {
+
+std::function<void(int)> after_fsync;
+std::function<void(int, const char *)> after_mkdirat;
+
+ino_t inode_of(int file) {
+  struct stat status = {};
+  EXPECT_EQ(0, fstat(file, &status));
+  return status.st_ino;
+}
 
 TEST_F(Reference, DeletedAccountLeavesNoRowBehind) {
   ASSERT_EQ(0, conf_init());
@@ -64,13 +75,28 @@ TEST_F(Reference, FilesAreForTheOwnerOnly) {
   EXPECT_EQ(4u, files) << "the database, its two companions and the debug record";
 }
 
-TEST_F(Reference, LooseModeOfTheDatabaseIsTightened) {
+TEST_F(Reference, LooseModesAreTightened) {
   make_configuration();
-  ASSERT_EQ(0, chmod(reference_database_path().c_str(), 0644));
-  ASSERT_EQ(0, conf_init());
-  struct stat status = {};
-  ASSERT_EQ(0, stat(reference_database_path().c_str(), &status));
-  EXPECT_EQ(0600u, status.st_mode & 07777);
+  for (const std::string &path : {reference_database_path(), reference_debug_record_path()}) {
+    ASSERT_EQ(0, chmod(path.c_str(), 0666));
+    ASSERT_EQ(0, conf_init());
+    conf_end();
+    EXPECT_EQ(0600, support::mode_of(path)) << path;
+  }
+}
+
+TEST_F(Reference, EachFolderThatIsMadeIsSynced) {
+  std::set<ino_t> synced;
+  after_fsync = [&](int file) { synced.insert(inode_of(file)); };
+  std::vector<std::pair<std::string, ino_t>> made;
+  after_mkdirat = [&](int folder, const char *name) { made.emplace_back(name, inode_of(folder)); };
+  EXPECT_EQ(0, conf_init());
+  after_fsync = nullptr;
+  after_mkdirat = nullptr;
+  ASSERT_EQ(4u, made.size()) << "the root, run, data and etc";
+  for (const auto &[name, folder] : made) {
+    EXPECT_EQ(1u, synced.count(folder)) << name;
+  }
 }
 
 TEST_F(Reference, NothingIsLeftBesideTheDatabase) {
@@ -297,3 +323,20 @@ TEST_F(Reference, DebugRecordIsNeverReachedThroughASymbolicLink) {
 
 }  // namespace
 }  // namespace conformance
+
+// In the place of the C library's, for the platform as well.
+extern "C" int fsync(int file) {
+  const int result = static_cast<int>(syscall(SYS_fsync, file));
+  if (conformance::after_fsync) {
+    conformance::after_fsync(file);
+  }
+  return result;
+}
+
+extern "C" int mkdirat(int folder, const char *name, mode_t mode) noexcept {
+  const int result = static_cast<int>(syscall(SYS_mkdirat, folder, name, mode));
+  if (conformance::after_mkdirat) {
+    conformance::after_mkdirat(folder, name);
+  }
+  return result;
+}
