@@ -1,6 +1,8 @@
 #include "platform/reference/ssh_key.h"
 
 #include <algorithm>
+#include <bit>
+#include <cstdint>
 #include <cstring>
 #include <string_view>
 #include <vector>
@@ -11,8 +13,8 @@ namespace kelvane::reference {
 namespace {
 
 constexpr size_t kLongestText = 16384;
-constexpr size_t kFewestRsaBytes = 1024 / 8;
-constexpr size_t kMostRsaBytes = 16384 / 8;
+constexpr size_t kFewestRsaBits = 1024;
+constexpr size_t kMostRsaBits = 16384;
 constexpr size_t kLongestExponent = 32;
 
 // The inside of a key (RFC 4253): fields of a 4-byte big-endian length and that many bytes.
@@ -59,11 +61,16 @@ bool is_odd(std::string_view magnitude) {
   return !magnitude.empty() && (magnitude.back() & 1) != 0;
 }
 
+// Of a magnitude that is not empty; its first byte is not zero.
+size_t bits(std::string_view magnitude) {
+  return 8 * magnitude.size() - static_cast<size_t>(std::countl_zero(static_cast<uint8_t>(magnitude.front())));
+}
+
 bool is_rsa(Fields &fields, std::string_view, size_t) {
   const std::string_view exponent = positive(fields.next());
   const std::string_view modulus = positive(fields.next());
   return is_odd(exponent) && exponent != "\x01" && exponent.size() <= kLongestExponent && is_odd(modulus) &&
-         modulus.size() >= kFewestRsaBytes && modulus.size() <= kMostRsaBytes;
+         bits(modulus) >= kFewestRsaBits && bits(modulus) <= kMostRsaBits;
 }
 
 bool is_ed25519(Fields &fields, std::string_view, size_t length) {

@@ -68,6 +68,9 @@ TEST_F(ReferenceAccounts, KeysWithAFlawInsideAreRefused) {
   EXPECT_NE(0, set(rsa("\x03", kModulus.substr(1)))) << "negative modulus";
   EXPECT_NE(0, set(rsa("\x03", std::string(1, '\0') + kModulus))) << "not the shortest form";
   EXPECT_NE(0, set(rsa("\x03", std::string(1, '\0') + std::string(96, '\xc1')))) << "768 bits";
+  EXPECT_NE(0, set(rsa("\x03", '\x01' + std::string(127, '\xc1')))) << "1017 bits";
+  EXPECT_NE(0, set(rsa("\x03", '\x7f' + std::string(127, '\xc1')))) << "1023 bits";
+  EXPECT_NE(0, set(rsa("\x03", '\x01' + std::string(2048, '\xc1')))) << "16385 bits";
   EXPECT_NE(0, set(rsa("\x03", std::string(1, '\0') + std::string(2049, '\xc1')))) << "too many bits";
   EXPECT_NE(0, set(rsa("\x03", kModulus.substr(0, 256) + '\xc2'))) << "even modulus";
   EXPECT_NE(0, set("from=\"host\" " + ed25519('e'))) << "options";
