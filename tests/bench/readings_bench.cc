@@ -12,16 +12,20 @@
 #include <iterator>
 #include <map>
 #include <string>
+#include <vector>
 
 #include "core/base/json.h"
 #include "core/base/openssl_owners.h"
 #include "core/base/xml.h"
+#include "credentials/cert_store.h"
 #include "credentials/pkcs12_walk.h"
 #include "credentials/ssh_pub_key.h"
 #include "extensions/handler_settings.h"
 #include "platform/platform.h"
+#include "platform/reference/ssh_key.h"
 #include "plugins/event_hub_command.h"
 #include "plugins/plugin_status_file.h"
+#include "plugins/vm_access_operations.h"
 #include "protocol/metadata/metadata_certificates.h"
 #include "protocol/metadata/metadata_handlers.h"
 #include "protocol/metadata/metadata_state.h"
@@ -31,11 +35,15 @@
 #include "protocol/wire/http_client.h"
 #include "provision/ovf_document.h"
 #include "provision/ovf_values.h"
+#include "tests/fuzz/fixed_key.h"
 #include "tests/fuzz/plugin_file.h"
 #include "tests/fuzz/world.h"
 #include "tests/fuzz/worst_containers.h"
 #include "tests/fuzz/worst_seeds.h"
 #include "tests/support/base64.h"
+
+// The reference platform's; the recording one has the name (CMakeLists.txt).
+extern "C" int32_t reference_b64_pton(const char *text, uint8_t *buffer, size_t size);
 
 namespace {
 
@@ -110,6 +118,16 @@ void read_metadata_certificate(const std::string &text) {
   kelvane::processJSONCertificate(document.get());
 }
 
+void read_vm_access(const std::string &text) {
+  kelvane::vm_access_apply(nullptr, kelvane::json_load(text.c_str()).get());
+}
+
+void read_platform_text(const std::string &text) {
+  std::vector<uint8_t> bytes(text.size());
+  reference_b64_pton(text.c_str(), bytes.data(), bytes.size());
+  kelvane::reference::parse_ssh_key(text.c_str());
+}
+
 struct Row {
   const char *target;
   void (*read)(const std::string &input);
@@ -125,15 +143,22 @@ constexpr Row kRows[] = {
     {"protected_settings", read_protected_settings},
     {"plugin_status", [](const std::string &) { kelvane::plugin_status_load(); }},
     {"custom_script", read_custom_script},
+    {"vm_access", read_vm_access},
     {"headers", read_header},
     {"metadata_identity", read_metadata_document},
     {"metadata_handlers", read_metadata_document},
     {"metadata_certificates", read_metadata_certificate},
+    {"platform_texts", read_platform_text},
 };
 
-// In milliseconds; the registry of plugins is as after a start each time.
+// In milliseconds; each time the registry of plugins, the records and the certificates are as after a start.
 double once(const Row &row, const std::string &input) {
+  recording::reset();
+  recording::seed_factory_defaults();
+  recording::seed_event_hub();
+  kelvane::CertStoreClear();
   fuzz::start(6);
+  fuzz::store_fixed_certificate();
   fuzz::fresh_registry();
   const std::clock_t start = std::clock();
   row.read(input);

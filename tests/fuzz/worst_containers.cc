@@ -6,10 +6,13 @@
 
 #include <vector>
 
+#include "core/base/json.h"
 #include "credentials/cms_container.h"
 #include "credentials/transport_cert.h"
 #include "extensions/handler_settings.h"
+#include "tests/fuzz/fixed_key.h"
 #include "tests/fuzz/world.h"
+#include "tests/fuzz/worst_seeds.h"
 #include "tests/support/base64.h"
 #include "tools/fabric/container.h"
 
@@ -91,11 +94,20 @@ size_t content_for(uint64_t text) {
   return static_cast<size_t>(text / 65 * 64 / 4 * 3 - 2000);
 }
 
+// Secret settings with as many members as allowed, and public ones with as many as are left to the document.
+std::string sealed_members(const std::string &secret) {
+  return R"({"runtimeSettings":[{"handlerSettings":{"protectedSettingsCertThumbprint":")" +
+         thumbprint_of(fixed_certificate()) + R"(","protectedSettings":")" +
+         protect_settings(secret, fixed_certificate()) + R"(","publicSettings":)" +
+         members(kelvane::kJsonMaxValues - 10, "0." + std::string(80, '7')) + "}}]}";
+}
+
 }  // namespace
 
 std::map<std::string, std::string> worst_containers() {
   const std::string full_store = container_of(20, true);
   const std::string long_settings = "{\"a\":\"" + std::string(content_for(kelvane::kProtectedMaxText), 'x') + "\"}";
+  const std::string many_members = worst_seeds().at("vm_access/many_members");
   return {
       {"pkcs12/full_store", full_store},
       {"pkcs12/many_certificates", container_of(195, false)},
@@ -106,6 +118,8 @@ std::map<std::string, std::string> worst_containers() {
       {"certificates/many_recipients", certificates_document_with(message_to_many())},
       {"metadata_certificates/full_store", certificate_document_of(full_store)},
       {"protected_settings/long_settings", "t" + protect_settings(long_settings, transport_certificate())},
+      {"protected_settings/many_members", "t" + protect_settings(many_members, transport_certificate())},
+      {"runtime_settings/sealed_members", sealed_members(many_members)},
   };
 }
 

@@ -4,6 +4,7 @@
 
 #include "core/base/json.h"
 #include "core/base/xml_caps.h"
+#include "extensions/handler_settings.h"
 #include "tests/support/repeated.h"
 
 namespace fuzz {
@@ -58,12 +59,7 @@ std::string many_names(size_t count) {
 
 // As many members as allowed, with this value each.
 std::string many_members(const std::string &value = "0") {
-  std::string out = "{";
-  const size_t members = value == "{}" ? kelvane::kJsonMaxValues / 2 - 1 : kelvane::kJsonMaxValues - 2;
-  for (size_t i = 0; i < members; i++) {
-    out += (i != 0 ? ",\"" : "\"") + std::to_string(i) + "\":" + value;
-  }
-  return out + "}";
+  return members(value == "{}" ? kelvane::kJsonMaxValues / 2 - 1 : kelvane::kJsonMaxValues - 2, value);
 }
 
 // Printed as the agent keeps it, with each value on a line of its own, this has more bytes than a text may have.
@@ -107,11 +103,20 @@ std::string everything(const std::string &name) {
 
 }  // namespace
 
+std::string members(size_t count, const std::string &value) {
+  std::string out = "{";
+  for (size_t i = 0; i < count; i++) {
+    out += (i != 0 ? ",\"" : "\"") + std::to_string(i) + "\":" + value;
+  }
+  return out + "}";
+}
+
 std::map<std::string, std::string> worst_seeds() {
   const std::string line = repeated("A", 64) + "\n";
   const std::string settings = "{\"runtimeSettings\":[{\"handlerSettings\":{\"publicSettings\":\"";
   const std::string handler_settings = R"({"runtimeSettings":[{"handlerSettings":{"publicSettings":{"a":"b"}}}]})";
   constexpr size_t kJsonRoom = kelvane::kJsonMaxBytes - 100;
+  constexpr size_t kDecryptedRoom = kelvane::kProtectedMaxText / 4 * 3 - 1000;
   return {
       {"ovf/many_keys", "<a><PublicKeys>" +
                             repeated("<PublicKey><Value>k</Value></PublicKey>", kelvane::kXmlMaxElements / 2 - 2) +
@@ -139,9 +144,13 @@ std::map<std::string, std::string> worst_seeds() {
       {"runtime_settings/many_members", many_members()},
       {"runtime_settings/many_numbers", many_members("0." + std::string(80, '7'))},
       {"runtime_settings/many_objects", many_members("{}")},
-      {"protected_settings/long_text", "t" + repeated(line, kJsonRoom / line.size())},
+      {"protected_settings/long_text", "t" + repeated(line, kelvane::kProtectedMaxText / line.size())},
       {"custom_script/many_blanks", repeated(" ", 1000000)},
       {"custom_script/long_settings", "config-eventhub.sh operation\n" + many_members()},
+      {"vm_access/many_members", many_members()},
+      {"vm_access/long_name", R"({"username":")" + std::string(kDecryptedRoom, 'n') + R"(","password":"p"})"},
+      {"vm_access/long_password", R"({"username":"n","password":")" + std::string(kDecryptedRoom, 'p') + "\"}"},
+      {"vm_access/long_key", R"({"username":"n","ssh_key":"ssh-rsa )" + repeated("QUJD", kDecryptedRoom / 4) + "\"}"},
       {"plugin_status/many_names", many_names(kelvane::kJsonMaxValues / 2 - 2)},
       // With room for what the agent writes beside it: a longer file than the cap is not read again.
       {"plugin_status/long_text", "[{\"name\":\"" + std::string(kJsonRoom - 2000, 'x') + "\"}]"},

@@ -10,6 +10,9 @@ namespace fuzz {
 // By "target/name".
 std::map<std::string, std::string> worst_seeds();
 
+// A JSON object with so many members, each with this value.
+std::string members(size_t count, const std::string &value);
+
 }  // namespace fuzz
 
 #endif
