@@ -214,6 +214,25 @@ TEST_F(Layer, AWriteCanBeShort) {
   EXPECT_EQ(out_.substr(0, out_.find('\n')), "write 3");
 }
 
+TEST_F(Layer, AReadCanGiveHalfOfWhatThereIs) {
+  run("put:/data/etc/x:abcdef print:/data/etc/x", "");
+  EXPECT_EQ(out_, "put 6\nread 6 abcdef..\nread 0 ........\n");
+  run("put:/data/etc/x:abcdef print:/data/etc/x", "--fault bytes::SHORT:2");
+  EXPECT_EQ(out_, "put 6\nread 3 abc.....\nread 3 def.....\nread 0 ........\n");
+}
+
+TEST_F(Layer, ANumberThatCannotBeHeldIsASite) {
+  const std::string sites = " --sites " + (folder_ / "sites").string();
+  run("hold:/data/etc/x", sites);
+  EXPECT_EQ(out_, "dup2 0\nEMFILE 0\n");
+  EXPECT_NE(read(folder_ / "sites").find("\nsystem 1 dup2(/data/etc/x)\n"), std::string::npos)
+      << read(folder_ / "sites");
+  EXPECT_EQ(trace_.find("dup2"), std::string::npos) << trace_;
+  run("hold:/data/etc/x", "--fault system::EMFILE:1");
+  EXPECT_EQ(out_, "dup2 -1\nEMFILE 1\n");
+  EXPECT_NE(trace_.find("system dup2(\"/data/etc/x\") fails as planned = EMFILE\n"), std::string::npos) << trace_;
+}
+
 TEST_F(Layer, WhatThePlatformDoesToFilesIsStruckWhereverTheyLie) {
   run("disc", disc() + " --sites " + (folder_ / "sites").string());
   const std::string sites = read(folder_ / "sites");

@@ -136,6 +136,28 @@ void make_durable(const Words &words) {
   close(descriptor);
 }
 
+// In pieces of at most 100 bytes, with the size of each.
+void print_in_pieces(const Words &words) {
+  const int descriptor = open(words[1].c_str(), O_RDONLY | O_CLOEXEC);
+  char piece[100];
+  for (ssize_t size = 1; size > 0;) {
+    std::memset(piece, '.', sizeof piece);
+    size = read(descriptor, piece, sizeof piece);
+    std::printf("read %zd %.8s\n", size, std::string(piece, 8).c_str());
+  }
+  close(descriptor);
+}
+
+// A file's number is held by another descriptor once it is closed.
+void hold_number(const Words &words) {
+  const int descriptor = open(words[1].c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+  close(descriptor);
+  const int held = dup2(STDERR_FILENO, descriptor);
+  show("dup2", held == descriptor ? 0 : held);
+  show("EMFILE", held < 0 && errno == EMFILE);
+  close(descriptor);
+}
+
 // What comes behind the first part is written after the sync.
 void put_in_two(const Words &words) {
   const int descriptor = open(words[1].c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
@@ -186,6 +208,8 @@ const std::map<std::string, void (*)(const Words &)> kWorded = {
     {"put", put},
     {"fsync", make_durable},
     {"put-in-two", put_in_two},
+    {"print", print_in_pieces},
+    {"hold", hold_number},
     {"name", name_host},
     {"host", print_host_name},
     {"names", name_often},

@@ -46,6 +46,20 @@ TEST_F(Strikes, AnEventThatIsMadeToFailIsNotLogged) {
   EXPECT_EQ(count(sites, " in log_system_event("), 0U) << sites;
 }
 
+// The rest follows with one call more.
+TEST_F(Strikes, WhatThePlatformReadsAndWritesCanBeShort) {
+  for (const std::string call : {" read(/cdrom/file)\n", " write(/data/etc/.kelvane-copy)\n"}) {
+    files::remove_all(folder_ / "root");
+    const std::string before = sites_after("disc", disc());
+    const std::string to_call = before.substr(0, before.find(call));
+    files::remove_all(folder_ / "root");
+    const std::string fault = " --fault inside::SHORT:" + to_call.substr(to_call.rfind(' ') + 1);
+    const std::string now = sites_after("disc", disc() + fault);
+    EXPECT_EQ(count(now, call), count(before, call) + 2) << "it, and where it was struck\n" << now;
+    EXPECT_EQ(read(folder_ / "root/data/etc/copy"), "on the disc");
+  }
+}
+
 TEST_F(Strikes, AStartThatIsKilledWhileItMakesTheDebugRecordLeavesNoOtherFile) {
   int site = 0;
   bool struck = true;

@@ -34,6 +34,7 @@ const std::vector<Row> &failures() {
       // What has no result, and no way to fail that anybody would see.
       {"system", "tzset", {}},
       {"system", "unsetenv", {}},
+      {"system", "dup2", {"EINTR", "EMFILE"}},
       {"platform", "cmf_query_free", {}},
       {"platform", "conf_end", {}},
       {"platform", "copy_cmdb_default", {}},
@@ -43,8 +44,13 @@ const std::vector<Row> &failures() {
       {"database", "write", {"EIO", "ENOSPC", "SHORT", "FULL", "DEAD"}},
       {"database", "sync", {"EIO", "ENOSPC", "DEAD"}},
       {"database", "*", {"EIO", "DEAD"}},
-      {"inside", "write", {"EIO", "ENOSPC", "FULL", "DEAD"}},
-      {"inside", "*", {"EIO", "DEAD"}},
+      {"inside", "open", {"EIO", "ENOSPC", "EACCES", "EINTR", "EMFILE", "DEAD"}},
+      {"inside", "read", {"EIO", "EINTR", "SHORT", "DEAD"}},
+      {"inside", "write", {"EIO", "ENOSPC", "EINTR", "SHORT", "FULL", "DEAD"}},
+      {"inside", "fsync", {"EIO", "ENOSPC", "DEAD"}},
+      {"inside", "fstat", {"EIO", "DEAD"}},
+      {"inside", "fchmod", {"EIO", "DEAD"}},
+      {"inside", "*", {"EIO", "ENOSPC", "EACCES", "DEAD"}},
       {"closing", "write", {"EIO", "ENOSPC", "SHORT", "FULL", "DEAD"}},
       {"closing", "*", {"EIO", "DEAD"}},
       // 7: refused, 28: timed out, 56: reset. The rest comes over the network.

@@ -42,6 +42,20 @@ TEST(Strike, WhatHasNoResultIsKilledAllTheSame) {
   EXPECT_THAT(blows({"platform", 1, "cmf_query_free(440)"}, true), ElementsAre("KILL"));
 }
 
+TEST(Strike, WhatThePlatformDoesWithinFailsAsTheAgentsOwnDoes) {
+  EXPECT_EQ(blows({"inside", 1, "open(/a)"}), blows({"file", 1, "open(/a)"}));
+  EXPECT_EQ(blows({"inside", 1, "rename(/a)"}), blows({"file", 1, "rename(/a)"}));
+  EXPECT_EQ(blows({"inside", 1, "read(/a)"}), blows({"bytes", 1, "read(/a)"}));
+  EXPECT_EQ(blows({"inside", 1, "write(/a)"}), blows({"bytes", 1, "write(/a)"}));
+  EXPECT_THAT(blows({"inside", 1, "open(/a)"}), ElementsAre("EIO", "ENOSPC", "EACCES", "EINTR", "EMFILE", "DEAD"));
+  EXPECT_THAT(blows({"inside", 1, "read(/a)"}), ElementsAre("EIO", "EINTR", "SHORT", "DEAD"));
+  EXPECT_THAT(blows({"inside", 1, "fsync(/a)"}), ElementsAre("EIO", "ENOSPC", "DEAD"));
+}
+
+TEST(Strike, ANumberThatCannotBeHeldFailsAsTheKernelLetsItFail) {
+  EXPECT_THAT(blows({"system", 1, "dup2(/dev/urandom)"}), ElementsAre("EINTR", "EMFILE"));
+}
+
 // Pairs of them are drawn and named.
 std::vector<Strike> kills_of(const std::string &protocol, size_t count) {
   std::vector<Site> sites;

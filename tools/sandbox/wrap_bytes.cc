@@ -48,29 +48,42 @@ int fault_of(const char *call, const std::string &path) {
   return fault;
 }
 
-// What the platform does to a file of the appliance's or on its CD-ROM: false when it fails, with errno set.
-bool strike_inside(const char *call, int descriptor) {
+// What the platform does to a file of the appliance's or on its CD-ROM: an errno, kShort, or 0.
+int fault_inside(const char *call, int descriptor) {
   if (!world().active || world().agent_calls()) {
-    return true;
+    return 0;
   }
   std::error_code failed;
   const std::string place =
       std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(descriptor), failed).string();
   const bool counts = !failed && world().paths.shown(place) != place;
-  const int fault = counts ? world().strike_inside(call, place) : 0;
+  return counts ? world().strike_inside(call, place) : 0;
+}
+
+// False when it fails, with errno set.
+bool strike_inside(const char *call, int descriptor) {
+  const int fault = fault_inside(call, descriptor);
   errno = fault > 0 ? fault : errno;
   return fault <= 0;
 }
 
+// The call is told whether it is to do half of it.
 template <typename Call>
-ssize_t transfer(const char *name, int descriptor, size_t size, Call &&call) {
+ssize_t transfer(const char *name, int descriptor, Call &&call) {
   const std::string *path = path_of(descriptor);
-  const int fault = path != nullptr ? fault_of(name, *path) : 0;
+  const int fault = path != nullptr ? fault_of(name, *path) : fault_inside(name, descriptor);
   if (fault > 0) {
     errno = fault;
     return -1;
   }
-  return call(fault == sandbox::kShort ? (size + 1) / 2 : size);
+  return call(fault == sandbox::kShort);
+}
+
+// Of what there is, where that can be told: asked for half of a buffer, a small file would come whole.
+size_t half_to_read(int descriptor, size_t size) {
+  std::string there(size, '\0');
+  const ssize_t all = pread(descriptor, there.data(), size, lseek(descriptor, 0, SEEK_CUR));
+  return ((all > 0 ? static_cast<size_t>(all) : size) + 1) / 2;
 }
 
 }  // namespace
@@ -78,17 +91,14 @@ ssize_t transfer(const char *name, int descriptor, size_t size, Call &&call) {
 extern "C" {
 
 ssize_t __wrap_read(int descriptor, void *bytes, size_t size) {
-  if (!strike_inside("read", descriptor)) {
-    return -1;
-  }
-  return transfer("read", descriptor, size, [&](size_t most) { return __real_read(descriptor, bytes, most); });
+  return transfer("read", descriptor, [&](bool half) {
+    return __real_read(descriptor, bytes, half ? half_to_read(descriptor, size) : size);
+  });
 }
 
 ssize_t __wrap_write(int descriptor, const void *bytes, size_t size) {
-  if (!strike_inside("write", descriptor)) {
-    return -1;
-  }
-  return transfer("write", descriptor, size, [&](size_t most) { return __real_write(descriptor, bytes, most); });
+  return transfer("write", descriptor,
+                  [&](bool half) { return __real_write(descriptor, bytes, half ? (size + 1) / 2 : size); });
 }
 
 int __wrap_fsync(int descriptor) {

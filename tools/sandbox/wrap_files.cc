@@ -13,6 +13,7 @@
 #include <cstring>
 
 #include "tools/sandbox/durability.h"
+#include "tools/sandbox/errno_names.h"
 #include "tools/sandbox/open_files.h"
 #include "tools/sandbox/text_forms.h"
 #include "tools/sandbox/world.h"
@@ -21,6 +22,7 @@ extern "C" {
 int __real_open(const char *path, int flags, ...);
 FILE *__real_fopen(const char *path, const char *mode);
 int __real_close(int descriptor);
+int __real_dup2(int from, int to);
 int __real_access(const char *path, int mode);
 #if __GLIBC_PREREQ(2, 33)
 int __real_stat(const char *path, struct stat *out);
@@ -250,6 +252,22 @@ int __wrap_close(int descriptor) {
     world().trace.line("system close(" + quoted(closed_descriptors()[descriptor].c_str()) + ") a second time");
   }
   return __real_close(descriptor);
+}
+
+// No event either, unless it fails as planned. A number has the name of the file that it was last.
+int __wrap_dup2(int from, int to) {
+  if (!world().agent_calls()) {
+    return __real_dup2(from, to);
+  }
+  const auto found = closed_descriptors().find(to);
+  const std::string name = found != closed_descriptors().end() ? found->second : "";
+  const int fault = world().strike("system", "dup2", name);
+  if (fault != 0) {
+    world().trace.line("system dup2(" + quoted(name.c_str()) + ") fails as planned = " + sandbox::errno_name(fault));
+    errno = fault;
+    return -1;
+  }
+  return __real_dup2(from, to);
 }
 
 int __wrap_access(const char *path, int mode) {
