@@ -97,8 +97,10 @@ void *cmf_query_get_next(struct cmf_query *query);
  * when nothing was lent or the change cannot be kept. */
 int32_t cmf_query_commit(struct cmf_query *query);
 
-/* Appends a copy of a record of the table's size (pending); it has its final key number from then on. 0, or negative: a
- * record of that key exists, the key is empty or not terminated, the table has a single record, or failure. */
+/* Appends a copy of a record of the table's size (pending). It keeps its key number when it is written, unless another
+ * process made a record of that key meanwhile (it then takes that one's place and number) or put a new configuration in
+ * the place of a damaged one. 0, or negative: a record of that key exists, the key is empty or not terminated, the
+ * table has a single record, or failure. */
 int32_t cmf_query_table_append(struct cmf_query *query, const void *record);
 
 /* Replaces the record whose key stands in old_record by new_record, which may be the same memory; durable. session and

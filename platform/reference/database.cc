@@ -22,6 +22,7 @@ constexpr off_t kSector = 512;
 
 DatabaseHandle connection;
 bool connected = false;  // between connect_database and disconnect_database
+uint64_t generation = 0;
 
 // Only one process at a time opens, creates or sets aside: held while it does.
 Descriptor locked_folder() {
@@ -178,26 +179,25 @@ DatabaseHandle open_or_create() {
   return open_checked(folder);
 }
 
-bool has_moved() {
-  int moved = 0;
-  sqlite3_file_control(connection.get(), nullptr, SQLITE_FCNTL_HAS_MOVED, &moved);
-  return moved != 0;
-}
-
 // A connection to a file that is no longer in place must not tidy up on closing: the names beside it are another
 // database's by now.
 void close_connection() {
-  if (connection && has_moved()) {
+  if (connection && database_moved()) {
     set_tidying(connection.get(), false);
   }
   connection.reset();
+}
+
+void open_connection() {
+  connection = open_or_create();
+  generation++;
 }
 
 }  // namespace
 
 void connect_database() {
   if (!connection) {
-    connection = open_or_create();
+    open_connection();
   }
   connected = true;
 }
@@ -208,11 +208,21 @@ void disconnect_database() {
 }
 
 sqlite3 *database() {
-  if (connected && (!connection || has_moved())) {
+  if (connected && (!connection || database_moved())) {
     close_connection();
-    connection = open_or_create();
+    open_connection();
   }
   return connection.get();
+}
+
+uint64_t database_generation() {
+  return generation;
+}
+
+bool database_moved() {
+  int moved = 0;
+  sqlite3_file_control(connection.get(), nullptr, SQLITE_FCNTL_HAS_MOVED, &moved);
+  return moved != 0;
 }
 
 }  // namespace kelvane::reference

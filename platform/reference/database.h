@@ -6,6 +6,8 @@
 
 #include <sqlite3.h>
 
+#include <cstdint>
+
 namespace kelvane::reference {
 
 // Connects; nothing happens when there is a connection.
@@ -14,8 +16,14 @@ void connect_database();
 void disconnect_database();
 
 // The handle, or null when not connected. When the file was moved or removed since (another process set it aside), this
-// connects to the one that is now in its place.
+// closes it and connects to the one that is now in its place: a handle is good until the next call of this.
 sqlite3 *database();
+
+// Another one after each connection: what was read through an earlier handle may not be in this database.
+uint64_t database_generation();
+
+// Whether the connected file was moved or removed. There must be a connection.
+bool database_moved();
 
 }  // namespace kelvane::reference
 

@@ -25,19 +25,20 @@ bool replace_record(const Table &table, const void *old_record, const void *new_
   }
   const auto *bytes = static_cast<const uint8_t *>(new_record);
   const Bytes copy(bytes, bytes + table.definition.record_size);
+  const Place place = {.table = &table, .parent_number = 0};
   return store_write([&](sqlite3 *handle) {
-    const uint32_t number = durable_number(handle, table, *old_key);
-    return number != 0 && durable_replace(handle, table, number, {.number = number, .key = *new_key, .bytes = copy});
+    const std::optional<Record> found = durable_find(handle, place, *old_key);
+    return found && durable_replace(handle, place, {.number = found->number, .key = *new_key, .bytes = copy});
   });
 }
 
 bool delete_record(const Table &table, const char *key) {
   return store_write([&](sqlite3 *handle) {
-    const uint32_t number = durable_number(handle, table, key);
-    if (number != 0) {
-      durable_delete(handle, table, {.number = number, .key = key, .bytes = {}});
+    const std::optional<Record> found = durable_find(handle, {.table = &table, .parent_number = 0}, key);
+    if (found) {
+      durable_delete(handle, table, *found);
     }
-    return number != 0;
+    return found.has_value();
   });
 }
 

@@ -11,6 +11,10 @@ namespace {
 
 constexpr int32_t kSlots = 3;
 
+std::optional<Record> find_account(sqlite3 *handle, const char *name) {
+  return durable_find(handle, {.table = find_table(NCFG_TABLE_ACCOUNTS), .parent_number = 0}, name);
+}
+
 bool write_slot(sqlite3 *handle, uint32_t account, int32_t slot, const std::string &key) {
   Statement(handle,
             "INSERT INTO ssh_keys VALUES (?, ?, ?) "
@@ -25,20 +29,20 @@ bool write_slot(sqlite3 *handle, uint32_t account, int32_t slot, const std::stri
 bool set_slot(const char *user_name, const char *public_key, int32_t slot) {
   const std::optional<std::string> key = parse_ssh_key(public_key);
   return key && store_write([&](sqlite3 *handle) {
-           const uint32_t account = durable_number(handle, *find_table(NCFG_TABLE_ACCOUNTS), user_name);
-           return account != 0 && write_slot(handle, account, slot, *key);
+           const std::optional<Record> account = find_account(handle, user_name);
+           return account && write_slot(handle, account->number, slot, *key);
          });
 }
 
 std::vector<reference_ssh_key> read_slots(const char *user_name) {
   std::vector<reference_ssh_key> keys;
   sqlite3 *handle = database();
-  const uint32_t account = handle == nullptr ? 0 : durable_number(handle, *find_table(NCFG_TABLE_ACCOUNTS), user_name);
-  if (account == 0) {
+  const std::optional<Record> account = handle == nullptr ? std::nullopt : find_account(handle, user_name);
+  if (!account) {
     return keys;
   }
   Statement statement(handle, "SELECT slot, key FROM ssh_keys WHERE account_number = ? ORDER BY slot");
-  statement.bind(int64_t{account});
+  statement.bind(int64_t{account->number});
   while (statement.step()) {
     keys.push_back({.slot = static_cast<int32_t>(statement.integer(0)), .text = statement.text(1)});
   }

@@ -7,296 +7,258 @@
 #include "platform/platform.h"
 #include "platform/reference/database.h"
 #include "platform/reference/history.h"
+#include "platform/reference/key_numbers.h"
 
 namespace kelvane::reference {
 namespace {
 
 struct Pending {
   Place place;
-  std::string key;
-  Bytes bytes;
-  bool appended;
+  Record record;
+  bool appended;  // the record is new: no database has it under this number
 };
 
-using PendingId = std::pair<uint32_t, uint32_t>;  // table, key number: a parent comes before its children
+constexpr int kAttempts = 3;
 
-struct Numbers {
-  int64_t next = 1;
-  int64_t last = 0;
-};
+using RecordId = std::pair<uint32_t, uint32_t>;  // table, key number
 
-constexpr int64_t kNumbersReserved = 16;
+// In the order in which they were made: a change may need a name that one before it has freed.
+std::vector<Pending> pending;
 
-std::map<PendingId, Pending> pending;
-std::map<uint32_t, Numbers> reserved;
+RecordId id_of(const Pending &change) {
+  return {change.place.table->definition.number, change.record.number};
+}
 
-int64_t table_number(const Table &table) {
-  return table.definition.number;
+RecordId parent_of(const Pending &change) {
+  return {change.place.table->parent, change.place.parent_number};
 }
 
 bool same_place(const Place &a, const Place &b) {
   return a.table == b.table && a.parent_number == b.parent_number;
 }
 
-const Pending *find_pending(const Table &table, uint32_t number) {
-  const auto found = pending.find({table.definition.number, number});
-  return found == pending.end() ? nullptr : &found->second;
+// The record's newest change.
+Pending *find_pending(const Table &table, uint32_t number) {
+  const RecordId id = {table.definition.number, number};
+  const auto found =
+      std::find_if(pending.rbegin(), pending.rend(), [&](const Pending &change) { return id_of(change) == id; });
+  return found == pending.rend() ? nullptr : &*found;
 }
 
-Record sized(const Table &table, Record record) {
-  record.bytes.resize(table.definition.record_size);
-  return record;
+void report(const Pending &change, const char *what) {
+  message("platform: table %u, record \"%s\": %s\n", change.place.table->definition.number, change.record.key.c_str(),
+          what);
 }
 
-std::optional<Record> load_durable(const Place &place, uint32_t number) {
-  sqlite3 *handle = database();
-  if (handle == nullptr) {
-    return std::nullopt;
+// Where a change goes in another database than the one that its numbers are of; false: nowhere.
+bool move_to(sqlite3 *handle, Pending &change, std::map<RecordId, uint32_t> &new_numbers) {
+  if (!change.appended) {
+    const std::optional<Record> found = durable_load(handle, change.place, change.record.number);
+    return found && found->key == change.record.key;
   }
-  Statement statement(
-      handle, "SELECT key, record FROM records WHERE table_number = ? AND key_number = ? AND parent_number = ?");
-  statement.bind(table_number(*place.table)).bind(int64_t{number}).bind(int64_t{place.parent_number});
-  if (!statement.step()) {
-    return std::nullopt;
+  if (change.place.table->parent != 0) {
+    const auto parent = new_numbers.find(parent_of(change));
+    if (parent == new_numbers.end()) {
+      return false;
+    }
+    change.place.parent_number = parent->second;
   }
-  return sized(*place.table, {.number = number, .key = statement.text(0), .bytes = statement.bytes(1)});
+  const auto [number, first] = new_numbers.try_emplace(id_of(change));
+  if (first) {
+    number->second = take_key_number(handle, *change.place.table);
+  }
+  change.record.number = number->second;
+  return true;
 }
 
-std::optional<Record> find_durable(sqlite3 *handle, const Place &place, std::string_view key) {
-  Statement statement(
-      handle, "SELECT key_number, record FROM records WHERE table_number = ? AND parent_number = ? AND key = ?");
-  statement.bind(table_number(*place.table)).bind(int64_t{place.parent_number}).bind(key);
-  if (!statement.step()) {
-    return std::nullopt;
-  }
-  return sized(
-      *place.table,
-      {.number = static_cast<uint32_t>(statement.integer(0)), .key = std::string(key), .bytes = statement.bytes(1)});
-}
-
-std::optional<Record> find_pending_key(const Place &place, std::string_view key) {
-  for (const auto &[id, change] : pending) {
-    if (same_place(change.place, place) && change.key == key && (change.appended || load_durable(place, id.second))) {
-      return Record{.number = id.second, .key = change.key, .bytes = change.bytes};
+void move_pending(sqlite3 *handle) {
+  std::map<RecordId, uint32_t> new_numbers;
+  std::vector<Pending> moved;
+  for (Pending change : pending) {
+    if (move_to(handle, change, new_numbers)) {
+      moved.push_back(std::move(change));
+    } else {
+      report(change, "is not in the new configuration");
     }
   }
-  return std::nullopt;
+  pending = std::move(moved);
 }
 
-bool parent_exists(const Place &place) {
-  if (place.table->parent == 0) {
-    return true;
+// The connection, for the length of one call from outside: asked again, there may be another one, and this one closed.
+sqlite3 *current_database() {
+  static uint64_t known = 0;
+  sqlite3 *handle = database();
+  if (handle != nullptr && known != database_generation()) {
+    forget_key_numbers();
+    move_pending(handle);
+    known = database_generation();
   }
-  const Place parents = {.table = find_table(place.table->parent), .parent_number = 0};
-  return store_load(parents, place.parent_number).has_value();
+  return handle;
 }
 
-// Numbers are set aside in the database at once, so that those of two processes with pending records never meet.
-uint32_t take_number(sqlite3 *handle, const Table &table) {
-  Numbers &numbers = reserved[table.definition.number];
-  if (numbers.next > numbers.last) {
-    Transaction transaction(handle);
-    Statement(handle,
-              "INSERT INTO numbers VALUES (?, ?) ON CONFLICT (table_number) DO UPDATE SET last = last + excluded.last")
-        .bind(table_number(table))
-        .bind(kNumbersReserved)
-        .step();
-    Statement last(handle, "SELECT last FROM numbers WHERE table_number = ?");
-    last.bind(table_number(table)).step();
-    const int64_t end = last.integer(0);
-    transaction.commit();
-    numbers = {.next = end - kNumbersReserved + 1, .last = end};
+std::optional<Record> load(sqlite3 *handle, const Place &place, uint32_t number) {
+  const Pending *change = find_pending(*place.table, number);
+  if (change == nullptr) {
+    return durable_load(handle, place, number);
   }
-  if (numbers.next > int64_t{UINT32_MAX}) {
-    throw DatabaseError(SQLITE_FULL, "no key number is left");
+  if (!same_place(change->place, place) || (!change->appended && !durable_load(handle, place, number))) {
+    return std::nullopt;
   }
-  return static_cast<uint32_t>(numbers.next++);
+  return change->record;
 }
 
-void insert_durable(sqlite3 *handle, uint32_t number, const Pending &change) {
-  Statement(handle, "INSERT INTO records VALUES (?, ?, ?, ?, ?)")
-      .bind(table_number(*change.place.table))
-      .bind(int64_t{number})
-      .bind(int64_t{change.place.parent_number})
-      .bind(change.key)
-      .bind(change.bytes)
-      .step();
-}
-
-void update_durable(sqlite3 *handle, const Table &table, uint32_t number, std::string_view key, const Bytes &bytes) {
-  Statement(handle, "UPDATE records SET key = ?, record = ? WHERE table_number = ? AND key_number = ?")
-      .bind(key)
-      .bind(bytes)
-      .bind(table_number(table))
-      .bind(int64_t{number})
-      .step();
-}
-
-// Whether another record of the place has this key already.
-bool key_taken(sqlite3 *handle, const Place &place, std::string_view key, uint32_t number) {
-  if (key.empty()) {
-    return false;
+std::optional<Record> find(sqlite3 *handle, const Place &place, std::string_view key) {
+  if (place.table->kind != TableKind::kKeyed || key.empty() || key.size() >= NCFG_NAME_SIZE) {
+    return std::nullopt;
   }
-  const std::optional<Record> found = find_durable(handle, place, key);
-  return found && found->number != number;
+  for (const Pending &change : pending) {
+    if (same_place(change.place, place) && change.record.key == key) {
+      const std::optional<Record> now = load(handle, place, change.record.number);
+      if (now && now->key == key) {
+        return now;
+      }
+    }
+  }
+  std::optional<Record> found = durable_find(handle, place, key);
+  const bool renamed = found && find_pending(*place.table, found->number) != nullptr;
+  return renamed ? std::nullopt : found;
 }
 
-void report_overtaken(const Pending &change, const char *what) {
-  message("platform: table %u, record \"%s\": %s\n", change.place.table->definition.number, change.key.c_str(), what);
+bool parent_exists(sqlite3 *handle, const Place &place) {
+  return place.table->parent == 0 ||
+         load(handle, {.table = find_table(place.table->parent), .parent_number = 0}, place.parent_number);
 }
 
-// Writes pending records one by one. What other processes did meanwhile decides where a record lands, but never makes
+Record record_of(const Table &table, uint32_t number, const std::string &key, const void *record) {
+  const auto *bytes = static_cast<const uint8_t *>(record);
+  return {.number = number, .key = key, .bytes = Bytes(bytes, bytes + table.definition.record_size)};
+}
+
+// Only a new name needs a place of its own in the order.
+void keep_change(const Place &place, Record record) {
+  Pending *earlier = find_pending(*place.table, record.number);
+  if (earlier != nullptr && (earlier->record.key == record.key || earlier == &pending.back())) {
+    earlier->record = std::move(record);
+  } else {
+    const bool appended = earlier != nullptr && earlier->appended;
+    pending.push_back({.place = place, .record = std::move(record), .appended = appended});
+  }
+}
+
+// Writes pending changes one by one. What other processes did meanwhile decides where a record lands, but never makes
 // the whole fail: that would leave this process unable to write for ever.
 class Writer {
  public:
   explicit Writer(sqlite3 *handle) : handle_(handle) {}
 
-  void write(uint32_t number, Pending change) {
-    change.place.parent_number = current_number(change.place.table->parent, change.place.parent_number);
-    if (change.appended) {
-      append(number, change);
-    } else {
-      replace(number, change);
+  void write(Pending change) {
+    const RecordId id = id_of(change);
+    change.place.parent_number = current_number(parent_of(change));
+    change.record.number = current_number(id);
+    if (!change.appended || numbers_.count(id) != 0) {
+      replace(change);
+    } else if (append(change)) {
+      numbers_[id] = change.record.number;
     }
   }
 
  private:
-  void append(uint32_t number, const Pending &change) {
+  bool append(Pending &change) {
     const Place &place = change.place;
-    if (place.table->parent != 0 && !exists(place.table->parent, place.parent_number)) {
-      report_overtaken(change, "its owner was deleted meanwhile");
-      return;
+    if (place.table->parent != 0 && !durable_exists(handle_, place.table->parent, place.parent_number)) {
+      report(change, "its owner was deleted meanwhile");
+      return false;
     }
-    const std::optional<Record> same = change.key.empty() ? std::nullopt : find_durable(handle_, place, change.key);
-    if (same) {
-      report_overtaken(change, "was also made by another process, and is replaced");
-      update_durable(handle_, *place.table, same->number, change.key, change.bytes);
-      renumbered_[{place.table->definition.number, number}] = same->number;
-      return;
+    if (const std::optional<Record> same = durable_find(handle_, place, change.record.key)) {
+      report(change, "was also made by another process, and is replaced");
+      change.record.number = same->number;
+      durable_replace(handle_, place, change.record);
+      return true;
     }
-    insert_durable(handle_, number, change);
+    if (durable_exists(handle_, place.table->definition.number, change.record.number)) {
+      change.record.number = take_key_number_at_once(handle_, *place.table);
+    }
+    durable_insert(handle_, place, change.record);
+    return true;
   }
 
-  void replace(uint32_t number, const Pending &change) {
-    const Table &table = *change.place.table;
-    if (!exists(table.definition.number, number)) {
-      report_overtaken(change, "was deleted meanwhile");
-    } else if (key_taken(handle_, change.place, change.key, number)) {
-      report_overtaken(change, "the name was given to another record meanwhile");
-    } else if (table.parent == 0) {
-      durable_replace(handle_, table, number, {.number = number, .key = change.key, .bytes = change.bytes});
-    } else {
-      update_durable(handle_, table, number, change.key, change.bytes);
+  void replace(const Pending &change) {
+    if (!durable_exists(handle_, change.place.table->definition.number, change.record.number)) {
+      report(change, "was deleted meanwhile");
+    } else if (!durable_replace(handle_, change.place, change.record)) {
+      report(change, "the name was given to another record meanwhile");
     }
   }
 
-  bool exists(uint32_t table, uint32_t number) {
-    Statement statement(handle_, "SELECT 1 FROM records WHERE table_number = ? AND key_number = ?");
-    return statement.bind(int64_t{table}).bind(int64_t{number}).step();
-  }
-
-  uint32_t current_number(uint32_t table, uint32_t number) {
-    const auto found = renumbered_.find({table, number});
-    return found == renumbered_.end() ? number : found->second;
+  uint32_t current_number(const RecordId &id) {
+    const auto found = numbers_.find(id);
+    return found == numbers_.end() ? id.second : found->second;
   }
 
   sqlite3 *handle_;
-  std::map<PendingId, uint32_t> renumbered_;
+  std::map<RecordId, uint32_t> numbers_;  // under which the new records were written
 };
 
 void write_pending(sqlite3 *handle) {
   Writer writer(handle);
-  for (const auto &[id, change] : pending) {
-    writer.write(id.second, change);
+  for (const Pending &change : pending) {
+    writer.write(change);
   }
   history_write(handle);
-}
-
-bool keep_pending(const Place &place, uint32_t number, const void *record, bool appended) {
-  const std::optional<std::string> key = key_in_record(*place.table, record);
-  if (!key) {
-    return false;
-  }
-  const std::optional<Record> same = key->empty() ? std::nullopt : store_find(place, *key);
-  if (same && same->number != number) {
-    return false;
-  }
-  const auto *bytes = static_cast<const uint8_t *>(record);
-  pending[{place.table->definition.number, number}] = {
-      .place = place,
-      .key = *key,
-      .bytes = Bytes(bytes, bytes + place.table->definition.record_size),
-      .appended = appended};
-  return true;
 }
 
 }  // namespace
 
 std::optional<Record> store_find(const Place &place, std::string_view key) {
-  sqlite3 *handle = database();
-  if (handle == nullptr || place.table->kind != TableKind::kKeyed || key.empty() || key.size() >= NCFG_NAME_SIZE) {
-    return std::nullopt;
-  }
-  if (std::optional<Record> found = find_pending_key(place, key)) {
-    return found;
-  }
-  std::optional<Record> found = find_durable(handle, place, key);
-  const bool renamed = found && find_pending(*place.table, found->number) != nullptr;
-  return renamed ? std::nullopt : found;
+  sqlite3 *handle = current_database();
+  return handle == nullptr ? std::nullopt : find(handle, place, key);
 }
 
 std::optional<Record> store_load(const Place &place, uint32_t number) {
-  if (database() == nullptr) {
-    return std::nullopt;
-  }
-  const Pending *change = find_pending(*place.table, number);
-  if (change == nullptr) {
-    return load_durable(place, number);
-  }
-  if (!same_place(change->place, place) || (!change->appended && !load_durable(place, number))) {
-    return std::nullopt;
-  }
-  return Record{.number = number, .key = change->key, .bytes = change->bytes};
+  sqlite3 *handle = current_database();
+  return handle == nullptr ? std::nullopt : load(handle, place, number);
 }
 
 std::vector<uint32_t> store_numbers(const Place &place) {
-  std::vector<uint32_t> numbers;
-  sqlite3 *handle = database();
+  sqlite3 *handle = current_database();
   if (handle == nullptr) {
-    return numbers;
+    return {};
   }
-  Statement statement(handle, "SELECT key_number FROM records WHERE table_number = ? AND parent_number = ?");
-  statement.bind(table_number(*place.table)).bind(int64_t{place.parent_number});
-  while (statement.step()) {
-    numbers.push_back(static_cast<uint32_t>(statement.integer(0)));
-  }
-  for (const auto &[id, change] : pending) {
+  std::vector<uint32_t> numbers = durable_numbers(handle, place);
+  for (const Pending &change : pending) {
     if (change.appended && same_place(change.place, place)) {
-      numbers.push_back(id.second);
+      numbers.push_back(change.record.number);
     }
   }
   std::sort(numbers.begin(), numbers.end());
+  numbers.erase(std::unique(numbers.begin(), numbers.end()), numbers.end());
   return numbers;
 }
 
 bool store_change(const Place &place, uint32_t number, const void *record) {
-  if (!store_load(place, number)) {
+  sqlite3 *handle = current_database();
+  const std::optional<std::string> key = key_in_record(*place.table, record);
+  if (handle == nullptr || !key || !load(handle, place, number)) {
     return false;
   }
-  const Pending *earlier = find_pending(*place.table, number);
-  return keep_pending(place, number, record, earlier != nullptr && earlier->appended);
+  const std::optional<Record> same = find(handle, place, *key);
+  if (same && same->number != number) {
+    return false;
+  }
+  keep_change(place, record_of(*place.table, number, *key, record));
+  return true;
 }
 
 bool store_append(const Place &place, const void *record) {
-  sqlite3 *handle = database();
-  if (handle == nullptr || place.table->kind == TableKind::kSingle || !parent_exists(place)) {
-    return false;
-  }
+  sqlite3 *handle = current_database();
   const std::optional<std::string> key = key_in_record(*place.table, record);
-  if (!key || store_find(place, *key)) {
+  if (handle == nullptr || place.table->kind == TableKind::kSingle || !key || !parent_exists(handle, place) ||
+      find(handle, place, *key)) {
     return false;
   }
-  return keep_pending(place, take_number(handle, *place.table), record, true);
+  const uint32_t number = take_key_number(handle, *place.table);
+  pending.push_back({.place = place, .record = record_of(*place.table, number, *key, record), .appended = true});
+  return true;
 }
 
 bool store_has_pending() {
@@ -304,58 +266,31 @@ bool store_has_pending() {
 }
 
 bool store_write(const std::function<bool(sqlite3 *)> &step) {
-  sqlite3 *handle = database();
-  if (handle == nullptr) {
-    return false;
-  }
-  Transaction transaction(handle);
-  write_pending(handle);
-  if (!step(handle)) {
-    return false;
-  }
-  transaction.commit();
-  pending.clear();
-  history_drop();
-  return true;
-}
-
-uint32_t durable_number(sqlite3 *handle, const Table &table, std::string_view key) {
-  const std::optional<Record> found =
-      key.empty() ? std::nullopt : find_durable(handle, {.table = &table, .parent_number = 0}, key);
-  return found ? found->number : 0;
-}
-
-bool durable_replace(sqlite3 *handle, const Table &table, uint32_t number, const Record &record) {
-  const Place place = {.table = &table, .parent_number = 0};
-  if (key_taken(handle, place, record.key, number)) {
-    return false;
-  }
-  if (table.definition.number == NCFG_TABLE_ACCOUNTS) {
-    const std::optional<Record> before = load_durable(place, number);
-    if (before && before->key != record.key) {
-      history_rename(handle, before->key, record.key);
+  for (int attempt = 1; attempt <= kAttempts; ++attempt) {
+    sqlite3 *handle = current_database();
+    if (handle == nullptr) {
+      return false;
     }
+    Transaction transaction(handle);
+    if (database_moved()) {
+      continue;  // while this waited for the lock: what is written here would be lost
+    }
+    write_pending(handle);
+    if (!step(handle)) {
+      return false;
+    }
+    transaction.commit();
+    pending.clear();
+    history_drop();
+    return true;
   }
-  update_durable(handle, table, number, record.key, record.bytes);
-  return true;
-}
-
-void durable_delete(sqlite3 *handle, const Table &table, const Record &record) {
-  if (table.definition.number == NCFG_TABLE_ACCOUNTS) {
-    Statement(handle, "DELETE FROM records WHERE parent_number = ?").bind(int64_t{record.number}).step();
-    Statement(handle, "DELETE FROM ssh_keys WHERE account_number = ?").bind(int64_t{record.number}).step();
-    history_forget(handle, record.key);
-  }
-  Statement(handle, "DELETE FROM records WHERE table_number = ? AND key_number = ?")
-      .bind(table_number(table))
-      .bind(int64_t{record.number})
-      .step();
+  throw DatabaseError(SQLITE_BUSY, "the configuration database is moved away again and again");
 }
 
 void store_drop() {
   pending.clear();
-  reserved.clear();
   history_drop();
+  forget_key_numbers();
 }
 
 }  // namespace kelvane::reference

@@ -22,6 +22,18 @@ Record copy_of(uint32_t table, const char *name) {
   return found == nullptr ? Record{} : *found;
 }
 
+template <typename Change>
+int32_t commit(const char *name, Change change) {
+  cmf_query *query = cmf_query_create(NCFG_TABLE_ACCOUNTS);
+  ncfg_account *record = find<ncfg_account>(query, name);
+  if (record != nullptr) {
+    change(*record);
+  }
+  const int32_t result = cmf_query_commit(query);
+  cmf_query_free(query);
+  return result;
+}
+
 }  // namespace
 
 void FreshPlatform::SetUp() {
@@ -120,14 +132,11 @@ int32_t append_account(const char *name) {
 }
 
 int32_t commit_password(const char *name, const char *password) {
-  cmf_query *query = cmf_query_create(NCFG_TABLE_ACCOUNTS);
-  ncfg_account *record = find<ncfg_account>(query, name);
-  if (record != nullptr) {
-    snprintf(record->password, sizeof record->password, "%s", password);
-  }
-  const int32_t result = cmf_query_commit(query);
-  cmf_query_free(query);
-  return result;
+  return commit(name, [=](ncfg_account &record) { snprintf(record.password, sizeof record.password, "%s", password); });
+}
+
+int32_t commit_name(const char *name, const char *new_name) {
+  return commit(name, [=](ncfg_account &record) { snprintf(record.name, sizeof record.name, "%s", new_name); });
 }
 
 int32_t set_endpoint(const char *name, uint32_t endpoint) {

@@ -68,8 +68,9 @@ bool has_account(const char *name);
 ncfg_account new_account(const char *name, const char *password = "stored");
 int32_t append_account(const char *name);
 
-// The account's stored password replaced through a query (pending), or its interface's endpoint (durable).
+// The account's stored password or its name replaced through a query (pending), or an interface's endpoint (durable).
 int32_t commit_password(const char *name, const char *password);
+int32_t commit_name(const char *name, const char *new_name);
 int32_t set_endpoint(const char *name, uint32_t endpoint);
 
 int32_t write_config();

@@ -48,6 +48,49 @@ TEST_F(Durability, WriteKeepsEverythingPending) {
   EXPECT_EQ((std::vector<uint32_t>{3}), dashboard("guest"));
 }
 
+// Accounts whose stored password is their first name.
+void append_named(const std::vector<const char *> &names) {
+  for (const char *name : names) {
+    const ncfg_account record = new_account(name, name);
+    EXPECT_EQ(0, cmf_query_table_append(nCfg_query(NCFG_TABLE_ACCOUNTS), &record));
+  }
+}
+
+TEST_F(Durability, NamesThatPendingChangesFreeCanBeGiven) {
+  append_named({"a", "b", "c"});
+  ASSERT_EQ(0, write_config());
+  ASSERT_EQ(0, commit_name("b", "spare"));
+  ASSERT_EQ(0, commit_name("a", "b"));
+  append_named({"a"});
+  ASSERT_EQ(0, append_dashboard("a", 4));
+  ASSERT_EQ(0, commit_name("c", "d"));
+  ASSERT_EQ(0, commit_name("spare", "c"));
+  ASSERT_EQ(0, write_config());
+  reconnect();
+  EXPECT_EQ((std::vector<std::string>{"admin", "b", "c", "d", "a"}), names(NCFG_TABLE_ACCOUNTS));
+  EXPECT_STREQ("a", account("b").password);
+  EXPECT_STREQ("b", account("c").password);
+  EXPECT_STREQ("c", account("d").password);
+  EXPECT_STREQ("a", account("a").password);
+  EXPECT_EQ((std::vector<uint32_t>{4}), dashboard("a"));
+}
+
+TEST_F(Durability, NamesCanBeExchangedBeforeTheRecordsAreWrittenAndAfter) {
+  append_named({"a", "b"});
+  for (const char *first : {"a", "b"}) {
+    const char *second = *first == 'a' ? "b" : "a";
+    ASSERT_EQ(0, commit_name(second, "spare"));
+    ASSERT_EQ(0, commit_name(first, second));
+    ASSERT_EQ(0, commit_name("spare", first));
+    EXPECT_FALSE(has_account("spare"));
+    EXPECT_EQ((std::vector<std::string>{"admin", second, first}), names(NCFG_TABLE_ACCOUNTS)) << "pending";
+    ASSERT_EQ(0, write_config());
+    EXPECT_EQ((std::vector<std::string>{"admin", second, first}), names(NCFG_TABLE_ACCOUNTS));
+    EXPECT_STREQ("a", account(second).password);
+    EXPECT_STREQ("b", account(first).password);
+  }
+}
+
 TEST_F(Durability, WriteWithNothingPendingSucceeds) {
   EXPECT_EQ(0, write_config());
 }

@@ -50,6 +50,8 @@ TEST_F(ReferenceAccounts, KeysOfAllKnownTypesAreTaken) {
   EXPECT_EQ(0, set(ecdsa("521", 133)));
   EXPECT_EQ(0, set(rsa("\x03", kModulus)));
   EXPECT_EQ(0, set(rsa(std::string("\x01\x00\x01", 3), kModulus)));
+  EXPECT_EQ(0, set(rsa("\x03", '\0' + ('\x80' + std::string(127, '\xc1'))))) << "1024 bits";
+  EXPECT_EQ(0, set(rsa("\x03", '\0' + std::string(2048, '\xc1')))) << "16384 bits";
 }
 
 TEST_F(ReferenceAccounts, KeysWithAFlawInsideAreRefused) {
@@ -138,11 +140,7 @@ TEST_F(ReferenceAccounts, NameThatAnotherRecordHasIsRefused) {
 
 TEST_F(ReferenceAccounts, PendingRenameIsSeenUnderTheNewNameOnly) {
   ASSERT_EQ(0, append_dashboard("admin", 5));
-  cmf_query *query = cmf_query_create(NCFG_TABLE_ACCOUNTS);
-  ncfg_account *record = find<ncfg_account>(query, "admin");
-  memcpy(record->name, "chief", 6);
-  ASSERT_EQ(0, cmf_query_commit(query));
-  cmf_query_free(query);
+  ASSERT_EQ(0, commit_name("admin", "chief"));
   EXPECT_FALSE(has_account("admin"));
   EXPECT_EQ((std::vector<uint32_t>{5}), dashboard("chief"));
   ASSERT_EQ(0, write_config());
@@ -186,6 +184,24 @@ TEST_F(ReferenceAccounts, EarlierPasswordsAreRefusedAndThePresentOneIsNot) {
   EXPECT_EQ("", refusal(kSecond)) << "the present one";
   EXPECT_EQ("", refusal(kThird));
   EXPECT_EQ("", refusal(kFirst, "guest")) << "another account's";
+}
+
+TEST_F(ReferenceAccounts, HistoryFollowsAccountsThatExchangeTheirNames) {
+  change_password(kFirst);
+  ASSERT_EQ(0, append_account("guest"));
+  ncfg_account guest = new_account("guest", make_new_passwd(kSecond, 0));
+  passwd_policy_save_info(&guest);
+  ASSERT_EQ(0, write_config());
+  change_password(kThird);
+  ASSERT_EQ(0, write_config());
+  ASSERT_EQ(0, commit_name("guest", "spare"));
+  ASSERT_EQ(0, commit_name("admin", "guest"));
+  ASSERT_EQ(0, commit_name("spare", "admin"));
+  ASSERT_EQ(0, write_config());
+  EXPECT_NE("", refusal(kFirst, "guest"));
+  EXPECT_NE("", refusal(kSecond, "admin"));
+  EXPECT_EQ("", refusal(kFirst, "admin"));
+  EXPECT_EQ("", refusal(kSecond, "guest"));
 }
 
 TEST_F(ReferenceAccounts, HistoryThatWasNotWrittenIsForgotten) {

@@ -1,7 +1,6 @@
 // What the reference platform keeps of passwords and events, and what becomes of pending changes that another program
 // has overtaken: as the rows of its database show it.
 #include <cstring>
-#include <functional>
 
 #include "platform/reference/reference.h"
 #include "tests/platform/conformance.h"
@@ -28,14 +27,6 @@ class ReferenceRows : public ConnectedPlatform {
   static void save(const char *stored, const char *name = "admin") {
     ncfg_account record = new_account(name, stored);
     passwd_policy_save_info(&record);
-  }
-  static void change(const char *name, const std::function<void(ncfg_account &)> &what) {
-    cmf_query *query = cmf_query_create(NCFG_TABLE_ACCOUNTS);
-    ncfg_account *record = find<ncfg_account>(query, name);
-    ASSERT_NE(nullptr, record);
-    what(*record);
-    EXPECT_EQ(0, cmf_query_commit(query));
-    cmf_query_free(query);
   }
   static bool is_refused(const char *password, const char *name) {
     const ncfg_account record = new_account(name, "");
@@ -131,11 +122,33 @@ TEST_F(ReferenceRows, ChildOfAnOwnerThatWasDeletedMeanwhileIsNotWritten) {
       << log_;
 }
 
+TEST_F(ReferenceRows, KeyNumberThatWasUsedMeanwhileIsNoMatter) {
+  ASSERT_EQ(0, append_account("guest"));
+  ASSERT_EQ(0, append_dashboard("guest", 3));
+  account("guest");
+  const std::string number = std::to_string(nCfg_query(NCFG_TABLE_ACCOUNTS)->found_key_number);
+  Sqlite().run(("UPDATE records SET key_number = " + number + " WHERE key = 'admin'").c_str());
+  EXPECT_EQ(0, write_config());
+  EXPECT_EQ((std::vector<std::string>{"admin", "guest"}), names(NCFG_TABLE_ACCOUNTS));
+  EXPECT_EQ((std::vector<uint32_t>{3}), dashboard("guest"));
+  EXPECT_EQ((std::vector<uint32_t>{}), dashboard("admin"));
+}
+
+TEST_F(ReferenceRows, NameThatARecordHadOnlyWhileItWasPendingIsNobodys) {
+  ASSERT_EQ(0, append_account("draft"));
+  ASSERT_EQ(0, commit_name("draft", "guest"));
+  Sqlite().run("UPDATE records SET key = 'draft' WHERE key = 'admin'");
+  EXPECT_EQ(0, write_config());
+  EXPECT_EQ(true, has_account("draft"));
+  EXPECT_EQ(true, has_account("guest"));
+  EXPECT_EQ("", log_);
+}
+
 TEST_F(ReferenceRows, RenameToANameThatWasGivenAwayMeanwhileIsNotWritten) {
   ASSERT_EQ(0, append_account("guest"));
   ASSERT_EQ(0, append_account("rival"));
   ASSERT_EQ(0, write_config());
-  change("guest", [](ncfg_account &record) { memcpy(record.name, "visitor", 8); });
+  ASSERT_EQ(0, commit_name("guest", "visitor"));
   ASSERT_EQ(0, commit_password("admin", "changed"));
   Sqlite().run("UPDATE records SET key = 'visitor' WHERE key = 'rival'");
   EXPECT_EQ(0, write_config());
