@@ -183,3 +183,11 @@ build() {
   step "$preset-configure" "configuring build/$preset" cmake --preset "$preset" $(launcher)
   step "$preset-build" "building build/$preset$what" cmake --build "build/$preset" -j "$(jobs)" "${targets[@]}"
 }
+
+# fuzz_seeds: what the fabric sends in some scenarios, anew each time, in $seeds; CMake knows of which. The program that
+# makes it is that of the tests: the fabric is not compiled for it once more.
+fuzz_seeds() {
+  build asan kelvane-fuzz-seeds
+  export seeds=$root/build/asan/tests/fuzz/seeds
+  step fuzz-seeds "making seeds" ctest --test-dir "$root/build/asan" -R '^fuzz\.seeds$' --output-on-failure
+}
