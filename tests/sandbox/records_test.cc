@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
+
 #include "platform/records.h"
 
 namespace sandbox {
@@ -22,6 +24,26 @@ TEST(Records, EveryFieldIsShown) {
   record_set(*record_table(100), &settings, {{"host_name", "gate"}, {"time_zone_index", -3}});
   EXPECT_EQ(record_fields(*record_table(100), &settings).dump(),
             R"({"host_name":"gate","time_zone":"","time_zone_index":-3,"daylight_saving":0})");
+}
+
+TEST(Records, WhatIsInNoFieldIsShownToo) {
+  ncfg_account account = {};
+  record_set(*record_table(340), &account,
+             {{"name", "operator"}, {"password", "hash-of-it"}, {"access_profile", 2}, {"field_2460", 257}});
+  EXPECT_EQ(record_rest(*record_table(340), &account), "");
+  account.reserved_194[885] = 200;
+  account.reserved_1100[0] = 1;
+  account.name[9] = 'x';
+  EXPECT_EQ(record_rest(*record_table(340), &account), "9=120 1079=200 1100=1");
+  ncfg_dashboard_entry entry = {};
+  entry.reserved[43] = 7;
+  EXPECT_EQ(record_rest(*record_table(354), &entry), "59=7");
+}
+
+TEST(Records, ATextThatFillsItsFieldHasNothingBehindItsEnd) {
+  ncfg_widget widget = {};
+  std::memset(widget.name, 'w', sizeof widget.name);
+  EXPECT_EQ(record_rest(*record_table(330), &widget), "");
 }
 
 TEST(Records, SmallFieldsLeaveTheirNeighboursAlone) {

@@ -6,6 +6,7 @@
 
 #include "platform/platform.h"
 #include "platform/reference/reference.h"
+#include "tests/scenario/run/tables.h"
 #include "tests/support/files.h"
 #include "tests/torture/history.h"
 #include "tests/torture/integrity.h"
@@ -88,6 +89,22 @@ TEST_F(Database, WhatCannotBeReadIsDamage) {
   std::ofstream(folder_.file("data/etc/kelvane-config.db")) << "no database";
   files::remove(folder_.file("data/etc/kelvane-config.db-wal"));
   EXPECT_EQ(damage_of_database(folder_.path(), folder_.file("copy")), "it cannot be read: file is not a database\n");
+}
+
+// Reserved space is part of a record, and so is what stands behind a text's end.
+TEST_F(Database, ARecordIsToldWithWhatIsInNoField) {
+  const auto rest_of = [&](const char *table, size_t at) {
+    return scenario::tables_in_words(folder_.path(), scenario::Json::object())[table]["records"][at]["rest"];
+  };
+  EXPECT_EQ(rest_of("340", 0), "194=30 196=50 1079=1 1100=255 2447=90 2459=7") << "what the factory's account has";
+  EXPECT_EQ(rest_of("330", 0), "");
+  rows_of(folder_.path(),
+          "UPDATE records SET record = CAST(substr(record, 1, 1100) || x'0004' || substr(record, 1103) AS BLOB) WHERE "
+          "table_number = 340");
+  rows_of(folder_.path(),
+          "UPDATE records SET record = CAST(substr(record, 1, 63) || x'07' AS BLOB) WHERE table_number = 330");
+  EXPECT_EQ(rest_of("340", 0), "194=30 196=50 1079=1 1101=4 2447=90 2459=7");
+  EXPECT_EQ(rest_of("330", 0), "63=7");
 }
 
 TEST_F(Database, TheNewestPasswordIsToldInWords) {

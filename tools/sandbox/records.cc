@@ -179,6 +179,22 @@ nlohmann::ordered_json record_fields(const RecordTable &table, const void *recor
   return out;
 }
 
+std::string record_rest(const RecordTable &table, const void *record) {
+  std::string bytes(static_cast<const char *>(record), table.size);
+  for (const RecordField &field : table.fields) {
+    const bool is_text = field.kind == FieldKind::kText;
+    const size_t used = is_text ? strnlen(bytes.data() + field.offset, field.size) : field.size;
+    std::memset(bytes.data() + field.offset, 0, used);
+  }
+  std::string out;
+  for (size_t i = 0; i < bytes.size(); ++i) {
+    if (bytes[i] != '\0') {
+      out += (out.empty() ? "" : " ") + std::to_string(i) + "=" + std::to_string(static_cast<unsigned char>(bytes[i]));
+    }
+  }
+  return out;
+}
+
 std::string record_summary(uint32_t table, const void *record) {
   switch (table) {
     case NCFG_TABLE_SYSTEM_SETTINGS:

@@ -38,6 +38,10 @@ void record_set(const RecordTable &table, void *record, const nlohmann::json &fi
 // Every field of the record.
 nlohmann::ordered_json record_fields(const RecordTable &table, const void *record);
 
+// What stands in the record besides these: reserved space, and what is behind the end of a text. "OFFSET=VALUE", with
+// blanks between, for every byte that is not zero.
+std::string record_rest(const RecordTable &table, const void *record);
+
 // What the trace shows of a record: its key and the fields that the agent writes, never a password.
 std::string record_summary(uint32_t table, const void *record);
 

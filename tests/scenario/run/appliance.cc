@@ -119,11 +119,16 @@ void change_factory_state(const Json &appliance) {
   nCfg_debug_zone->agent_debug_level = appliance.value("debug_level", 0);
 }
 
+Json in_words(const RecordTable &table, const void *record) {
+  Json out = sandbox::record_fields(table, record);
+  out["rest"] = sandbox::record_rest(table, record);
+  return out;
+}
+
 Json records_of(const Query &query, const RecordTable &table) {
   Json out = Json::array();
   for (void *record = cmf_query_table_head(query.query); record != nullptr; record = cmf_query_get_next(query.query)) {
-    Json fields = sandbox::record_fields(table, record);
-    out.push_back(std::move(fields));
+    out.push_back(in_words(table, record));
   }
   return out;
 }
@@ -185,7 +190,7 @@ Json answer(const Json &entry) {
     return {{"absent", true}};
   }
   return entry.contains("bytes") ? Json{{"bytes", as_digits(record, table.size)}}
-                                 : Json{{"fields", sandbox::record_fields(table, record)}};
+                                 : Json{{"fields", in_words(table, record)}};
 }
 
 }  // namespace

@@ -25,8 +25,9 @@ void set_debug_level(const std::string &root, int64_t level);
 void place_file(const std::string &folder, const std::string &path, const Json &file);
 
 // Answers one entry of "tables" with what there is: {"fields": {...}} or {"absent": true} for a record, {"records":
-// [...]} for the records of a table or of a parent record, {"bytes": DIGITS} for a record as it is, {"keys": [...]} for
-// an account's SSH keys, {"events": [...]} for the system event log.
+// [...]} for the records of a table or of a parent record, each with "rest" for what is in none of its fields,
+// {"bytes": DIGITS} for a record as it is, {"keys": [...]} for an account's SSH keys, {"events": [...]} for the system
+// event log.
 Json look_up(const std::string &root, const Json &entry);
 
 // The answers to a list of them, in order, at the price of one.
