@@ -55,7 +55,7 @@ Bench::Bench(const Programs &programs, const std::string &protocol, const std::s
   std::string trouble = check_end(kStruck, struck) + check_trouble(kStruck);
   const int quiet = quiet_run();
   trouble += check_quiet(quiet, true);
-  if (!trouble.empty() || !violations(cloud_).empty()) {
+  if (!trouble.empty() || !refused().empty()) {
     throw std::runtime_error("the undisturbed run, see " + folder_ + ":\n" + trouble);
   }
   undisturbed_ = read_sites(folder_ + "/struck.sites");
@@ -63,7 +63,7 @@ Bench::Bench(const Programs &programs, const std::string &protocol, const std::s
   // Which of the fabric's keys is where counts, too: they are the same in every play of this bench. The second one of
   // the document is there in words, with its name; the first one is taken out of a certificate, and has none.
   scenario_["torture"]["keys"] = rows_of(root(), "SELECT key FROM ssh_keys ORDER BY key LIKE '% rescue', slot");
-  expected_ = outcome_of(root(), scenario_, cloud_);
+  expected_ = outcome_of(root(), scenario_, cloud_, before_quiet_);
   const std::string lacks = missing();
   if (!lacks.empty()) {
     throw std::runtime_error("the undisturbed run does not come to what it is to come to:\n" + lacks);
@@ -199,8 +199,9 @@ std::string Bench::check_database() const {
   return damage.empty() ? "" : "  the configuration database: " + damage;
 }
 
-int Bench::quiet_run() const {
+int Bench::quiet_run() {
   tell("/_fabric/advance", "{}");
+  before_quiet_ = told_by_now(cloud_);
   return run(kQuiet, kRest, first_pass_ + kPass + 12, "");
 }
 
@@ -261,11 +262,15 @@ std::string Bench::check_quiet(int status, bool was_marked) const {
   return report;
 }
 
+std::vector<Difference> Bench::refused() const {
+  return violations(Json::parse(cloud_.ask("/_fabric/journal")));
+}
+
 std::string Bench::check_outcome(const Strike &strike) {
   std::string report;
-  std::vector<Difference> all = differences(expected_, outcome_of(root(), scenario_, cloud_));
-  const std::vector<Difference> refused = violations(cloud_);
-  all.insert(all.end(), refused.begin(), refused.end());
+  std::vector<Difference> all = differences(expected_, outcome_of(root(), scenario_, cloud_, before_quiet_));
+  const std::vector<Difference> more = refused();
+  all.insert(all.end(), more.begin(), more.end());
   for (const Difference &one : all) {
     const Strike second = {protocol_, second_, strike.second_blow(), ""};
     std::string pattern = prescribed_difference(strike, one);
@@ -273,7 +278,7 @@ std::string Bench::check_outcome(const Strike &strike) {
     if (pattern.empty()) {
       report += "  " + one.place + ": expected " + one.expected + ", came " + one.came + "\n";
     } else {
-      meant_[one.place] = pattern;
+      meant_[one.place + " = " + one.came] = pattern;
     }
   }
   return report;

@@ -58,9 +58,10 @@ class Bench {
   bool is_marked() const;
   std::string second_run(const Strike &strike);
   std::string check_database() const;
-  int quiet_run() const;
+  int quiet_run();
   std::string check_struck(const Strike &strike, int status);
   std::string check_quiet(int status, bool was_marked) const;
+  std::vector<Difference> refused() const;
   std::string check_outcome(const Strike &strike);
   std::string check_trouble(const std::string &name) const;
 
@@ -72,6 +73,7 @@ class Bench {
   scenario::Cloud cloud_;
   std::vector<Site> undisturbed_;
   Site second_;  // where the second kill of the play was
+  Told before_quiet_;
   Json expected_;
   Json meant_;
   std::string missed_;

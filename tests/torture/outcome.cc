@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <map>
 #include <regex>
 #include <set>
 
@@ -88,8 +87,11 @@ std::string part(const std::string &text, const char *pattern) {
   return std::regex_search(text, found, std::regex(pattern)) ? found.str() : text;
 }
 
-// Under which name a request's report is compared, and what it tells; nothing for any other request.
-void take_report(Json &out, const std::string &method, const std::string &target, const std::string &body) {
+// Under which name a request's report is compared, and what it tells; nothing for any other request. A status that was
+// told before the quiet run is old.
+void take_report(Json &out, const Json &request, bool is_quiet) {
+  const auto target = request.value("target", ""), method = request.value("method", "");
+  const auto body = request["body"].get<std::string>();
   const auto has = [&](const char *text) { return target.find(text) != std::string::npos; };
   const bool of_the_service = method == "PUT" && has("/Microsoft.Compute/");
   if (method == "POST" && has("comp=health")) {
@@ -98,25 +100,9 @@ void take_report(Json &out, const std::string &method, const std::string &target
     out["role properties"] = part(body, "<Property .*/>");
   } else if (of_the_service && has("/provisioningStatus")) {
     out["provisioning"] = parsed(body);
-  } else if (of_the_service && has("/status/")) {
+  } else if (is_quiet && of_the_service && has("/status/")) {
     out[target] = parsed(body);
   }
-}
-
-// What the platform was told last: of the boot, of each resource of the metadata service, and in the status blob.
-Json last_reports(const scenario::Cloud &cloud) {
-  Json out = Json::object();
-  for (const Json &line : Json::parse(cloud.ask("/_fabric/journal"))) {
-    const Json &request = line["request"];
-    if (request["body"].is_string() && line["fault"].is_null()) {
-      take_report(out, request.value("method", ""), request.value("target", ""), request["body"].get<std::string>());
-    }
-  }
-  const Json documents = Json::parse(cloud.ask("/_fabric/status"));
-  if (!documents.empty()) {
-    out["status blob"] = parsed(documents.back()["text"].get<std::string>());
-  }
-  return out;
 }
 
 // What has no members flattens to null, and its members stand for themselves on the other side.
@@ -127,7 +113,25 @@ bool is_empty_form(const Json &value, const Json &other, const std::string &plac
 
 }  // namespace
 
-Json outcome_of(const std::string &root, const Json &scenario, const scenario::Cloud &cloud) {
+Told told_by_now(const scenario::Cloud &cloud) {
+  return {Json::parse(cloud.ask("/_fabric/journal")).size(), Json::parse(cloud.ask("/_fabric/status")).size()};
+}
+
+Json last_reports(const Json &journal, const Json &documents, const Told &before) {
+  Json out = Json::object();
+  for (size_t i = 0; i < journal.size(); ++i) {
+    const Json &request = journal[i]["request"];
+    if (request["body"].is_string() && journal[i]["fault"].is_null()) {
+      take_report(out, request, i >= before.requests);
+    }
+  }
+  if (documents.size() > before.documents) {
+    out["status blob"] = parsed(documents.back()["text"].get<std::string>());
+  }
+  return out;
+}
+
+Json outcome_of(const std::string &root, const Json &scenario, const scenario::Cloud &cloud, const Told &before) {
   // Before anything opens the database: that makes files beside it.
   const Json names = names_below(root);
   Json tables = scenario::tables_in_words(root, scenario);
@@ -142,7 +146,8 @@ Json outcome_of(const std::string &root, const Json &scenario, const scenario::C
     out["files"][std::filesystem::path(file).filename().string()] = contents(root + "/" + file);
   }
   out["plugins"] = parsed(contents(root + "/data/etc/.plugin_status"));
-  out["reports"] = last_reports(cloud);
+  out["reports"] =
+      last_reports(Json::parse(cloud.ask("/_fabric/journal")), Json::parse(cloud.ask("/_fabric/status")), before);
   return out;
 }
 
@@ -174,9 +179,10 @@ std::vector<Site> requests_to_strike(const scenario::Cloud &cloud) {
   return {};
 }
 
-std::vector<Difference> violations(const scenario::Cloud &cloud) {
-  std::map<std::string, Difference> out;
-  for (const Json &line : Json::parse(cloud.ask("/_fabric/journal"))) {
+std::vector<Difference> violations(const Json &journal) {
+  std::vector<Difference> out;
+  std::set<std::string> seen;
+  for (const Json &line : journal) {
     if (line["judgement"].value("held", true)) {
       continue;
     }
@@ -184,14 +190,13 @@ std::vector<Difference> violations(const scenario::Cloud &cloud) {
     for (const Json &fault : line["judgement"]["violations"]) {
       const std::string place = "/requests " + request.value("method", "") + " " + request.value("target", "") + " " +
                                 fault.value("what", "");
-      out.emplace(place, Difference{place, fault.value("expected", "?"), fault.value("came", "?")});
+      const Difference one = {place, fault.value("expected", "?"), fault.value("came", "?")};
+      if (seen.insert(one.place + " = " + one.came).second) {
+        out.push_back(one);
+      }
     }
   }
-  std::vector<Difference> list;
-  for (const auto &[place, one] : out) {
-    list.push_back(one);
-  }
-  return list;
+  return out;
 }
 
 }  // namespace torture

@@ -3,6 +3,7 @@
 #ifndef KELVANE_TESTS_TORTURE_OUTCOME_H
 #define KELVANE_TESTS_TORTURE_OUTCOME_H
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -20,7 +21,18 @@ struct Difference {
   std::string came;
 };
 
-Json outcome_of(const std::string &root, const Json &scenario, const scenario::Cloud &cloud);
+// How much the platform was told when the quiet run began.
+struct Told {
+  size_t requests = 0;
+  size_t documents = 0;  // status documents
+};
+
+Told told_by_now(const scenario::Cloud &cloud);
+
+// What the platform was told last: of the boot, at any time, as that is told once; of the status, by the quiet run.
+Json last_reports(const Json &journal, const Json &documents, const Told &before);
+
+Json outcome_of(const std::string &root, const Json &scenario, const scenario::Cloud &cloud, const Told &before);
 
 // What differs, place by place.
 std::vector<Difference> differences(const Json &expected, const Json &came);
@@ -29,8 +41,9 @@ std::vector<Difference> differences(const Json &expected, const Json &came);
 // "request(URL)". Empty when it befell none.
 std::vector<Site> requests_to_strike(const scenario::Cloud &cloud);
 
-// What the fabric found fault with in requests, each fault once, under "/requests METHOD TARGET FAULT".
-std::vector<Difference> violations(const scenario::Cloud &cloud);
+// What the fabric found fault with in requests, by its journal, under "/requests METHOD TARGET FAULT": what came there
+// twice is told once.
+std::vector<Difference> violations(const Json &journal);
 
 }  // namespace torture
 
