@@ -1,6 +1,8 @@
 #include "tests/torture/places.h"
 
+#include <algorithm>
 #include <cstdio>
+#include <iterator>
 #include <map>
 #include <set>
 #include <stdexcept>
@@ -79,17 +81,19 @@ Names functions_at(const std::string &program, const std::set<std::string> &addr
 }  // namespace
 
 void name_places(const std::string &program, std::vector<Site> &sites) {
-  std::set<std::string> addresses;
+  static std::map<std::string, Names> known;  // by program
+  Names &names = known[program];
+  std::set<std::string> unknown;
   for (const Site &site : sites) {
     if (site.call_class == "memory") {
       const std::vector<std::string> more = addresses_of(site.call);
-      addresses.insert(more.begin(), more.end());
+      std::copy_if(more.begin(), more.end(), std::inserter(unknown, unknown.end()),
+                   [&](const std::string &address) { return names.count(address) == 0; });
     }
   }
-  if (addresses.empty()) {
-    return;  // addr2line would wait for some at its standard input
+  if (!unknown.empty()) {  // addr2line would wait for some at its standard input
+    names.merge(functions_at(program, unknown));
   }
-  const Names names = functions_at(program, addresses);
   for (Site &site : sites) {
     if (site.call_class != "memory") {
       continue;
