@@ -267,10 +267,14 @@ std::vector<Difference> Bench::refused() const {
 }
 
 std::string Bench::check_outcome(const Strike &strike) {
-  std::string report;
   std::vector<Difference> all = differences(expected_, outcome_of(root(), scenario_, cloud_, before_quiet_));
   const std::vector<Difference> more = refused();
   all.insert(all.end(), more.begin(), more.end());
+  return not_meant(strike, all);
+}
+
+std::string Bench::not_meant(const Strike &strike, const std::vector<Difference> &all) {
+  std::string report;
   for (const Difference &one : all) {
     const Strike second = {protocol_, second_, strike.second_blow(), ""};
     std::string pattern = prescribed_difference(strike, one);
@@ -292,23 +296,25 @@ bool Bench::goes_on(const Strike &strike) const {
   return found.asked && found.turns_without <= kPass + 1 && seconds_since_a_question(trace_of(kStruck)) <= kPass + 1;
 }
 
+// Plays the strike once more, for longer, and looks at what can be looked at right behind it.
+std::string Bench::check_longer(const Site &planned, Strike &strike, int64_t longer) {
+  std::string report;
+  const int status = aimed_run(planned, strike, longer, report);
+  return report + check_struck(strike, status) + check_database() + not_meant(strike, refused());
+}
+
 // Plays a strike that fell in the last pass once more, with passes behind it.
 std::string Bench::check_going_on(const Site &planned, Strike &strike) {
-  std::string report;
-  const int status = aimed_run(planned, strike, 2 * kPass, report);
-  report += check_struck(strike, status);
+  const std::string report = check_longer(planned, strike, 2 * kPass);
   if (stopped_in_a_wait(trace_of(kStruck))) {
     return report + check_waits(planned, strike);
   }
   return goes_on(strike) ? report : report + kNoGoingOn;
 }
 
-// Plays the strike once more, for longer: the agent must come back to its loop in time, again and again, and when one
-// call failed it must go on there.
+// The agent must come back to its loop in time, again and again, and when one call failed it must go on there.
 std::string Bench::check_waits(const Site &planned, Strike &strike) {
-  std::string report;
-  const int status = aimed_run(planned, strike, 2 * kLongestWait, report);
-  report += check_struck(strike, status);
+  std::string report = check_longer(planned, strike, 2 * kLongestWait);
   const int64_t longest = longest_wait(trace_of(kStruck));
   if (longest > kLongestWait) {
     report += "  the struck run waits for " + std::to_string(longest) + " seconds\n";

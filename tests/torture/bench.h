@@ -53,6 +53,7 @@ class Bench {
   std::string trace_of(const std::string &name) const;
   std::string check_end(const std::string &name, int status) const;
   bool goes_on(const Strike &strike) const;
+  std::string check_longer(const Site &planned, Strike &strike, int64_t longer);
   std::string check_going_on(const Site &planned, Strike &strike);
   std::string check_waits(const Site &planned, Strike &strike);
   bool is_marked() const;
@@ -62,6 +63,7 @@ class Bench {
   std::string check_struck(const Strike &strike, int status);
   std::string check_quiet(int status, bool was_marked) const;
   std::vector<Difference> refused() const;
+  std::string not_meant(const Strike &strike, const std::vector<Difference> &all);
   std::string check_outcome(const Strike &strike);
   std::string check_trouble(const std::string &name) const;
 

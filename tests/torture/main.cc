@@ -13,6 +13,7 @@
 #include <stdexcept>
 
 #include "tests/torture/options.h"
+#include "tests/torture/pairs.h"
 #include "tests/torture/sample.h"
 #include "tests/torture/state.h"
 #include "tests/torture/table.h"

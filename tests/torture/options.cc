@@ -6,6 +6,8 @@
 #include <map>
 #include <stdexcept>
 
+#include "tests/torture/pairs.h"
+
 namespace torture {
 namespace {
 
@@ -52,6 +54,9 @@ bool take(Options &options, const std::string &option, const std::string &value)
                                                       {"--scenarios", &options.programs.scenarios}};
   const std::map<std::string, size_t *> numbers = {
       {"--from", &options.from}, {"--to", &options.to}, {"--sample", &options.sample}, {"--workers", &options.workers}};
+  if (value.empty()) {  // such as a variable of a shell that is not set
+    throw std::runtime_error(option + " wants a value");
+  }
   if (texts.count(option) != 0) {
     *texts.at(option) = value;
   } else if (numbers.count(option) != 0) {

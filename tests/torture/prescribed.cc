@@ -159,8 +159,10 @@ const std::vector<Prescribed> &rows() {
 
       // ---- custom data ----
       {{"platform EIO ncfg_copyfile(\"/cdrom/CustomData.bin\"*", "file E* access(/cdrom/CustomData.bin)",
-        "file E* access(/etc/tmpdata.conf)", "file E* rename(/etc/tmpdata.conf)", "inside E* *(/cdrom/CustomData.bin)",
-        "inside E* *(/etc/.kelvane-copy)"},
+        "file E* access(/etc/tmpdata.conf)", "file E* rename(/etc/tmpdata.conf)",
+        "inside E* open(/cdrom/CustomData.bin)", "inside E* open(/etc/.kelvane-copy)",
+        "inside EIO *(/cdrom/CustomData.bin)", "inside EIO *(/etc/.kelvane-copy)",
+        "inside E[!I]* *(/etc/.kelvane-copy)"},
        kCustomData,
        kNotMoved},
       {{"* KILL access(/etc/tmpdata.conf)", "* KILL access(/data/etc/.customdata)", "* KILL rename(/etc/tmpdata.conf)"},
@@ -195,7 +197,7 @@ const std::vector<Prescribed> &rows() {
         "request fabric:* request(*comp=roleProperties)", "request fabric:* request(*/provisioningStatus*)"},
        kNotReady,
        "a report that there is no memory for is not sent, an answer of success is believed, and it is told once"},
-      {{"file E* open(/data/etc/ssh/*.fp)", "bytes E* read(/data/etc/ssh/*.fp)", "file DEAD open(/data/etc/ssh/*.fp)",
+      {{"file E* open(/data/etc/ssh/*.fp)", "bytes EIO read(/data/etc/ssh/*.fp)", "file DEAD open(/data/etc/ssh/*.fp)",
         "bytes DEAD read(/data/etc/ssh/*.fp)", "bytes DEAD write(/data/etc/.provisioned)", "bytes DEAD sync()",
         "file DEAD access(/etc/tmpdata.conf)", "file DEAD access(/data/etc/.customdata)",
         "file DEAD rename(/etc/tmpdata.conf)"},

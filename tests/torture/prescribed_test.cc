@@ -47,6 +47,24 @@ TEST(Prescribed, RowsOfFailuresExcuseNoKill) {
   EXPECT_EQ(row_for(strike("memory", "malloc(text_format < wire_certificates_headers < x)", "KILL"), no_header), "");
 }
 
+TEST(Prescribed, AnInterruptedReadOrWriteOfACopyLosesNothing) {
+  const Difference no_custom_data = {"/files/.customdata", "\"config\"", "\"absent\""};
+  for (const char *call : {"read(/cdrom/CustomData.bin)", "write(/etc/.kelvane-copy)"}) {
+    EXPECT_NE(row_for(strike("inside", call, "EIO"), no_custom_data), "") << call;
+    EXPECT_EQ(row_for(strike("inside", call, "EINTR"), no_custom_data), "") << call;
+    EXPECT_EQ(row_for(strike("inside", call, "SHORT"), no_custom_data), "") << call;
+  }
+  EXPECT_NE(row_for(strike("inside", "write(/etc/.kelvane-copy)", "ENOSPC"), no_custom_data), "");
+  EXPECT_NE(row_for(strike("inside", "open(/cdrom/CustomData.bin)", "EINTR"), no_custom_data), "");
+  EXPECT_NE(row_for(strike("inside", "open(/etc/.kelvane-copy)", "EINTR"), no_custom_data), "");
+}
+
+TEST(Prescribed, AnInterruptedReadOfTheFingerprintIsTakenUpAgain) {
+  const Difference no_fingerprint = {"/reports/provisioning/properties/certificateThumbprint", "\"AA\"", "\"\""};
+  EXPECT_NE(row_for(strike("bytes", "read(/data/etc/ssh/ssh_host_rsa_key.pub.fp)", "EIO"), no_fingerprint), "");
+  EXPECT_EQ(row_for(strike("bytes", "read(/data/etc/ssh/ssh_host_rsa_key.pub.fp)", "EINTR"), no_fingerprint), "");
+}
+
 TEST(Prescribed, OnlyTheSuccessThatIsNotToldAgainIsMeantEverywhere) {
   const char *const place =
       "/reports/status blob/handlers/Microsoft.OSTCExtensions.VMAccessForLinux/settingsStatus/status/status";

@@ -11,8 +11,6 @@ namespace {
 
 using Words = std::vector<std::string>;
 
-constexpr char kRequest[] = "request";
-
 // Which blows fall on a call of a class; "*" stands for every other call of it.
 struct Row {
   const char *call_class;
@@ -112,70 +110,6 @@ Words parts_of(const std::string &text) {
   return out;
 }
 
-// Without a number for a line that is of no call.
-Site site_of(const std::string &line) {
-  std::istringstream words(line);
-  Site site;
-  const bool whole = words >> site.call_class >> site.number && words.get() == ' ' && std::getline(words, site.call);
-  return whole ? site : Site();
-}
-
-bool is_like(const Site &one, const Site &other) {
-  return one.call_class == other.call_class && one.call == other.call;
-}
-
-// How many requests were made before a call, and which of the calls like it since then it is: an answer that came in
-// more pieces than the time before moves no call behind the next request.
-struct Place {
-  size_t requests = 0;
-  size_t occurrence = 0;  // 1 is the first
-
-  bool operator==(const Place &other) const { return requests == other.requests && occurrence == other.occurrence; }
-};
-
-Place place_of(const std::vector<Site> &sites, const Site &one) {
-  Place out;
-  for (const Site &site : sites) {
-    out.occurrence += is_like(site, one) ? 1 : 0;
-    if (site.call_class == one.call_class && site.number == one.number) {
-      return out;
-    }
-    out = site.call_class == kRequest ? Place{out.requests + 1, 0} : out;
-  }
-  return out;
-}
-
-// Among others the call that is this one of those; null for none.
-const Site *counterpart(const std::vector<Site> &those, const Site &one, const std::vector<Site> &others) {
-  const Place place = place_of(those, one);
-  const auto found = std::find_if(others.begin(), others.end(), [&](const Site &site) {
-    return is_like(site, one) && place_of(others, site) == place;
-  });
-  return found != others.end() ? &*found : nullptr;
-}
-
-// As good as chance, and the same for the same text in every play.
-size_t lot(const std::string &text) {
-  return std::hash<std::string>()(text);
-}
-
-// "platform:12:KILL"
-std::string as_second(const Strike &strike) {
-  return strike.site.call_class + ":" + std::to_string(strike.site.number) + ":" + strike.blow;
-}
-
-Strike pair_of(Strike first, const Strike &second) {
-  first.second = as_second(second);
-  return first;
-}
-
-// Null for none.
-template <typename Which>
-const Strike *find(const std::vector<Strike> &all, Which &&which) {
-  const auto found = std::find_if(all.begin(), all.end(), which);
-  return found != all.end() ? &*found : nullptr;
-}
-
 }  // namespace
 
 std::string Strike::address() const {
@@ -214,64 +148,6 @@ bool Strike::leaves_a_loop() const {
   return !kills() && blow != "FULL" && blow != "DEAD" && blow.back() != '+' && site.call_class != "closing";
 }
 
-std::vector<Site> read_sites(const std::string &file) {
-  std::ifstream stream(file);
-  std::vector<Site> out;
-  for (std::string line; std::getline(stream, line);) {
-    const Site site = site_of(line);
-    if (site.number != 0) {
-      out.push_back(site);
-    }
-  }
-  if (out.empty()) {
-    throw std::runtime_error("no sites in " + file);
-  }
-  return out;
-}
-
-std::vector<Site> read_to_strike(const std::string &file) {
-  std::ifstream stream(file);
-  std::vector<Site> all;
-  for (std::string line; std::getline(stream, line);) {
-    if (line.rfind(kStruckLine, 0) != 0) {
-      all.push_back(site_of(line));
-      continue;
-    }
-    const Site site = site_of(line.substr(sizeof kStruckLine - 1));
-    const auto is_other = [&](const Site &other) {
-      return other.call_class != site.call_class && other.call_class != kRequest;
-    };
-    all.erase(std::remove_if(all.begin(), all.end(), is_other), all.end());
-    return all;
-  }
-  return {};
-}
-
-std::string in_words(const std::vector<Site> &sites, const Site &one) {
-  const Place place = place_of(sites, one);
-  return one.call + " for the time no. " + std::to_string(place.occurrence) + " behind " +
-         std::to_string(place.requests) + " requests";
-}
-
-bool ends_with_call(const std::vector<Site> &to_strike, const std::vector<Site> &those, const Site &one) {
-  return !to_strike.empty() && is_like(to_strike.back(), one) &&
-         place_of(to_strike, to_strike.back()) == place_of(those, one);
-}
-
-size_t aimed_anew(const std::vector<Site> &those, const Site &one, const std::vector<Site> &to_strike,
-                  const std::vector<Site> &whole) {
-  for (size_t left = to_strike.size(); left > 0; --left) {
-    const Site &last = to_strike[left - 1];
-    const Site *known = last.call_class == one.call_class ? counterpart(to_strike, last, those) : nullptr;
-    if (known != nullptr) {
-      const size_t aim = one.number + to_strike.back().number;
-      return aim > known->number ? aim - known->number : 1;
-    }
-  }
-  const Site *there = counterpart(those, one, whole);
-  return there != nullptr ? there->number : one.number;
-}
-
 std::string Strike::second_fault() const {
   const Words parts = parts_of(second);
   return parts.at(0) + "::" + parts.at(2) + ":" + parts.at(1);
@@ -279,37 +155,6 @@ std::string Strike::second_fault() const {
 
 std::string Strike::second_blow() const {
   return second.empty() ? "" : parts_of(second).at(2);
-}
-
-std::vector<Strike> twice(const std::vector<Strike> &all, size_t every) {
-  std::vector<Strike> out;
-  for (const Strike &first : all) {
-    if (lot(first.address()) % every != 0) {
-      continue;
-    }
-    const auto second = std::max_element(all.begin(), all.end(), [&](const Strike &one, const Strike &other) {
-      return lot(first.address() + as_second(one)) < lot(first.address() + as_second(other));
-    });
-    out.push_back(pair_of(first, *second));
-  }
-  return out;
-}
-
-std::vector<Strike> with_addresses(const std::vector<Strike> &all, const std::string &addresses) {
-  std::vector<Strike> out;
-  std::istringstream list(addresses);
-  for (std::string address; std::getline(list, address, ',');) {
-    const size_t at = address.find('@');
-    const Strike *first = find(all, [&](const Strike &one) { return one.address() == address.substr(0, at); });
-    const Strike *second = at == std::string::npos || first == nullptr ? nullptr : find(all, [&](const Strike &one) {
-      return one.protocol == first->protocol && one.kills() && as_second(one) == address.substr(at + 1);
-    });
-    if (first == nullptr || (at != std::string::npos && (second == nullptr || !first->kills()))) {
-      throw std::runtime_error("there is no strike " + address);
-    }
-    out.push_back(second != nullptr ? pair_of(*first, *second) : *first);
-  }
-  return out;
 }
 
 std::vector<Strike> strikes_of(const std::string &protocol, const std::vector<Site> &sites, bool kill) {

@@ -1,0 +1,115 @@
+#include "tests/torture/sites.h"
+
+#include <algorithm>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+
+namespace torture {
+namespace {
+
+constexpr char kRequest[] = "request";
+
+// Without a number for a line that is of no call.
+Site site_of(const std::string &line) {
+  std::istringstream words(line);
+  Site site;
+  const bool whole = words >> site.call_class >> site.number && words.get() == ' ' && std::getline(words, site.call);
+  return whole ? site : Site();
+}
+
+bool is_like(const Site &one, const Site &other) {
+  return one.call_class == other.call_class && one.call == other.call;
+}
+
+// How many requests were made before a call, and which of the calls like it since then it is: an answer that came in
+// more pieces than the time before moves no call behind the next request.
+struct Place {
+  size_t requests = 0;
+  size_t occurrence = 0;  // 1 is the first
+
+  bool operator==(const Place &other) const { return requests == other.requests && occurrence == other.occurrence; }
+};
+
+Place place_of(const std::vector<Site> &sites, const Site &one) {
+  Place out;
+  for (const Site &site : sites) {
+    out.occurrence += is_like(site, one) ? 1 : 0;
+    if (site.call_class == one.call_class && site.number == one.number) {
+      return out;
+    }
+    out = site.call_class == kRequest ? Place{out.requests + 1, 0} : out;
+  }
+  return out;
+}
+
+// Among others the call that is this one of those; null for none.
+const Site *counterpart(const std::vector<Site> &those, const Site &one, const std::vector<Site> &others) {
+  const Place place = place_of(those, one);
+  const auto found = std::find_if(others.begin(), others.end(), [&](const Site &site) {
+    return is_like(site, one) && place_of(others, site) == place;
+  });
+  return found != others.end() ? &*found : nullptr;
+}
+
+}  // namespace
+
+std::vector<Site> read_sites(const std::string &file) {
+  std::ifstream stream(file);
+  std::vector<Site> out;
+  for (std::string line; std::getline(stream, line);) {
+    const Site site = site_of(line);
+    if (site.number != 0) {
+      out.push_back(site);
+    }
+  }
+  if (out.empty()) {
+    throw std::runtime_error("no sites in " + file);
+  }
+  return out;
+}
+
+std::vector<Site> read_to_strike(const std::string &file) {
+  std::ifstream stream(file);
+  std::vector<Site> all;
+  for (std::string line; std::getline(stream, line);) {
+    if (line.rfind(kStruckLine, 0) != 0) {
+      all.push_back(site_of(line));
+      continue;
+    }
+    const Site site = site_of(line.substr(sizeof kStruckLine - 1));
+    const auto is_other = [&](const Site &other) {
+      return other.call_class != site.call_class && other.call_class != kRequest;
+    };
+    all.erase(std::remove_if(all.begin(), all.end(), is_other), all.end());
+    return all;
+  }
+  return {};
+}
+
+std::string in_words(const std::vector<Site> &sites, const Site &one) {
+  const Place place = place_of(sites, one);
+  return one.call + " for the time no. " + std::to_string(place.occurrence) + " behind " +
+         std::to_string(place.requests) + " requests";
+}
+
+bool ends_with_call(const std::vector<Site> &to_strike, const std::vector<Site> &those, const Site &one) {
+  return !to_strike.empty() && is_like(to_strike.back(), one) &&
+         place_of(to_strike, to_strike.back()) == place_of(those, one);
+}
+
+size_t aimed_anew(const std::vector<Site> &those, const Site &one, const std::vector<Site> &to_strike,
+                  const std::vector<Site> &whole) {
+  for (size_t left = to_strike.size(); left > 0; --left) {
+    const Site &last = to_strike[left - 1];
+    const Site *known = last.call_class == one.call_class ? counterpart(to_strike, last, those) : nullptr;
+    if (known != nullptr) {
+      const size_t aim = one.number + to_strike.back().number;
+      return aim > known->number ? aim - known->number : 1;
+    }
+  }
+  const Site *there = counterpart(those, one, whole);
+  return there != nullptr ? there->number : one.number;
+}
+
+}  // namespace torture
