@@ -1,7 +1,7 @@
 // The provisioning document and the custom data, as the mounted medium or the copies of an earlier start hold them.
 // Called once by start-up, between mounting and unmounting. Blocks for as long as the medium does. What cannot be read
-// or parsed counts as no document; that is logged at high levels only, but for a cap. The document holds the administrator's password
-// in clear: its owner frees it with OvfEnvFree as soon as provisioning has run.
+// or parsed counts as no document; that is logged at high levels only, but for a cap. The document holds the
+// administrator's password in clear: its owner frees it with OvfEnvFree as soon as provisioning has run.
 #ifndef KELVANE_PROVISION_OVF_DOCUMENT_H
 #define KELVANE_PROVISION_OVF_DOCUMENT_H
 
