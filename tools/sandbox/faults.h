@@ -1,6 +1,6 @@
 // Planned failures of calls of the agent's. A fault is one row "CALL:SUBJECT:ERROR:WHICH":
 //   CALL     the call's name as the trace prints it ("open", "mount", "request", "cmf_write_config"), "*" for any of
-//            those, or a class (sites.h)
+//            those and for dup2, or a class (sites.h)
 //   SUBJECT  a shell pattern for what it works on: the agent's path, the URL with its method, the text between the
 //            trace's brackets for a platform call; "" or "*" for any. A ":" in it is fine.
 //   ERROR    an errno name for a system call, a libcurl result for a request, anything for a platform call; "SHORT"
