@@ -4,8 +4,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <ctime>
+#include <iterator>
 #include <string>
 
 #include "platform/platform.h"
@@ -41,6 +43,13 @@ void remove_with_companions(const Descriptor &folder, const std::string &name) {
   }
 }
 
+constexpr const char *kKept[] = {"", "-wal", "-journal"};  // the endings of the names of what is set aside
+
+bool is_used(const Descriptor &folder, const std::string &aside) {
+  return std::any_of(std::begin(kKept), std::end(kKept),
+                     [&](const char *ending) { return exists_in(folder, aside + ending); });
+}
+
 std::string unused_aside_name(const Descriptor &folder) {
   char stamp[32] = "";
   const time_t now = time(nullptr);
@@ -48,28 +57,27 @@ std::string unused_aside_name(const Descriptor &folder) {
   (void)strftime(stamp, sizeof stamp, "%Y%m%dT%H%M%SZ", gmtime_r(&now, &parts));
   const std::string base = std::string(kDatabaseName) + ".damaged-" + stamp;
   std::string name = base;
-  for (int number = 2; exists_in(folder, name); ++number) {
+  for (int number = 2; is_used(folder, name); ++number) {
     name = base + "-" + std::to_string(number);
   }
   return name;
 }
 
-// The log files go first: left beside a new database they would be played into that.
+// The database goes first: after an end in between, logs are there without one, which create_database sets aside, and
+// never a database without the logs that belong to it.
 void set_aside(const Descriptor &folder) {
-  const std::string name = kDatabaseName;
   const std::string aside = unused_aside_name(folder);
-  for (const char *ending : {"-wal", "-journal"}) {
-    if (renameat(folder.get(), (name + ending).c_str(), folder.get(), (aside + ending).c_str()) != 0 &&
-        errno != ENOENT) {
-      throw_errno("cannot set the damaged configuration aside");
+  for (const char *ending : kKept) {
+    const std::string from = std::string(kDatabaseName) + ending;
+    const std::string to = aside + ending;
+    if (renameat(folder.get(), from.c_str(), folder.get(), to.c_str()) == 0) {
+      message("platform: %s is kept as %s\n", from.c_str(), path_of(to).c_str());
+    } else if (errno != ENOENT) {
+      throw_errno("cannot set " + from + " aside");
     }
   }
-  if (renameat(folder.get(), name.c_str(), folder.get(), aside.c_str()) != 0 && errno != ENOENT) {
-    throw_errno("cannot set the damaged configuration aside");
-  }
-  unlinkat(folder.get(), (name + "-shm").c_str(), 0);
+  unlinkat(folder.get(), (std::string(kDatabaseName) + "-shm").c_str(), 0);
   fsync(folder.get());
-  message("platform: the damaged configuration is kept as %s\n", path_of(aside).c_str());
 }
 
 // Writes the new database to its end under another name, so that none is ever seen half made.

@@ -1,6 +1,7 @@
 // What the reference platform does with a database, or its log, that is damaged or of another format.
 #include <arpa/inet.h>
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -17,6 +18,7 @@ namespace conformance {
 namespace {
 
 std::function<int(const std::string &)> instead_of_faccessat;  // what it answers for a name, 0 or an errno
+std::function<void()> before_renameat;
 
 struct Damage {
   const char *name;
@@ -153,6 +155,17 @@ TEST_F(Reference, EachDamagedDatabaseIsKept) {
   EXPECT_EQ((std::set<std::string>{"damage 1", "damage 2", "damage 3"}), contents_set_aside());
 }
 
+TEST_F(Reference, EachStrayLogIsKept) {
+  std::filesystem::create_directories(database_folder());
+  for (const std::string content : {"1", "2", "3"}) {
+    write_file(reference_database_path() + "-journal", content);
+    ASSERT_EQ(0, conf_init());
+    conf_end();
+    std::filesystem::remove(reference_database_path());
+  }
+  EXPECT_EQ((std::set<std::string>{"1", "2", "3"}), contents_set_aside());
+}
+
 TEST_F(Reference, StrayLogFileIsNotPlayedIntoANewDatabase) {
   ASSERT_EQ(0, conf_init());
   ASSERT_EQ(0, commit_password("admin", "changed"));
@@ -176,6 +189,7 @@ TEST_F(Reference, StrayJournalIsNotPlayedIntoANewDatabase) {
   const std::vector<std::string> aside = files_beginning("kelvane-config.db.damaged-");
   ASSERT_EQ(1u, aside.size());
   EXPECT_EQ("of another database", read_file(aside[0]));
+  EXPECT_EQ(std::vector<std::string>{"platform: kelvane-config.db-journal is kept as " + aside[0] + "\n"}, log_lines);
 }
 
 TEST_F(Reference, DatabaseOfWhichNobodyCanTellIsNotReplaced) {
@@ -328,6 +342,34 @@ TEST_P(LaterFormatInTheLog, IsSetAside) {
 }
 INSTANTIATE_TEST_SUITE_P(Each, LaterFormatInTheLog, ::testing::Values(18, 19));
 
+// What stands in the database without its log is older, and looks whole.
+TEST_F(Reference, DamagedDatabaseIsNotUsedAfterAnEndWhileItWasSetAside) {
+  bool ended = true;
+  for (int count = 1; ended; ++count) {
+    SCOPED_TRACE(count);
+    platform_conformance_reset();
+    make_configuration();
+    leave_log_with_first_page();
+    const std::string log = reference_database_path() + "-wal";
+    write_file(log, with_first_page_changed(read_file(log), 18, '\x03'));
+    const std::set<std::string> damaged = {read_file(reference_database_path()), read_file(log)};
+    OtherProcess other([count](OtherProcess &) {
+      before_renameat = [left = count]() mutable {
+        if (--left == 0) {
+          raise(SIGKILL);
+        }
+      };
+      conf_init();
+    });
+    ended = !other.succeeded();
+    ASSERT_EQ(0, conf_init());
+    EXPECT_STRNE("changed", account("admin").password);
+    conf_end();
+    EXPECT_TRUE(damaged == contents_set_aside());
+    ASSERT_TRUE(ended || count > 3) << "the database, its log and the new database are renamed";
+  }
+}
+
 // That the test above damages nothing else.
 TEST_F(Reference, LogWithNewSumsIsPlayedIn) {
   make_configuration();
@@ -343,6 +385,13 @@ TEST_F(Reference, LogWithNewSumsIsPlayedIn) {
 }  // namespace conformance
 
 // In the place of the C library's, for the platform as well.
+extern "C" int renameat(int from_folder, const char *from, int to_folder, const char *to) noexcept {
+  if (conformance::before_renameat) {
+    conformance::before_renameat();
+  }
+  return static_cast<int>(syscall(SYS_renameat2, from_folder, from, to_folder, to, 0));
+}
+
 extern "C" int faccessat(int folder, const char *name, int mode, int) noexcept {
   const int error = conformance::instead_of_faccessat ? conformance::instead_of_faccessat(name) : 0;
   if (error != 0) {
