@@ -19,6 +19,11 @@
  * with pending changes hinders no other: several processes connect at once, and none of them carries a connection
  * through a fork. What another process did to a record while a change of it was pending never makes the write fail.
  *
+ * Another process may put a new configuration in the place of a damaged one. From then on calls answer from the new
+ * one; what is pending is dropped and reported, and the next call that would have made it durable fails, once. A write
+ * that the old configuration took along fails, too. Queries that were opened before find nothing and take nothing, but
+ * for the shared ones: nCfg_query opens them again.
+ *
  * A new configuration holds at least: the single records of tables 100 and 640 (the latter not enabled), the account
  * "admin" (visible, with the access profile "prof_admin"), that profile, the eight widgets "sysinfo", "vexwatch",
  * "sysres", "policysummary", "attacksummary", "alert", "policy-sessions" and "sysop", and the interface "port1" without
@@ -59,7 +64,8 @@ void conf_end(void);
 /* The configuration domain that cmf_write_config takes. */
 int32_t cmf_get_cur_domain_id(void);
 
-/* Makes everything pending durable. 0 on success; non-zero: nothing of it became durable and it is pending still. */
+/* Makes everything pending durable. 0 on success; non-zero: nothing of it became durable and it is pending still,
+ * unless the configuration was replaced (above). */
 int32_t cmf_write_config(int32_t domain);
 
 /* ---- queries ------------------------------------------------------------------------------------------------- */
@@ -98,9 +104,8 @@ void *cmf_query_get_next(struct cmf_query *query);
 int32_t cmf_query_commit(struct cmf_query *query);
 
 /* Appends a copy of a record of the table's size (pending). It keeps its key number when it is written, unless another
- * process made a record of that key meanwhile (it then takes that one's place and number) or put a new configuration in
- * the place of a damaged one. 0, or negative: a record of that key exists, the key is empty or not terminated, the
- * table has a single record, or failure. */
+ * process made a record of that key meanwhile (it then takes that one's place and number). 0, or negative: a record of
+ * that key exists, the key is empty or not terminated, the table has a single record, or failure. */
 int32_t cmf_query_table_append(struct cmf_query *query, const void *record);
 
 /* Replaces the record whose key stands in old_record by new_record, which may be the same memory; durable. session and

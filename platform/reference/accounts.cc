@@ -13,7 +13,6 @@
 
 #include "platform/platform.h"
 #include "platform/reference/guard.h"
-#include "platform/reference/history.h"
 #include "platform/reference/queries.h"
 #include "platform/reference/store.h"
 
@@ -77,8 +76,8 @@ std::string quality_fault(const char *password, const std::string &user) {
 }
 
 std::string current_hash(const std::string &user) {
-  const Place accounts = {.table = find_table(NCFG_TABLE_ACCOUNTS), .parent_number = 0};
-  const std::optional<Record> found = store_find(accounts, user);
+  const std::optional<Place> accounts = store_table(*find_table(NCFG_TABLE_ACCOUNTS));
+  const std::optional<Record> found = accounts ? store_find(*accounts, user) : std::nullopt;
   if (!found) {
     return {};
   }
@@ -92,7 +91,7 @@ bool is_reused(const char *password, const std::string &user) {
   if (user.empty() || is_password(password, current_hash(user))) {
     return false;
   }
-  const std::vector<std::string> history = history_of(user);
+  const std::vector<std::string> history = store_passwords(user);
   return std::any_of(history.begin(), history.end(),
                      [password](const std::string &hash) { return is_password(password, hash); });
 }
@@ -163,7 +162,7 @@ void passwd_policy_save_info(struct ncfg_account *account) {
   guarded("passwd_policy_save_info", -1, [=] {
     const std::string name = bounded(account->name);
     if (!name.empty()) {
-      history_add(name, bounded(account->password));
+      store_add_password(name, bounded(account->password));
     }
     return 0;
   });

@@ -9,6 +9,7 @@
 #include <ctime>
 #include <iterator>
 #include <string>
+#include <utility>
 
 #include "platform/platform.h"
 #include "platform/reference/defaults.h"
@@ -22,8 +23,12 @@ namespace {
 constexpr char kNewName[] = ".kelvane-config.db.new";
 constexpr off_t kSector = 512;
 
-DatabaseHandle connection;
-bool connected = false;  // between connect_database and disconnect_database
+struct Connection {
+  DatabaseHandle handle;
+  struct stat file = {};
+};
+
+Connection connection;
 uint64_t generation = 0;
 
 // Only one process at a time opens, creates or sets aside: held while it does.
@@ -112,12 +117,8 @@ void create_database(const Descriptor &folder) {
 
 // A file that is no whole number of sectors has lost its end, which SQLite would read as zeros; but the log file of a
 // process that was stopped while it wrote may still complete it.
-void refuse_wrong_size(const Descriptor &folder, bool has_log) {
-  struct stat status = {};
-  if (fstatat(folder.get(), kDatabaseName, &status, 0) != 0 || !S_ISREG(status.st_mode)) {
-    return;
-  }
-  if (status.st_size == 0 || (status.st_size % kSector != 0 && !has_log)) {
+void refuse_wrong_size(const struct stat &file, bool has_log) {
+  if (S_ISREG(file.st_mode) && (file.st_size == 0 || (file.st_size % kSector != 0 && !has_log))) {
     throw DatabaseError(SQLITE_NOTADB, "the file is not whole");
   }
 }
@@ -129,10 +130,14 @@ void set_tidying(sqlite3 *handle, bool on) {
 
 // As long as the file may be damaged, closing leaves it and its log alone. The read in check_layout also makes SQLite
 // open the files that it keeps open: no later call leaves a new descriptor.
-DatabaseHandle open_checked(const Descriptor &folder) {
+Connection open_checked(const Descriptor &folder) {
   const bool has_log = exists_in(folder, std::string(kDatabaseName) + "-wal");
-  refuse_wrong_size(folder, has_log);
-  // Best effort: there may be no file yet, or it may be another user's.
+  struct stat file = {};
+  if (fstatat(folder.get(), kDatabaseName, &file, 0) != 0) {
+    throw_errno("cannot look at the configuration database");
+  }
+  refuse_wrong_size(file, has_log);
+  // Best effort: it may be another user's.
   [[maybe_unused]] const int result = fchmodat(folder.get(), kDatabaseName, 0600, 0);
   DatabaseHandle opened = open_database_file(path_of(kDatabaseName));
   set_tidying(opened.get(), !has_log);
@@ -144,7 +149,7 @@ DatabaseHandle open_checked(const Descriptor &folder) {
   }
   execute(opened.get(), "PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL; PRAGMA temp_store = MEMORY");
   set_tidying(opened.get(), true);
-  return opened;
+  return {.handle = std::move(opened), .file = file};
 }
 
 // SQLITE_ERROR is what SQLite says of some damaged headers; the statements are fixed, nothing else can be wrong with
@@ -155,7 +160,7 @@ bool is_damage(const DatabaseError &error) {
 
 // None for a damaged database; any other failure is thrown. What a disc could not read once looks like damage, too, so
 // that it takes two looks to find some.
-DatabaseHandle open_undamaged(const Descriptor &folder) {
+Connection open_undamaged(const Descriptor &folder) {
   constexpr int kLooks = 2;
   for (int look = 1;; ++look) {
     try {
@@ -166,20 +171,20 @@ DatabaseHandle open_undamaged(const Descriptor &folder) {
       }
       if (look == kLooks) {
         message("platform: the configuration database is damaged: %s\n", error.what());
-        return nullptr;
+        return {};
       }
       message("platform: the configuration database looks damaged, it is looked at again: %s\n", error.what());
     }
   }
 }
 
-DatabaseHandle open_or_create() {
+Connection open_or_create() {
   const Descriptor folder = locked_folder();
   if (!exists_in(folder, kDatabaseName)) {
     create_database(folder);
   }
-  DatabaseHandle opened = open_undamaged(folder);
-  if (opened != nullptr) {
+  Connection opened = open_undamaged(folder);
+  if (opened.handle) {
     return opened;
   }
   set_aside(folder);
@@ -187,50 +192,50 @@ DatabaseHandle open_or_create() {
   return open_checked(folder);
 }
 
-// A connection to a file that is no longer in place must not tidy up on closing: the names beside it are another
-// database's by now.
-void close_connection() {
-  if (connection && database_moved()) {
-    set_tidying(connection.get(), false);
-  }
-  connection.reset();
+// SQLite says so as well when it could not look.
+bool has_moved() {
+  int moved = 0;
+  sqlite3_file_control(connection.handle.get(), nullptr, SQLITE_FCNTL_HAS_MOVED, &moved);
+  return moved != 0;
 }
 
-void open_connection() {
-  connection = open_or_create();
-  generation++;
+// The old file stays open until there is another connection: no new file has its number then.
+void connect_again() {
+  Connection opened = open_or_create();
+  if (!same_file(opened.file, connection.file)) {
+    generation++;
+  }
+  disconnect_database();
+  connection = std::move(opened);
 }
 
 }  // namespace
 
 void connect_database() {
-  if (!connection) {
-    open_connection();
+  if (!connection.handle) {
+    connection = open_or_create();
+    generation++;
   }
-  connected = true;
 }
 
+// A connection to a file that is no longer in place must not tidy up on closing: the names beside it are another
+// database's by now.
 void disconnect_database() {
-  connected = false;
-  close_connection();
+  if (connection.handle) {
+    set_tidying(connection.handle.get(), !has_moved());
+  }
+  connection = {};
 }
 
 sqlite3 *database() {
-  if (connected && (!connection || database_moved())) {
-    close_connection();
-    open_connection();
+  if (connection.handle && has_moved()) {
+    connect_again();
   }
-  return connection.get();
+  return connection.handle.get();
 }
 
 uint64_t database_generation() {
   return generation;
-}
-
-bool database_moved() {
-  int moved = 0;
-  sqlite3_file_control(connection.get(), nullptr, SQLITE_FCNTL_HAS_MOVED, &moved);
-  return moved != 0;
 }
 
 }  // namespace kelvane::reference

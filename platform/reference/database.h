@@ -1,6 +1,7 @@
 // The one connection to the database file: creates the file with the factory defaults, sets a damaged one aside, and
-// gives the handle to the other modules. May wait for another process for a few seconds. Throws DatabaseError or
-// std::system_error. A damaged file is renamed to "<name>.damaged-<time>" with its log file, never written.
+// gives the handle to the other modules. May wait for another process for a few seconds. Throws DatabaseError,
+// std::system_error, or std::runtime_error when that wait is in vain. A damaged file is renamed to
+// "<name>.damaged-<time>" with its log files, never written.
 #ifndef KELVANE_PLATFORM_REFERENCE_DATABASE_H
 #define KELVANE_PLATFORM_REFERENCE_DATABASE_H
 
@@ -16,14 +17,13 @@ void connect_database();
 void disconnect_database();
 
 // The handle, or null when not connected. When the file was moved or removed since (another process set it aside), this
-// closes it and connects to the one that is now in its place: a handle is good until the next call of this.
+// connects to the one that is now in its place and closes the other connection, unless it throws: a handle is good
+// until the next call of this.
 sqlite3 *database();
 
-// Another one after each connection: what was read through an earlier handle may not be in this database.
+// Another one for each database that this process was connected to, not for the same file opened again: what was read
+// in one generation may not be in the next.
 uint64_t database_generation();
-
-// Whether the connected file was moved or removed. There must be a connection.
-bool database_moved();
 
 }  // namespace kelvane::reference
 

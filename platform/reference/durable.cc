@@ -69,11 +69,7 @@ void durable_insert(sqlite3 *database, const Place &place, const Record &record)
       .step();
 }
 
-bool durable_replace(sqlite3 *database, const Place &place, const Record &record) {
-  const std::optional<Record> same = durable_find(database, place, record.key);
-  if (same && same->number != record.number) {
-    return false;
-  }
+void durable_replace(sqlite3 *database, const Place &place, const Record &record) {
   if (place.table->definition.number == NCFG_TABLE_ACCOUNTS) {
     const std::optional<Record> before = durable_load(database, place, record.number);
     if (before && before->key != record.key) {
@@ -86,7 +82,6 @@ bool durable_replace(sqlite3 *database, const Place &place, const Record &record
       .bind(number_of(*place.table))
       .bind(int64_t{record.number})
       .step();
-  return true;
 }
 
 void durable_delete(sqlite3 *database, const Table &table, const Record &record) {

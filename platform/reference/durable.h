@@ -19,7 +19,8 @@ namespace kelvane::reference {
 // The records of one table; of a child table, those of one parent record.
 struct Place {
   const Table *table;
-  uint32_t parent_number;  // 0 for a top-level table
+  uint32_t parent_number;   // 0 for a top-level table
+  uint64_t generation = 0;  // of the database that is meant (database.h); the calls below look at the connection alone
 };
 
 struct Record {
@@ -38,9 +39,9 @@ std::vector<uint32_t> durable_numbers(sqlite3 *database, const Place &place);
 // The number and the key must be free.
 void durable_insert(sqlite3 *database, const Place &place, const Record &record);
 
-// Replaces the record of this number; an account with another key takes its history along. False: the new key belongs
-// to another record of the place.
-bool durable_replace(sqlite3 *database, const Place &place, const Record &record);
+// Replaces the record of this number; an account with another key takes its history along. The key must be its own or
+// free.
+void durable_replace(sqlite3 *database, const Place &place, const Record &record);
 
 // Deletes a top-level record with everything that belongs to it.
 void durable_delete(sqlite3 *database, const Table &table, const Record &record);

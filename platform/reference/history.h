@@ -1,10 +1,11 @@
-// The stored forms of the passwords that each account has had, the newest kHistoryLength of them. New entries are
-// pending with the other changes (store.h), which writes and drops them. Throws DatabaseError.
+// The stored forms of the passwords that each account has had, the newest kHistoryLength of them, in the database. Each
+// call is given the connection to use, and may be part of a transaction of its caller's. Throws DatabaseError.
 #ifndef KELVANE_PLATFORM_REFERENCE_HISTORY_H
 #define KELVANE_PLATFORM_REFERENCE_HISTORY_H
 
 #include <sqlite3.h>
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -12,22 +13,20 @@ namespace kelvane::reference {
 
 inline constexpr int kHistoryLength = 5;
 
-// Pending. Does nothing without a connection, or when it is the account's newest entry already.
-void history_add(const std::string &account, const std::string &password);
+struct HistoryEntry {
+  std::string account;
+  std::string password;
+  int64_t time;
+};
 
-// Newest first, pending ones included.
-std::vector<std::string> history_of(const std::string &account);
+// The passwords of the account of this key number, newest first.
+std::vector<std::string> history_of(sqlite3 *database, uint32_t account);
 
-// For the transaction that writes what is pending, behind the records. An account that could not be added has no
-// history: its password is not refused when it is added in the end.
-void history_write(sqlite3 *database);
+// Does nothing when there is no account of this name.
+void history_add(sqlite3 *database, const HistoryEntry &entry);
+
 void history_rename(sqlite3 *database, const std::string &account, const std::string &new_name);
 void history_forget(sqlite3 *database, const std::string &account);
-
-bool history_has_pending();
-
-// Drops what is pending.
-void history_drop();
 
 }  // namespace kelvane::reference
 

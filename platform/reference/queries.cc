@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "platform/platform.h"
-#include "platform/reference/database.h"
 #include "platform/reference/guard.h"
 #include "platform/reference/store.h"
 
@@ -14,7 +13,7 @@ namespace {
 
 // A query and the record that it has lent. The contract's head comes first.
 struct Query : cmf_query {
-  explicit Query(Place where) : cmf_query{.found_key_number = 0}, place(where) {}
+  explicit Query(const Place &where) : cmf_query{.found_key_number = 0}, place(where) {}
   Place place;
   Bytes lent;
   std::vector<uint32_t> walk;  // key numbers still to come, the last one first
@@ -44,17 +43,37 @@ void *lend(Query &query, std::optional<Record> record) {
   return record ? query.lent.data() : nullptr;
 }
 
-const Table *find_top_level(uint32_t number) {
+// Nothing for an unknown table.
+std::optional<Place> top_level_place(uint32_t number) {
   const Table *table = find_table(number);
-  return table != nullptr && table->parent == 0 ? table : nullptr;
+  return table == nullptr || table->parent != 0 ? std::nullopt : store_table(*table);
+}
+
+// For a database that has taken the other's place. The record that was lent stays where it is: its lender may look at
+// it still, but not commit it.
+void open_again(Query &query, const Place &place) {
+  query.place = place;
+  query.found_key_number = 0;
+  query.walk.clear();
+}
+
+Query *shared_query(uint32_t number) {
+  const std::optional<Place> place = top_level_place(number);
+  if (!place) {
+    return nullptr;
+  }
+  std::unique_ptr<Query> &query = shared_queries[number];
+  if (query == nullptr) {
+    query = std::make_unique<Query>(*place);
+  } else if (query->place.generation != place->generation) {
+    open_again(*query, *place);
+  }
+  return query.get();
 }
 
 Query *make_query(uint32_t number) {
-  const Table *table = find_top_level(number);
-  if (table == nullptr || database() == nullptr) {
-    return nullptr;
-  }
-  return new Query({.table = table, .parent_number = 0});
+  const std::optional<Place> place = top_level_place(number);
+  return place ? new Query(*place) : nullptr;
 }
 
 Query *make_child_query(const Query &parent, uint32_t number, const char *key) {
@@ -63,7 +82,10 @@ Query *make_child_query(const Query &parent, uint32_t number, const char *key) {
     return nullptr;
   }
   const std::optional<Record> owner = store_find(parent.place, key);
-  return owner ? new Query({.table = table, .parent_number = owner->number}) : nullptr;
+  if (!owner) {
+    return nullptr;
+  }
+  return new Query({.table = table, .parent_number = owner->number, .generation = parent.place.generation});
 }
 
 void *lend_next(Query &query) {
@@ -111,16 +133,7 @@ void drop_shared_queries() {
 using namespace kelvane::reference;
 
 struct cmf_query *nCfg_query(uint32_t table) {
-  return guarded<cmf_query *>("nCfg_query", nullptr, [=]() -> cmf_query * {
-    if (find_top_level(table) == nullptr) {
-      return nullptr;
-    }
-    std::unique_ptr<Query> &query = shared_queries[table];
-    if (query == nullptr) {
-      query.reset(make_query(table));
-    }
-    return query.get();
-  });
+  return guarded<cmf_query *>("nCfg_query", nullptr, [=] { return shared_query(table); });
 }
 
 struct cmf_query *cmf_query_create(uint32_t table) {

@@ -5,9 +5,9 @@
 //
 // The platform's own files are the database "/data/etc/kelvane-config.db" (SQLite, with "-wal" and "-shm" beside it)
 // and the debug record "/run/kelvane-debug". It reaches them through calls that take a folder descriptor (openat,
-// mkdirat, renameat, unlinkat, fchmodat) and through SQLite. Paths that come from its caller (ncfg_copyfile) go through
-// plain open, rename and unlink. Who wraps the plain calls at link time to move the caller's files therefore does not
-// move the platform's own: reference_set_root does that.
+// mkdirat, renameat, unlinkat, fchmodat, fstatat, faccessat) and through SQLite. Paths that come from its caller
+// (ncfg_copyfile) go through plain open, rename and unlink. Who wraps the plain calls at link time to move the caller's
+// files therefore does not move the platform's own: reference_set_root does that.
 #ifndef KELVANE_PLATFORM_REFERENCE_REFERENCE_H
 #define KELVANE_PLATFORM_REFERENCE_REFERENCE_H
 

@@ -63,6 +63,10 @@ constexpr std::array kTables = {
     table(NCFG_TABLE_GUI_DASHBOARD, kGuiDashboard, TableKind::kKeyed, NCFG_TABLE_ACCOUNTS),
 };
 
+// What is pending is written in the order of the numbers: an owner is there before what belongs to it.
+static_assert(std::all_of(kTables.begin(), kTables.end(),
+                          [](const Table &one) { return one.parent < one.definition.number; }));
+
 using Index = std::array<const cmdb_table *, NCFG_TABLE_HIGHEST + 1>;
 
 constexpr Index make_index() {

@@ -20,7 +20,7 @@ enum class TableKind {
 struct Table {
   cmdb_table definition;
   TableKind kind;
-  uint32_t parent;  // the table whose records own this table's, always of a lower number; 0: a top-level table
+  uint32_t parent;  // the table whose records own this table's, of a lower number; 0: a top-level table
 };
 
 // Null for an unknown number.

@@ -28,7 +28,12 @@ bool replace_record(const Table &table, const void *old_record, const void *new_
   const Place place = {.table = &table, .parent_number = 0};
   return store_write([&](sqlite3 *handle) {
     const std::optional<Record> found = durable_find(handle, place, *old_key);
-    return found && durable_replace(handle, place, {.number = found->number, .key = *new_key, .bytes = copy});
+    const std::optional<Record> same = durable_find(handle, place, *new_key);
+    if (!found || (same && same->number != found->number)) {
+      return false;
+    }
+    durable_replace(handle, place, {.number = found->number, .key = *new_key, .bytes = copy});
+    return true;
   });
 }
 
@@ -62,15 +67,11 @@ int32_t cmf_get_cur_domain_id(void) {
   return guarded("cmf_get_cur_domain_id", -1, [] { return database() == nullptr ? -1 : kDomain; });
 }
 
-// With nothing pending this takes no lock, and so cannot fail for another process's sake.
 int32_t cmf_write_config(int32_t domain) {
   if (domain != kDomain) {
     return -1;
   }
-  return guarded("cmf_write_config", -1, [] {
-    const bool clean = database() != nullptr && !store_has_pending();
-    return clean || store_write([](sqlite3 *) { return true; }) ? 0 : -1;
-  });
+  return guarded("cmf_write_config", -1, [] { return store_write_pending() ? 0 : -1; });
 }
 
 int32_t __nCfg_sess_table_change_by_mkey(int32_t, uint32_t table, const void *old_record, const void *new_record,

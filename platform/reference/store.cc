@@ -1,6 +1,7 @@
 #include "platform/reference/store.h"
 
 #include <algorithm>
+#include <ctime>
 #include <map>
 #include <utility>
 
@@ -12,92 +13,63 @@
 namespace kelvane::reference {
 namespace {
 
-struct Pending {
+// A record as it is to be.
+struct Change {
   Place place;
   Record record;
-  bool appended;  // the record is new: no database has it under this number
+  bool appended;  // the record is new: the database does not have it under this number
 };
 
-constexpr int kAttempts = 3;
-
 using RecordId = std::pair<uint32_t, uint32_t>;  // table, key number
+using Changes = std::map<RecordId, Change>;      // in an order in which each record comes behind the one that owns it
 
-// In the order in which they were made: a change may need a name that one before it has freed.
-std::vector<Pending> pending;
+struct Pending {
+  Changes changes;
+  std::vector<HistoryEntry> passwords;
 
-RecordId id_of(const Pending &change) {
-  return {change.place.table->definition.number, change.record.number};
-}
+  size_t count() const { return changes.size() + passwords.size(); }
+};
 
-RecordId parent_of(const Pending &change) {
-  return {change.place.table->parent, change.place.parent_number};
-}
+Pending pending;
+uint64_t generation = 0;    // of the database that the pending changes are for
+bool write_failed = false;  // what the next write is to make durable has been dropped
 
 bool same_place(const Place &a, const Place &b) {
   return a.table == b.table && a.parent_number == b.parent_number;
 }
 
-// The record's newest change.
-Pending *find_pending(const Table &table, uint32_t number) {
-  const RecordId id = {table.definition.number, number};
-  const auto found =
-      std::find_if(pending.rbegin(), pending.rend(), [&](const Pending &change) { return id_of(change) == id; });
-  return found == pending.rend() ? nullptr : &*found;
+bool is_accounts(const Place &place) {
+  return place.table->definition.number == NCFG_TABLE_ACCOUNTS;
 }
 
-void report(const Pending &change, const char *what) {
-  message("platform: table %u, record \"%s\": %s\n", change.place.table->definition.number, change.record.key.c_str(),
-          what);
-}
-
-// Where a change goes in another database than the one that its numbers are of; false: nowhere.
-bool move_to(sqlite3 *handle, Pending &change, std::map<RecordId, uint32_t> &new_numbers) {
-  if (!change.appended) {
-    const std::optional<Record> found = durable_load(handle, change.place, change.record.number);
-    return found && found->key == change.record.key;
-  }
-  if (change.place.table->parent != 0) {
-    const auto parent = new_numbers.find(parent_of(change));
-    if (parent == new_numbers.end()) {
-      return false;
-    }
-    change.place.parent_number = parent->second;
-  }
-  const auto [number, first] = new_numbers.try_emplace(id_of(change));
-  if (first) {
-    number->second = take_key_number(handle, *change.place.table);
-  }
-  change.record.number = number->second;
-  return true;
-}
-
-void move_pending(sqlite3 *handle) {
-  std::map<RecordId, uint32_t> new_numbers;
-  std::vector<Pending> moved;
-  for (Pending change : pending) {
-    if (move_to(handle, change, new_numbers)) {
-      moved.push_back(std::move(change));
-    } else {
-      report(change, "is not in the new configuration");
-    }
-  }
-  pending = std::move(moved);
+const Change *find_change(const Changes &changes, const Place &place, uint32_t number) {
+  const auto found = changes.find({place.table->definition.number, number});
+  return found == changes.end() ? nullptr : &found->second;
 }
 
 // The connection, for the length of one call from outside: asked again, there may be another one, and this one closed.
 sqlite3 *current_database() {
-  static uint64_t known = 0;
   sqlite3 *handle = database();
-  if (handle != nullptr && known != database_generation()) {
-    forget_key_numbers();
-    move_pending(handle);
-    known = database_generation();
+  if (handle != nullptr && generation != database_generation()) {
+    const size_t dropped = pending.count();
+    store_drop();
+    generation = database_generation();
+    if (dropped > 0) {
+      message("platform: the configuration was replaced, %zu pending changes are dropped\n", dropped);
+      write_failed = true;
+    }
   }
   return handle;
 }
 
+// Null also for a place of another database.
+sqlite3 *database_of(const Place &place) {
+  sqlite3 *handle = current_database();
+  return place.generation == generation ? handle : nullptr;
+}
+
 std::optional<Record> load(sqlite3 *handle, const Place &place, uint32_t number) {
-  const Pending *change = find_pending(*place.table, number);
+  const Change *change = find_change(pending.changes, place, number);
   if (change == nullptr) {
     return durable_load(handle, place, number);
   }
@@ -111,16 +83,15 @@ std::optional<Record> find(sqlite3 *handle, const Place &place, std::string_view
   if (place.table->kind != TableKind::kKeyed || key.empty() || key.size() >= NCFG_NAME_SIZE) {
     return std::nullopt;
   }
-  for (const Pending &change : pending) {
+  for (const auto &[id, change] : pending.changes) {
     if (same_place(change.place, place) && change.record.key == key) {
-      const std::optional<Record> now = load(handle, place, change.record.number);
-      if (now && now->key == key) {
+      if (std::optional<Record> now = load(handle, place, change.record.number)) {
         return now;
       }
     }
   }
   std::optional<Record> found = durable_find(handle, place, key);
-  const bool renamed = found && find_pending(*place.table, found->number) != nullptr;
+  const bool renamed = found && find_change(pending.changes, place, found->number) != nullptr;
   return renamed ? std::nullopt : found;
 }
 
@@ -129,103 +100,164 @@ bool parent_exists(sqlite3 *handle, const Place &place) {
          load(handle, {.table = find_table(place.table->parent), .parent_number = 0}, place.parent_number);
 }
 
-Record record_of(const Table &table, uint32_t number, const std::string &key, const void *record) {
+void keep_change(const Place &place, uint32_t number, const std::string &key, const void *record, bool appended) {
   const auto *bytes = static_cast<const uint8_t *>(record);
-  return {.number = number, .key = key, .bytes = Bytes(bytes, bytes + table.definition.record_size)};
+  const size_t size = place.table->definition.record_size;
+  pending.changes.insert_or_assign(RecordId(place.table->definition.number, number),
+                                   Change{.place = place,
+                                          .record = {.number = number, .key = key, .bytes = Bytes(bytes, bytes + size)},
+                                          .appended = appended});
 }
 
-// Only a new name needs a place of its own in the order.
-void keep_change(const Place &place, Record record) {
-  Pending *earlier = find_pending(*place.table, record.number);
-  if (earlier != nullptr && (earlier->record.key == record.key || earlier == &pending.back())) {
-    earlier->record = std::move(record);
-  } else {
-    const bool appended = earlier != nullptr && earlier->appended;
-    pending.push_back({.place = place, .record = std::move(record), .appended = appended});
+std::vector<std::string> passwords_of(sqlite3 *handle, const std::string &account) {
+  std::vector<std::string> passwords;
+  for (auto entry = pending.passwords.rbegin(); entry != pending.passwords.rend(); ++entry) {
+    if (entry->account == account) {
+      passwords.push_back(entry->password);
+    }
   }
+  const Place accounts = {.table = find_table(NCFG_TABLE_ACCOUNTS), .parent_number = 0};
+  if (const std::optional<Record> record = find(handle, accounts, account)) {
+    const std::vector<std::string> durable = history_of(handle, record->number);
+    passwords.insert(passwords.end(), durable.begin(), durable.end());
+  }
+  passwords.resize(std::min<size_t>(passwords.size(), kHistoryLength));
+  return passwords;
 }
 
-// Writes pending changes one by one. What other processes did meanwhile decides where a record lands, but never makes
-// the whole fail: that would leave this process unable to write for ever.
+// Writes what is pending. What other processes did meanwhile decides where a record lands, but never makes the whole
+// fail: that would leave this process unable to write for ever.
 class Writer {
  public:
-  explicit Writer(sqlite3 *handle) : handle_(handle) {}
+  Writer(sqlite3 *handle, Pending what) : handle_(handle), what_(std::move(what)) {}
 
-  void write(Pending change) {
-    const RecordId id = id_of(change);
-    change.place.parent_number = current_number(parent_of(change));
-    change.record.number = current_number(id);
-    if (!change.appended || numbers_.count(id) != 0) {
-      replace(change);
-    } else if (append(change)) {
-      numbers_[id] = change.record.number;
+  void write() {
+    leave_out_taken_names();
+    free_names();
+    for (auto &[id, change] : what_.changes) {
+      if (change.appended) {
+        append(change);
+      } else if (durable_exists(handle_, id.first, id.second)) {
+        durable_replace(handle_, change.place, change.record);
+      } else {
+        report(change, "was deleted meanwhile");
+      }
+    }
+    for (const HistoryEntry &entry : what_.passwords) {
+      history_add(handle_, entry);
     }
   }
 
  private:
-  bool append(Pending &change) {
-    const Place &place = change.place;
+  // What is left out keeps the name that it has, for which another change may have hoped.
+  void leave_out_taken_names() {
+    for (auto at = what_.changes.begin(); at != what_.changes.end();) {
+      if (!wants_taken_name(at->second)) {
+        ++at;
+        continue;
+      }
+      report(at->second, "the name was given to another record meanwhile");
+      if (is_accounts(at->second.place)) {
+        forget_passwords(at->second.record.key);
+      }
+      what_.changes.erase(at);
+      at = what_.changes.begin();
+    }
+  }
+
+  bool wants_taken_name(const Change &change) {
+    if (change.appended) {
+      return false;
+    }
+    const std::optional<Record> same = durable_find(handle_, change.place, change.record.key);
+    return same && same->number != change.record.number && !is_renamed(change.place, *same);
+  }
+
+  bool is_renamed(const Place &place, const Record &durable) {
+    const Change *change = find_change(what_.changes, place, durable.number);
+    return change != nullptr && !change->appended && change->record.key != durable.key;
+  }
+
+  void forget_passwords(const std::string &account) {
+    std::vector<HistoryEntry> &entries = what_.passwords;
+    entries.erase(std::remove_if(entries.begin(), entries.end(),
+                                 [&](const HistoryEntry &entry) { return entry.account == account; }),
+                  entries.end());
+  }
+
+  // Gives the records that change their names others, longer than any record's, until all are written.
+  void free_names() {
+    for (const auto &[id, change] : what_.changes) {
+      const std::optional<Record> before =
+          change.appended ? std::nullopt : durable_load(handle_, change.place, change.record.number);
+      if (before && before->key != change.record.key) {
+        Record renamed = change.record;
+        renamed.key = std::string(NCFG_NAME_SIZE, '/') + std::to_string(renamed.number);
+        durable_replace(handle_, change.place, renamed);
+      }
+    }
+  }
+
+  void append(Change &change) {
+    Place &place = change.place;
+    const RecordId id(place.table->definition.number, change.record.number);
+    const auto parent = numbers_.find({place.table->parent, place.parent_number});
+    if (parent != numbers_.end()) {
+      place.parent_number = parent->second;
+    }
     if (place.table->parent != 0 && !durable_exists(handle_, place.table->parent, place.parent_number)) {
       report(change, "its owner was deleted meanwhile");
-      return false;
+      return;
     }
     if (const std::optional<Record> same = durable_find(handle_, place, change.record.key)) {
       report(change, "was also made by another process, and is replaced");
       change.record.number = same->number;
       durable_replace(handle_, place, change.record);
-      return true;
+    } else {
+      if (durable_exists(handle_, place.table->definition.number, change.record.number)) {
+        change.record.number = take_key_number_at_once(handle_, *place.table);
+      }
+      durable_insert(handle_, place, change.record);
     }
-    if (durable_exists(handle_, place.table->definition.number, change.record.number)) {
-      change.record.number = take_key_number_at_once(handle_, *place.table);
-    }
-    durable_insert(handle_, place, change.record);
-    return true;
+    numbers_[id] = change.record.number;
   }
 
-  void replace(const Pending &change) {
-    if (!durable_exists(handle_, change.place.table->definition.number, change.record.number)) {
-      report(change, "was deleted meanwhile");
-    } else if (!durable_replace(handle_, change.place, change.record)) {
-      report(change, "the name was given to another record meanwhile");
-    }
-  }
-
-  uint32_t current_number(const RecordId &id) {
-    const auto found = numbers_.find(id);
-    return found == numbers_.end() ? id.second : found->second;
+  static void report(const Change &change, const char *what) {
+    message("platform: table %u, record \"%s\": %s\n", change.place.table->definition.number, change.record.key.c_str(),
+            what);
   }
 
   sqlite3 *handle_;
+  Pending what_;
   std::map<RecordId, uint32_t> numbers_;  // under which the new records were written
 };
 
-void write_pending(sqlite3 *handle) {
-  Writer writer(handle);
-  for (const Pending &change : pending) {
-    writer.write(change);
-  }
-  history_write(handle);
-}
-
 }  // namespace
 
+std::optional<Place> store_table(const Table &table) {
+  if (current_database() == nullptr) {
+    return std::nullopt;
+  }
+  return Place{.table = &table, .parent_number = 0, .generation = generation};
+}
+
 std::optional<Record> store_find(const Place &place, std::string_view key) {
-  sqlite3 *handle = current_database();
+  sqlite3 *handle = database_of(place);
   return handle == nullptr ? std::nullopt : find(handle, place, key);
 }
 
 std::optional<Record> store_load(const Place &place, uint32_t number) {
-  sqlite3 *handle = current_database();
+  sqlite3 *handle = database_of(place);
   return handle == nullptr ? std::nullopt : load(handle, place, number);
 }
 
 std::vector<uint32_t> store_numbers(const Place &place) {
-  sqlite3 *handle = current_database();
+  sqlite3 *handle = database_of(place);
   if (handle == nullptr) {
     return {};
   }
   std::vector<uint32_t> numbers = durable_numbers(handle, place);
-  for (const Pending &change : pending) {
+  for (const auto &[id, change] : pending.changes) {
     if (change.appended && same_place(change.place, place)) {
       numbers.push_back(change.record.number);
     }
@@ -236,60 +268,88 @@ std::vector<uint32_t> store_numbers(const Place &place) {
 }
 
 bool store_change(const Place &place, uint32_t number, const void *record) {
-  sqlite3 *handle = current_database();
+  sqlite3 *handle = database_of(place);
   const std::optional<std::string> key = key_in_record(*place.table, record);
-  if (handle == nullptr || !key || !load(handle, place, number)) {
+  const std::optional<Record> before = handle == nullptr || !key ? std::nullopt : load(handle, place, number);
+  if (!before) {
     return false;
   }
   const std::optional<Record> same = find(handle, place, *key);
   if (same && same->number != number) {
     return false;
   }
-  keep_change(place, record_of(*place.table, number, *key, record));
+  const Change *earlier = find_change(pending.changes, place, number);
+  keep_change(place, number, *key, record, earlier != nullptr && earlier->appended);
+  for (HistoryEntry &entry : pending.passwords) {
+    if (is_accounts(place) && entry.account == before->key) {
+      entry.account = *key;
+    }
+  }
   return true;
 }
 
 bool store_append(const Place &place, const void *record) {
-  sqlite3 *handle = current_database();
+  sqlite3 *handle = database_of(place);
   const std::optional<std::string> key = key_in_record(*place.table, record);
   if (handle == nullptr || place.table->kind == TableKind::kSingle || !key || !parent_exists(handle, place) ||
       find(handle, place, *key)) {
     return false;
   }
-  const uint32_t number = take_key_number(handle, *place.table);
-  pending.push_back({.place = place, .record = record_of(*place.table, number, *key, record), .appended = true});
+  keep_change(place, take_key_number(handle, *place.table), *key, record, true);
   return true;
 }
 
-bool store_has_pending() {
-  return !pending.empty() || history_has_pending();
+std::vector<std::string> store_passwords(const std::string &account) {
+  sqlite3 *handle = current_database();
+  return handle == nullptr ? std::vector<std::string>() : passwords_of(handle, account);
+}
+
+void store_add_password(const std::string &account, const std::string &password) {
+  sqlite3 *handle = current_database();
+  if (handle == nullptr) {
+    return;
+  }
+  const std::vector<std::string> known = passwords_of(handle, account);
+  if (known.empty() || known.front() != password) {
+    pending.passwords.push_back({.account = account, .password = password, .time = time(nullptr)});
+  }
+}
+
+bool store_write_pending() {
+  const bool connected = current_database() != nullptr;
+  if (pending.count() > 0) {
+    return store_write([](sqlite3 *) { return true; });
+  }
+  return connected && !std::exchange(write_failed, false);
 }
 
 bool store_write(const std::function<bool(sqlite3 *)> &step) {
-  for (int attempt = 1; attempt <= kAttempts; ++attempt) {
-    sqlite3 *handle = current_database();
-    if (handle == nullptr) {
-      return false;
-    }
+  sqlite3 *handle = current_database();
+  if (handle == nullptr || std::exchange(write_failed, false)) {
+    return false;
+  }
+  {
     Transaction transaction(handle);
-    if (database_moved()) {
-      continue;  // while this waited for the lock: what is written here would be lost
-    }
-    write_pending(handle);
+    Writer(handle, pending).write();
     if (!step(handle)) {
       return false;
     }
     transaction.commit();
-    pending.clear();
-    history_drop();
-    return true;
   }
-  throw DatabaseError(SQLITE_BUSY, "the configuration database is moved away again and again");
+  const size_t written = pending.count();
+  const uint64_t written_to = generation;
+  pending = {};
+  current_database();
+  if (generation != written_to) {
+    message("platform: the configuration was replaced while it was written, %zu pending changes are lost\n", written);
+    return false;
+  }
+  return true;
 }
 
 void store_drop() {
-  pending.clear();
-  history_drop();
+  pending = {};
+  write_failed = false;
   forget_key_numbers();
 }
 

@@ -134,14 +134,63 @@ TEST_F(ReferenceRows, KeyNumberThatWasUsedMeanwhileIsNoMatter) {
   EXPECT_EQ((std::vector<uint32_t>{}), dashboard("admin"));
 }
 
+// ---- names that change while they are pending ----
+
+// What another process writes.
+void give_name(const std::string &from, const std::string &to) {
+  Sqlite().run(("UPDATE records SET key = '" + to + "', record = CAST('" + to +
+                "' AS BLOB) || zeroblob(length(record) - " + std::to_string(to.size()) + ") WHERE key = '" + from + "'")
+                   .c_str());
+}
+
 TEST_F(ReferenceRows, NameThatARecordHadOnlyWhileItWasPendingIsNobodys) {
+  ASSERT_EQ(0, append_account("theirs"));
+  ASSERT_EQ(0, write_config());
   ASSERT_EQ(0, append_account("draft"));
+  ASSERT_EQ(0, append_dashboard("draft", 3));
   ASSERT_EQ(0, commit_name("draft", "guest"));
-  Sqlite().run("UPDATE records SET key = 'draft' WHERE key = 'admin'");
+  give_name("theirs", "draft");
   EXPECT_EQ(0, write_config());
-  EXPECT_EQ(true, has_account("draft"));
-  EXPECT_EQ(true, has_account("guest"));
+  EXPECT_STREQ("", account("draft").password) << "as the other process left it";
+  EXPECT_EQ((std::vector<uint32_t>{}), dashboard("draft"));
+  EXPECT_STREQ("stored", account("guest").password);
+  EXPECT_EQ((std::vector<uint32_t>{3}), dashboard("guest"));
   EXPECT_EQ("", log_);
+}
+
+TEST_F(ReferenceRows, NameOfAnExchangeInBetweenIsNobodys) {
+  for (const char *name : {"a", "b", "theirs"}) {
+    ASSERT_EQ(0, append_account(name));
+    ASSERT_EQ(0, commit_password(name, name));
+  }
+  ASSERT_EQ(0, write_config());
+  ASSERT_EQ(0, commit_name("a", "spare"));
+  ASSERT_EQ(0, commit_name("b", "a"));
+  ASSERT_EQ(0, commit_name("spare", "b"));
+  give_name("theirs", "spare");
+  EXPECT_EQ(0, write_config());
+  EXPECT_EQ((std::vector<std::string>{"admin", "b", "a", "spare"}), names(NCFG_TABLE_ACCOUNTS));
+  EXPECT_STREQ("b", account("a").password);
+  EXPECT_STREQ("a", account("b").password);
+  EXPECT_STREQ("", account("spare").password);
+  EXPECT_EQ("", log_);
+}
+
+TEST_F(ReferenceRows, PasswordsFollowAPendingRename) {
+  ASSERT_EQ(0, append_account("guest"));
+  save(make_new_passwd(kFirst, 0), "guest");
+  ASSERT_EQ(0, write_config());
+  save(make_new_passwd(kUnused, 0), "guest");
+  ASSERT_EQ(0, commit_name("guest", "visitor"));
+  ASSERT_EQ(0, append_account("guest"));
+  for (const bool written : {false, true}) {
+    SCOPED_TRACE(written);
+    EXPECT_EQ(true, is_refused(kFirst, "visitor")) << "was durable under the old name";
+    EXPECT_EQ(true, is_refused(kUnused, "visitor")) << "was pending under the old name";
+    EXPECT_EQ(false, is_refused(kFirst, "guest"));
+    EXPECT_EQ(false, is_refused(kUnused, "guest"));
+    EXPECT_EQ(0, write_config());
+  }
 }
 
 TEST_F(ReferenceRows, RenameToANameThatWasGivenAwayMeanwhileIsNotWritten) {
@@ -149,14 +198,20 @@ TEST_F(ReferenceRows, RenameToANameThatWasGivenAwayMeanwhileIsNotWritten) {
   ASSERT_EQ(0, append_account("rival"));
   ASSERT_EQ(0, write_config());
   ASSERT_EQ(0, commit_name("guest", "visitor"));
+  save(make_new_passwd(kFirst, 0), "visitor");
   ASSERT_EQ(0, commit_password("admin", "changed"));
-  Sqlite().run("UPDATE records SET key = 'visitor' WHERE key = 'rival'");
+  ASSERT_EQ(0, commit_name("admin", "guest"));
+  give_name("rival", "visitor");
   EXPECT_EQ(0, write_config());
+  EXPECT_EQ((std::vector<std::string>{"admin", "guest", "visitor"}), names(NCFG_TABLE_ACCOUNTS));
+  EXPECT_EQ(0, rows("password_history"));
   EXPECT_NE(std::string::npos,
             log_.find("platform: table 340, record \"visitor\": the name was given to another record meanwhile\n"))
       << log_;
-  EXPECT_EQ(true, has_account("guest"));
-  EXPECT_STREQ("changed", account("admin").password);
+  EXPECT_NE(std::string::npos,
+            log_.find("platform: table 340, record \"guest\": the name was given to another record meanwhile\n"))
+      << "and keeps the name that the administrator was to have: " << log_;
+  EXPECT_STRNE("changed", account("admin").password);
 }
 
 }  // namespace

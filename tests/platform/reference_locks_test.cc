@@ -89,6 +89,29 @@ TEST_F(Reference, ConnectionDoesNotWaitForEver) {
   EXPECT_TRUE(logged("another process holds the configuration folder"));
 }
 
+TEST_F(Reference, ConnectionThatCannotBeMadeAgainLeavesWhatIsPending) {
+  ASSERT_EQ(0, conf_init());
+  cmf_query *query = cmf_query_create(NCFG_TABLE_ACCOUNTS);
+  ASSERT_EQ(0, append_account("guest"));
+  const std::string moved = reference_database_path() + ".moved";
+  std::filesystem::rename(reference_database_path(), moved);
+  instead_of_flock = [](int, int) {
+    errno = EIO;
+    return -1;
+  };
+  EXPECT_NE(0, write_config());
+  EXPECT_EQ(nullptr, find<ncfg_account>(query, "guest"));
+  EXPECT_GT(0, append_account("another"));
+  instead_of_flock = nullptr;
+  EXPECT_TRUE(logged("cannot lock the configuration folder"));
+  EXPECT_FALSE(std::filesystem::exists(reference_database_path()));
+  std::filesystem::rename(moved, reference_database_path());
+  EXPECT_NE(nullptr, find<ncfg_account>(query, "guest")) << "pending still";
+  cmf_query_free(query);
+  EXPECT_EQ(0, write_config());
+  EXPECT_EQ(1, rows("records WHERE key = 'guest'"));
+}
+
 TEST_F(Reference, LockedDatabaseLosesAnEventButNothingElse) {
   ASSERT_EQ(0, conf_init());
   Sqlite other;

@@ -1,10 +1,12 @@
 // What becomes of a process whose database another one sets aside and makes anew.
-#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
-#include <cstdarg>
+#include <cerrno>
+#include <cstdio>
 #include <filesystem>
 #include <functional>
+#include <utility>
 
 #include "tests/platform/reference_fixture.h"
 #include "tests/platform/reference_rows.h"
@@ -60,155 +62,295 @@ TEST_F(Reference, KeyNumbersOfAReplacedDatabaseAreNotUsedInTheNewOne) {
   EXPECT_EQ(0, write_config());
 }
 
-TEST_F(Reference, RecordsThatArePendingWhenTheDatabaseIsReplacedGetNumbersOfTheNewOne) {
-  OtherProcess other([](OtherProcess &self) { replace_when_told(self, "theirs"); });
-  ASSERT_EQ(0, conf_init());
-  append_with_entries("ours");
-  ASSERT_EQ(0, commit_password("ours", "later"));
-  other.tell();
-  ASSERT_TRUE(other.succeeded());
-  EXPECT_EQ((std::vector<std::string>{"admin", "theirs", "ours"}), names(NCFG_TABLE_ACCOUNTS)) << "pending still";
-  EXPECT_EQ(kEntries, dashboard("ours"));
-  ASSERT_EQ(0, write_config());
-  EXPECT_EQ((std::vector<std::string>{"admin", "theirs", "ours"}), names(NCFG_TABLE_ACCOUNTS));
-  EXPECT_STREQ("later", account("ours").password);
-  for (const char *name : {"theirs", "ours"}) {
-    EXPECT_EQ(kEntries, dashboard(name)) << name;
-  }
-  EXPECT_EQ(0, records_with_numbers_never_set_aside());
-}
-
-TEST_F(Reference, ChangesThatArePendingWhenTheDatabaseIsReplacedChangeTheSameRecordsOnly) {
-  OtherProcess other([](OtherProcess &self) { replace_when_told(self, "rival"); });
-  ASSERT_EQ(0, conf_init());
-  ASSERT_EQ(0, append_account("guest"));
-  account("guest");
-  const uint32_t number = nCfg_query(NCFG_TABLE_ACCOUNTS)->found_key_number;
-  ASSERT_EQ(0, write_config());
-  ASSERT_EQ(0, commit_password("guest", "the guest's"));
-  ASSERT_EQ(0, append_dashboard("guest", 77));
-  ASSERT_EQ(0, commit_password("admin", "changed"));
-  other.tell();
-  ASSERT_TRUE(other.succeeded());
-  EXPECT_EQ(0, write_config());
-  EXPECT_STREQ("stored", account("rival").password);
-  EXPECT_EQ(number, nCfg_query(NCFG_TABLE_ACCOUNTS)->found_key_number) << "the numbers are the same by chance";
-  EXPECT_EQ(kEntries, dashboard("rival"));
-  EXPECT_STREQ("changed", account("admin").password);
-  EXPECT_EQ((std::vector<std::string>{"admin", "rival"}), names(NCFG_TABLE_ACCOUNTS));
-  EXPECT_TRUE(logged("platform: table 340, record \"guest\": is not in the new configuration\n"));
-  EXPECT_TRUE(logged("platform: table 354, record \"\": is not in the new configuration\n"));
-}
-
-// ---- in the midst of a call ----
-
-// While it lives, the database is moved away in front of the system call that SQLite makes as the countth of its kind.
-class MovedAway {
- public:
-  MovedAway(const char *call, int count) : call_(call) {
-    left = count;
-    machine()->xSetSystemCall(machine(), call,
-                              std::string(call) == "stat" ? reinterpret_cast<sqlite3_syscall_ptr>(look)
-                                                          : reinterpret_cast<sqlite3_syscall_ptr>(lock));
-  }
-  ~MovedAway() { machine()->xSetSystemCall(machine(), call_, nullptr); }
-  MovedAway(const MovedAway &) = delete;
-  MovedAway &operator=(const MovedAway &) = delete;
-
-  static inline int left = 0;
-
- private:
-  static sqlite3_vfs *machine() { return sqlite3_vfs_find(nullptr); }
-  static void count() {
-    if (left > 0 && --left == 0) {
-      move_away();
+std::vector<std::string> lines_with(const std::string &part) {
+  std::vector<std::string> found;
+  for (const std::string &line : log_lines) {
+    if (line.find(part) != std::string::npos) {
+      found.push_back(line);
     }
   }
-  static int look(const char *path, struct stat *status) {
-    count();
-    return stat(path, status);
-  }
-  static int lock(int file, int command, ...) {
-    count();
-    va_list arguments;
-    va_start(arguments, command);
-    void *argument = va_arg(arguments, void *);
-    va_end(arguments);
-    return fcntl(file, command, argument);
-  }
+  return found;
+}
 
-  const char *call_;
-};
-
-struct Call {
-  const char *name;
-  std::function<void()> make;
-};
+// In the new database the first account has the number of the first of the old one, by chance.
+TEST_F(Reference, WhatIsPendingWhenTheDatabaseIsReplacedIsDroppedAndTheNextWriteFails) {
+  OtherProcess other([](OtherProcess &self) { replace_when_told(self, "rival"); });
+  ASSERT_EQ(0, conf_init());
+  append_with_entries("guest");
+  append_with_entries("visitor");
+  ASSERT_EQ(0, write_config());
+  ASSERT_EQ(0, commit_password("guest", "changed"));
+  ASSERT_EQ(0, commit_name("visitor", "caller"));
+  ASSERT_EQ(0, append_dashboard("guest", 77));
+  ASSERT_EQ(0, append_dashboard("admin", 77));
+  cmf_query *entries =
+      cmf_query_create_child_with_key(nCfg_query(NCFG_TABLE_ACCOUNTS), NCFG_TABLE_ACCOUNT_DASHBOARD, "guest");
+  static_cast<ncfg_dashboard_entry *>(cmf_query_table_head(entries))->widget = 77;
+  ASSERT_EQ(0, cmf_query_commit(entries));
+  cmf_query_free(entries);
+  append_with_entries("ours");
+  ncfg_account admin = account("admin");
+  snprintf(admin.password, sizeof admin.password, "pending");
+  passwd_policy_save_info(&admin);
+  other.tell();
+  ASSERT_TRUE(other.succeeded());
+  log_lines.clear();
+  EXPECT_EQ((std::vector<std::string>{"admin", "rival"}), names(NCFG_TABLE_ACCOUNTS));
+  EXPECT_EQ(std::vector<std::string>{"platform: the configuration was replaced, 15 pending changes are dropped\n"},
+            log_lines);
+  EXPECT_NE(0, write_config());
+  EXPECT_EQ(0, write_config());
+  EXPECT_EQ((std::vector<std::string>{"admin", "rival"}), names(NCFG_TABLE_ACCOUNTS));
+  EXPECT_STREQ("stored", account("rival").password);
+  EXPECT_EQ(kEntries, dashboard("rival"));
+  EXPECT_EQ((std::vector<uint32_t>{}), dashboard("admin"));
+  EXPECT_EQ(0, rows("password_history"));
+  EXPECT_EQ(1u, log_lines.size());
+}
 
 int32_t change_admin_in_session() {
   ncfg_account changed = new_account("admin", "session");
   return __nCfg_sess_table_change_by_mkey(0, NCFG_TABLE_ACCOUNTS, &changed, &changed, 0);
 }
 
+TEST_F(Reference, SessionChangeThatWouldTakeAlongWhatWasDroppedFailsOnce) {
+  OtherProcess other([](OtherProcess &self) { replace_when_told(self); });
+  ASSERT_EQ(0, conf_init());
+  ASSERT_EQ(0, append_account("guest"));
+  other.tell();
+  ASSERT_TRUE(other.succeeded());
+  EXPECT_GT(0, change_admin_in_session());
+  EXPECT_STRNE("session", account("admin").password);
+  EXPECT_EQ(0, change_admin_in_session());
+  EXPECT_STREQ("session", account("admin").password);
+  EXPECT_EQ(0, write_config());
+}
+
+TEST_F(Reference, WhatWasWrittenBeforeTheDatabaseWasReplacedFailsNothing) {
+  OtherProcess other([](OtherProcess &self) { replace_when_told(self); });
+  ASSERT_EQ(0, conf_init());
+  ASSERT_EQ(0, append_account("guest"));
+  ASSERT_EQ(0, write_config());
+  other.tell();
+  ASSERT_TRUE(other.succeeded());
+  EXPECT_EQ(0, write_config());
+  EXPECT_EQ(0, change_admin_in_session());
+  EXPECT_TRUE(lines_with("replaced").empty());
+}
+
+TEST_F(Reference, QueryOfAReplacedDatabaseHasNothingToDoWithTheNewOne) {
+  OtherProcess other([](OtherProcess &self) { replace_when_told(self, "rival"); });
+  ASSERT_EQ(0, conf_init());
+  append_with_entries("guest");
+  ASSERT_EQ(0, write_config());
+  cmf_query *found = cmf_query_create(NCFG_TABLE_ACCOUNTS);
+  cmf_query *shared = nCfg_query(NCFG_TABLE_ACCOUNTS);
+  cmf_query *walk = cmf_query_create(NCFG_TABLE_ACCOUNTS);
+  cmf_query *settings = cmf_query_create(NCFG_TABLE_SYSTEM_SETTINGS);
+  for (cmf_query *query : {found, shared}) {
+    ncfg_account *guest = find<ncfg_account>(query, "guest");
+    ASSERT_NE(nullptr, guest);
+    snprintf(guest->password, sizeof guest->password, "changed");
+  }
+  const uint32_t number = found->found_key_number;
+  cmf_query *entries = cmf_query_create_child_with_key(found, NCFG_TABLE_ACCOUNT_DASHBOARD, "guest");
+  ASSERT_NE(nullptr, cmf_query_table_head(entries));
+  ASSERT_NE(nullptr, cmf_query_table_head(walk));
+  other.tell();
+  ASSERT_TRUE(other.succeeded());
+  const ncfg_account another = new_account("another");
+  const ncfg_dashboard_entry entry = {.widget = 77, .column = 1, .open = 1, .height = 300, .reserved = {}};
+  EXPECT_GT(0, cmf_query_commit(found));
+  EXPECT_GT(0, cmf_query_commit(shared));
+  EXPECT_GT(0, cmf_query_commit(entries));
+  EXPECT_GT(0, cmf_query_table_append(found, &another));
+  EXPECT_GT(0, cmf_query_table_append(entries, &entry));
+  EXPECT_GT(0, add_default_gui_dashboard(entries, &another, 0, 0, 1));
+  EXPECT_EQ(nullptr, cmf_query_get_next(walk));
+  EXPECT_EQ(nullptr, cmf_query_get_next(entries));
+  EXPECT_EQ(nullptr, cmf_query_table_head(entries));
+  EXPECT_EQ(nullptr, cmf_query_update(settings));
+  EXPECT_EQ(nullptr, cmf_query_create_child_with_key(found, NCFG_TABLE_ACCOUNT_DASHBOARD, "admin"));
+  EXPECT_EQ(nullptr, find<ncfg_account>(found, "admin"));
+  for (cmf_query *query : {found, walk, settings, entries}) {
+    cmf_query_free(query);
+  }
+  EXPECT_EQ(0, write_config());
+  EXPECT_EQ((std::vector<std::string>{"admin", "rival"}), names(NCFG_TABLE_ACCOUNTS));
+  EXPECT_STREQ("stored", account("rival").password);
+  EXPECT_EQ(number, shared->found_key_number) << "the shared query, opened again";
+  EXPECT_EQ(kEntries, dashboard("rival"));
+}
+
+// Its number is another account's by then; the record stays where it was lent.
+TEST_F(Reference, RecordThatTheSharedQueryLentCannotBeCommittedToAReplacedDatabase) {
+  OtherProcess other([](OtherProcess &self) { replace_when_told(self, "rival"); });
+  ASSERT_EQ(0, conf_init());
+  append_with_entries("guest");
+  ASSERT_EQ(0, write_config());
+  cmf_query *shared = nCfg_query(NCFG_TABLE_ACCOUNTS);
+  const ncfg_account *guest = find<ncfg_account>(shared, "guest");
+  other.tell();
+  ASSERT_TRUE(other.succeeded());
+  EXPECT_EQ(shared, nCfg_query(NCFG_TABLE_ACCOUNTS)) << "opened again";
+  EXPECT_STREQ("guest", guest->name);
+  EXPECT_GT(0, cmf_query_commit(shared));
+  EXPECT_EQ((std::vector<std::string>{"admin", "rival"}), names(NCFG_TABLE_ACCOUNTS));
+}
+
+// ---- in the midst of a call ----
+
+// While it lives, something happens in front of the system call that SQLite makes as the countth of its kind.
+class InFrontOf {
+ public:
+  InFrontOf(const char *call, int count, std::function<int()> happens) : call_(call) {
+    left = count;
+    happens_ = std::move(happens);
+    if (call_ == "stat") {
+      replace("stat", reinterpret_cast<sqlite3_syscall_ptr>(look));
+    } else {
+      replace("pwrite", reinterpret_cast<sqlite3_syscall_ptr>(write));
+      replace("pwrite64", reinterpret_cast<sqlite3_syscall_ptr>(write));
+    }
+  }
+  ~InFrontOf() {
+    for (const char *call : {"stat", "pwrite", "pwrite64"}) {
+      replace(call, nullptr);
+    }
+  }
+  InFrontOf(const InFrontOf &) = delete;
+  InFrontOf &operator=(const InFrontOf &) = delete;
+
+  static inline int left = 0;
+
+ private:
+  static void replace(const char *call, sqlite3_syscall_ptr by) {
+    sqlite3_vfs *machine = sqlite3_vfs_find(nullptr);
+    machine->xSetSystemCall(machine, call, by);
+  }
+  // 0, or the error that the call is to have.
+  static int count() { return left > 0 && --left == 0 ? happens_() : 0; }
+  static int look(const char *path, struct stat *status) {
+    errno = count();
+    return errno != 0 ? -1 : stat(path, status);
+  }
+  static ssize_t write(int file, const void *from, size_t size, off_t at) {
+    errno = count();
+    return errno != 0 ? -1 : pwrite(file, from, size, at);
+  }
+
+  static inline std::function<int()> happens_;
+  const std::string call_;
+};
+
+int move_database_away() {
+  move_away();
+  return 0;
+}
+
+struct Call {
+  const char *name;
+  bool writes;
+  std::function<int32_t()> make;
+};
+
+constexpr char kKey[] = "ssh-ed25519 AAAAC3NzaC1lZDI1NTE5AAAAIHFxcXFxcXFxcXFxcXFxcXFxcXFxcXFxcXFxcXFxcXFx";
+
 const Call kCalls[] = {
-    {"Find", [] { has_account("guest"); }},
-    {"Walk", [] { names(NCFG_TABLE_ACCOUNTS); }},
-    {"Commit", [] { commit_password("admin", "again"); }},
-    {"Append", [] { append_account("another"); }},
-    {"AppendChild", [] { append_dashboard("admin", 1); }},
-    {"Write", [] { write_config(); }},
-    {"Session", [] { change_admin_in_session(); }},
-    {"Delete", [] { nCfg_table_delete_by_mkey(NCFG_TABLE_ACCOUNTS, "guest"); }},
-    {"History",
+    {"Find", false, [] { return has_account("guest") ? 0 : -1; }},
+    {"Walk", false, [] { return names(NCFG_TABLE_ACCOUNTS).empty() ? -1 : 0; }},
+    {"Commit", false, [] { return commit_password("admin", "again"); }},
+    {"Append", false, [] { return append_account("another"); }},
+    {"AppendChild", false, [] { return append_dashboard("admin", 1); }},
+    {"Write", true, [] { return write_config(); }},
+    {"Session", true, [] { return change_admin_in_session(); }},
+    {"Delete", true, [] { return nCfg_table_delete_by_mkey(NCFG_TABLE_ACCOUNTS, "guest"); }},
+    {"Key", true, [] { return ssh_pubkey_data_set("guest", kKey, 1); }},
+    {"History", false,
      [] {
        ncfg_account admin = new_account("admin", "another");
        passwd_policy_save_info(&admin);
+       return 0;
      }},
 };
 
-class MovedDuring : public Reference, public ::testing::WithParamInterface<Call> {};
-
-TEST_P(MovedDuring, TheCallUsesOneDatabaseToItsEndAndTheNextOneTheNew) {
-  for (int count = 1, left = 0; left == 0; ++count) {
-    SCOPED_TRACE(count);
-    ASSERT_GT(100, count);
+class MovedDuring : public Reference, public ::testing::WithParamInterface<Call> {
+ protected:
+  static void prepare() {
     platform_conformance_reset();
     ASSERT_EQ(0, conf_init());
     ASSERT_EQ(0, append_account("guest"));
     ASSERT_EQ(0, write_config());
     ASSERT_EQ(0, commit_password("guest", "changed"));
     ASSERT_EQ(0, commit_password("admin", "changed"));
-    {
-      const MovedAway moved("stat", count);
-      GetParam().make();
-      left = MovedAway::left;
+  }
+};
+
+// Whichever of them notices, one write fails: the call, or the next one.
+TEST_P(MovedDuring, TheCallUsesOneDatabaseToItsEndAndTheNextOneTheNew) {
+  for (const char *system_call : {"stat", "pwrite"}) {
+    for (int count = 1, left = 0; left == 0; ++count) {
+      SCOPED_TRACE(std::string(system_call) + " " + std::to_string(count));
+      ASSERT_GT(100, count);
+      prepare();
+      int failed = 0;
+      {
+        const InFrontOf moved(system_call, count, move_database_away);
+        failed += GetParam().make() != 0 && GetParam().writes ? 1 : 0;
+        left = InFrontOf::left;
+      }
+      EXPECT_FALSE(logged("misuse")) << "SQLite's word for a connection that was closed";
+      EXPECT_STRNE(left == 0 ? "changed" : "", account("admin").password);
+      ASSERT_EQ(0, commit_password("admin", "later"));
+      ASSERT_EQ(0, append_account("after"));
+      failed += write_config() != 0 ? 1 : 0;
+      EXPECT_EQ(left == 0 ? 1 : 0, failed);
+      ASSERT_EQ(0, write_config());
+      conf_end();
+      ASSERT_EQ(0, conf_init());
+      EXPECT_STREQ("later", account("admin").password);
+      EXPECT_TRUE(has_account("after"));
+      EXPECT_EQ(left != 0 && std::string(GetParam().name) != "Delete", has_account("guest"));
+      conf_end();
     }
-    EXPECT_FALSE(logged("misuse")) << "SQLite's word for a connection that was closed";
-    ASSERT_EQ(0, commit_password("admin", "later"));
-    ASSERT_EQ(0, append_account("after"));
-    ASSERT_EQ(0, write_config());
+  }
+}
+
+TEST_P(MovedDuring, ALookThatFailsOnceIsNoReplacement) {
+  for (int count = 1, left = 0; left == 0; ++count) {
+    SCOPED_TRACE(count);
+    ASSERT_GT(100, count);
+    prepare();
+    {
+      const InFrontOf failing("stat", count, [] { return EIO; });
+      EXPECT_EQ(0, GetParam().make());
+      left = InFrontOf::left;
+    }
+    EXPECT_STRNE("*", account("admin").password) << "what is pending, or was written";
+    EXPECT_EQ(0, write_config());
+    EXPECT_TRUE(lines_with("replaced").empty());
     conf_end();
     ASSERT_EQ(0, conf_init());
-    EXPECT_STREQ("later", account("admin").password);
-    EXPECT_TRUE(has_account("after"));
+    EXPECT_STRNE("*", account("admin").password);
     conf_end();
   }
 }
 INSTANTIATE_TEST_SUITE_P(Each, MovedDuring, ::testing::ValuesIn(kCalls),
                          [](const auto &call) { return std::string(call.param.name); });
 
-TEST_F(Reference, WriteThatFindsTheDatabaseMovedWhenItHasTheLockGoesToTheNewOne) {
+TEST_F(Reference, WriteIntoADatabaseThatIsMovedAwayMeanwhileFailsAndIsReported) {
   ASSERT_EQ(0, conf_init());
   ASSERT_EQ(0, append_account("guest"));
+  ASSERT_EQ(0, append_dashboard("guest", 1));
+  log_lines.clear();
   {
-    const MovedAway moved("fcntl", 1);
-    EXPECT_EQ(0, change_admin_in_session());
-    ASSERT_EQ(0, MovedAway::left);
+    const InFrontOf moved("pwrite", 1, move_database_away);
+    EXPECT_NE(0, write_config());
+    ASSERT_EQ(0, InFrontOf::left);
   }
-  conf_end();
-  ASSERT_EQ(0, conf_init());
-  EXPECT_STREQ("session", account("admin").password);
-  EXPECT_TRUE(has_account("guest"));
+  EXPECT_EQ(1u, lines_with("the configuration was replaced while it was written, 2 pending changes are lost").size());
+  EXPECT_EQ(0, write_config());
+  EXPECT_EQ((std::vector<std::string>{"admin"}), names(NCFG_TABLE_ACCOUNTS));
 }
 
 }  // namespace
