@@ -70,8 +70,8 @@ int32_t cmf_write_config(int32_t domain);
 
 /* ---- queries ------------------------------------------------------------------------------------------------- */
 
-/* The shared query of a top-level table, lent until conf_end; null for an unknown table. It is never freed by the
- * caller. */
+/* The shared query of a top-level table, lent until conf_end; null for an unknown table or on failure. It is never
+ * freed by the caller. */
 struct cmf_query *nCfg_query(uint32_t table);
 
 /* A query of the caller's own on a top-level table, to be freed with cmf_query_free; null on failure. */

@@ -306,6 +306,7 @@ TEST_P(MovedDuring, TheCallUsesOneDatabaseToItsEndAndTheNextOneTheNew) {
       failed += write_config() != 0 ? 1 : 0;
       EXPECT_EQ(left == 0 ? 1 : 0, failed);
       ASSERT_EQ(0, write_config());
+      EXPECT_EQ(1, rows("records WHERE key = 'after'")) << "its log file is where others look for it";
       conf_end();
       ASSERT_EQ(0, conf_init());
       EXPECT_STREQ("later", account("admin").password);
