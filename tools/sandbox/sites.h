@@ -2,7 +2,7 @@
 //   memory    malloc, calloc and realloc in the agent's own code (the libraries' allocations are not counted)
 //   file      the calls that take a path
 //   bytes     read, write and fstat on the files that the agent opened, and sync
-//   system    the other calls into the operating system, dup2 among them (with the name of the file that had the number before)
+//   system    the other calls into the operating system; dup2 has the name of the file that had the number before
 //   platform  the calls into the platform
 //   request   the transfers
 //   database  what SQLite does to the files of the configuration database, on the agent's behalf, with the call into
