@@ -9,6 +9,7 @@
 #include <cstring>
 #include <iterator>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "platform/platform.h"
@@ -75,20 +76,22 @@ std::string quality_fault(const char *password, const std::string &user) {
   return reason == nullptr || *reason == '\0' ? "The password is too weak" : reason;
 }
 
-std::string current_hash(const std::string &user) {
+// Nothing when there is no such account.
+std::optional<std::string> current_hash(const std::string &user) {
   const std::optional<Place> accounts = store_table(*find_table(NCFG_TABLE_ACCOUNTS));
   const std::optional<Record> found = accounts ? store_find(*accounts, user) : std::nullopt;
   if (!found) {
-    return {};
+    return std::nullopt;
   }
   const char *field = reinterpret_cast<const char *>(found->bytes.data()) + offsetof(ncfg_account, password);
-  return {field, strnlen(field, NCFG_PASSWORD_SIZE)};
+  return std::string(field, strnlen(field, NCFG_PASSWORD_SIZE));
 }
 
 // The password that the account has at present is no reuse: a first boot that was cut off after the account had been
-// stored comes again with the same one.
+// stored comes again with the same one. Nor is one that was remembered for an account that could not be added.
 bool is_reused(const char *password, const std::string &user) {
-  if (user.empty() || is_password(password, current_hash(user))) {
+  const std::optional<std::string> current = current_hash(user);
+  if (!current || is_password(password, *current)) {
     return false;
   }
   const std::vector<std::string> history = store_passwords(user);

@@ -225,6 +225,7 @@ TEST_F(ReferenceAccounts, HistoryGoesWithItsAccount) {
 TEST_F(ReferenceAccounts, HistoryOfAnAccountThatWasNotAddedIsNotWritten) {
   ncfg_account guest = new_account("guest", make_new_passwd(kFirst, 0));
   passwd_policy_save_info(&guest);
+  EXPECT_EQ("", refusal(kFirst, "guest")) << "who could not add it tries again";
   ASSERT_EQ(0, write_config());
   EXPECT_EQ("", refusal(kFirst, "guest"));
   ASSERT_EQ(0, append_account("guest"));
