@@ -105,7 +105,8 @@ void *lend_first(Query &query) {
   return lend_next(query);
 }
 
-// Runs a look-up that ends with nothing lent when it fails.
+// Runs a look-up that ends with nothing lent when it fails. The record lent before, in which its key may stand, is there
+// to its end.
 template <typename LookUp>
 void *look_up(const char *call, cmf_query *query, LookUp body) {
   if (query == nullptr) {
@@ -113,8 +114,10 @@ void *look_up(const char *call, cmf_query *query, LookUp body) {
   }
   void *failure = nullptr;
   return guarded(call, failure, [&] {
-    lend(*own(query), std::nullopt);
-    return body(*own(query));
+    Query &one = *own(query);
+    const Bytes before = std::exchange(one.lent, {});
+    lend(one, std::nullopt);
+    return body(one);
   });
 }
 

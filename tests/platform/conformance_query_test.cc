@@ -60,6 +60,13 @@ TEST_F(Query, FindsNothingForAnUnknownKeyAndHasNoKeyNumberThen) {
   }
 }
 
+TEST_F(Query, FindsTheKeyThatStandsInTheRecordItHasLent) {
+  cmf_query *query = nCfg_query(NCFG_TABLE_ACCOUNTS);
+  const ncfg_account *admin = find<ncfg_account>(query, "admin");
+  ASSERT_NE(nullptr, admin);
+  EXPECT_NE(nullptr, find<ncfg_account>(query, admin->name));
+}
+
 TEST_F(Query, FindWithoutAProperKeyEndsTheLoan) {
   cmf_query *query = cmf_query_create(NCFG_TABLE_ACCOUNTS);
   ASSERT_NE(nullptr, find<ncfg_account>(query, "admin"));
