@@ -105,8 +105,8 @@ void *lend_first(Query &query) {
   return lend_next(query);
 }
 
-// Runs a look-up that ends with nothing lent when it fails. The record lent before, in which its key may stand, is there
-// to its end.
+// Runs a look-up that ends with nothing lent when it fails. The record lent before is there to its end: the key may
+// stand in it.
 template <typename LookUp>
 void *look_up(const char *call, cmf_query *query, LookUp body) {
   if (query == nullptr) {
