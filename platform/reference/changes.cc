@@ -1,7 +1,7 @@
 #include "platform/reference/changes.h"
 
 #include <algorithm>
-#include <string>
+#include <set>
 
 #include "platform/platform.h"
 #include "platform/reference/key_numbers.h"
@@ -13,21 +13,23 @@ class Writer {
  public:
   Writer(sqlite3 *handle, Pending what) : handle_(handle), what_(std::move(what)) {}
 
-  void write() {
+  std::vector<std::string> write() {
     leave_out_taken_names();
     free_names();
+    for (const auto &[id, change] : what_.changes) {
+      if (!change.appended) {
+        replace(change);
+      }
+    }
     for (auto &[id, change] : what_.changes) {
       if (change.appended) {
         append(change);
-      } else if (durable_exists(handle_, id.first, id.second)) {
-        durable_replace(handle_, change.place, change.record);
-      } else {
-        report(change, "was deleted meanwhile");
       }
     }
     for (const HistoryEntry &entry : what_.passwords) {
       history_add(handle_, entry);
     }
+    return std::move(report_);
   }
 
  private:
@@ -38,9 +40,14 @@ class Writer {
         ++at;
         continue;
       }
-      report(at->second, "the name was given to another record meanwhile");
+      report(at->second, "another record has the name");
       if (at->second.place.table->definition.number == NCFG_TABLE_ACCOUNTS) {
-        forget_passwords(at->second.record.key);
+        what_.forget_passwords(at->second.record.key);
+      }
+      if (at->second.appended) {
+        numbers_[at->first] = 0;
+      } else {
+        left_out_.insert(at->first);
       }
       what_.changes.erase(at);
       at = what_.changes.begin();
@@ -48,23 +55,17 @@ class Writer {
   }
 
   bool wants_taken_name(const Change &change) {
-    if (change.appended) {
+    const std::optional<Record> same = durable_find(handle_, change.place, change.record.key);
+    if (!same) {
       return false;
     }
-    const std::optional<Record> same = durable_find(handle_, change.place, change.record.key);
-    return same && same->number != change.record.number && !is_renamed(change.place, *same);
+    return change.appended ? left_out_.count({change.place.table->definition.number, same->number}) != 0
+                           : same->number != change.record.number && !is_renamed(change.place, *same);
   }
 
   bool is_renamed(const Place &place, const Record &durable) {
     const Change *change = find_change(what_.changes, place, durable.number);
     return change != nullptr && !change->appended && change->record.key != durable.key;
-  }
-
-  void forget_passwords(const std::string &account) {
-    std::vector<HistoryEntry> &entries = what_.passwords;
-    entries.erase(std::remove_if(entries.begin(), entries.end(),
-                                 [&](const HistoryEntry &entry) { return entry.account == account; }),
-                  entries.end());
   }
 
   // Gives the records that change their names others, longer than any record's, until all are written.
@@ -80,6 +81,14 @@ class Writer {
     }
   }
 
+  void replace(const Change &change) {
+    if (durable_exists(handle_, change.place.table->definition.number, change.record.number)) {
+      durable_replace(handle_, change.place, change.record);
+    } else {
+      report(change, "was deleted meanwhile");
+    }
+  }
+
   void append(Change &change) {
     Place &place = change.place;
     const RecordId id(place.table->definition.number, change.record.number);
@@ -88,7 +97,7 @@ class Writer {
       place.parent_number = parent->second;
     }
     if (place.table->parent != 0 && !durable_exists(handle_, place.table->parent, place.parent_number)) {
-      report(change, "its owner was deleted meanwhile");
+      report(change, "its owner is not there");
       return;
     }
     if (const std::optional<Record> same = durable_find(handle_, place, change.record.key)) {
@@ -104,25 +113,33 @@ class Writer {
     numbers_[id] = change.record.number;
   }
 
-  static void report(const Change &change, const char *what) {
-    message("platform: table %u, record \"%s\": %s\n", change.place.table->definition.number, change.record.key.c_str(),
-            what);
+  void report(const Change &change, const char *what) {
+    report_.push_back("table " + std::to_string(change.place.table->definition.number) + ", record \"" +
+                      change.record.key + "\": " + what);
   }
 
   sqlite3 *handle_;
   Pending what_;
-  std::map<RecordId, uint32_t> numbers_;  // under which the new records were written
+  std::set<RecordId> left_out_;           // records that keep the names they were to give up
+  std::map<RecordId, uint32_t> numbers_;  // under which the new records were written; 0: it was not
+  std::vector<std::string> report_;
 };
 
 }  // namespace
+
+void Pending::forget_passwords(const std::string &account) {
+  passwords.erase(std::remove_if(passwords.begin(), passwords.end(),
+                                 [&](const HistoryEntry &entry) { return entry.account == account; }),
+                  passwords.end());
+}
 
 const Change *find_change(const Changes &changes, const Place &place, uint32_t number) {
   const auto found = changes.find({place.table->definition.number, number});
   return found == changes.end() ? nullptr : &found->second;
 }
 
-void write_changes(sqlite3 *database, Pending what) {
-  Writer(database, std::move(what)).write();
+std::vector<std::string> write_changes(sqlite3 *database, Pending what) {
+  return Writer(database, std::move(what)).write();
 }
 
 }  // namespace kelvane::reference

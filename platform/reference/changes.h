@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -30,14 +31,16 @@ struct Pending {
   std::vector<HistoryEntry> passwords;
 
   size_t count() const { return changes.size() + passwords.size(); }
+  void forget_passwords(const std::string &account);
 };
 
 // Null when the record is to stay as it is.
 const Change *find_change(const Changes &changes, const Place &place, uint32_t number);
 
-// For a transaction of the caller's. What other processes did meanwhile decides where a record lands, and is reported,
-// but never makes the whole fail: that would leave this process unable to write for ever. Throws DatabaseError.
-void write_changes(sqlite3 *database, Pending what);
+// For a transaction of the caller's. What other processes did meanwhile decides where a record lands, but never makes
+// the whole fail: that would leave this process unable to write for ever. Returns what is to be logged of that when the
+// transaction was committed. Throws DatabaseError.
+std::vector<std::string> write_changes(sqlite3 *database, Pending what);
 
 }  // namespace kelvane::reference
 

@@ -195,13 +195,17 @@ bool store_write(const std::function<bool(sqlite3 *)> &step) {
   if (handle == nullptr || std::exchange(write_failed, false)) {
     return false;
   }
+  std::vector<std::string> report;
   {
     Transaction transaction(handle);
-    write_changes(handle, pending);
+    report = write_changes(handle, pending);
     if (!step(handle)) {
       return false;
     }
     transaction.commit();
+  }
+  for (const std::string &line : report) {
+    message("platform: %s\n", line.c_str());
   }
   const size_t written = pending.count();
   const uint64_t written_to = generation;

@@ -118,8 +118,7 @@ TEST_F(ReferenceRows, ChildOfAnOwnerThatWasDeletedMeanwhileIsNotWritten) {
   const int64_t before = rows("records");
   EXPECT_EQ(0, write_config());
   EXPECT_EQ(before, rows("records"));
-  EXPECT_NE(std::string::npos, log_.find("platform: table 354, record \"\": its owner was deleted meanwhile\n"))
-      << log_;
+  EXPECT_NE(std::string::npos, log_.find("platform: table 354, record \"\": its owner is not there\n")) << log_;
 }
 
 TEST_F(ReferenceRows, KeyNumberThatWasUsedMeanwhileIsNoMatter) {
@@ -141,6 +140,16 @@ void give_name(const std::string &from, const std::string &to) {
   Sqlite().run(("UPDATE records SET key = '" + to + "', record = CAST('" + to +
                 "' AS BLOB) || zeroblob(length(record) - " + std::to_string(to.size()) + ") WHERE key = '" + from + "'")
                    .c_str());
+}
+
+cmf_query *query_pages(const char *account) {
+  return cmf_query_create_child_with_key(nCfg_query(NCFG_TABLE_ACCOUNTS), NCFG_TABLE_GUI_DASHBOARD, account);
+}
+
+void append_page(const char *account, const ncfg_gui_dashboard &page) {
+  cmf_query *pages = query_pages(account);
+  EXPECT_EQ(0, cmf_query_table_append(pages, &page));
+  cmf_query_free(pages);
 }
 
 TEST_F(ReferenceRows, NameThatARecordHadOnlyWhileItWasPendingIsNobodys) {
@@ -205,13 +214,72 @@ TEST_F(ReferenceRows, RenameToANameThatWasGivenAwayMeanwhileIsNotWritten) {
   EXPECT_EQ(0, write_config());
   EXPECT_EQ((std::vector<std::string>{"admin", "guest", "visitor"}), names(NCFG_TABLE_ACCOUNTS));
   EXPECT_EQ(0, rows("password_history"));
-  EXPECT_NE(std::string::npos,
-            log_.find("platform: table 340, record \"visitor\": the name was given to another record meanwhile\n"))
-      << log_;
-  EXPECT_NE(std::string::npos,
-            log_.find("platform: table 340, record \"guest\": the name was given to another record meanwhile\n"))
-      << "and keeps the name that the administrator was to have: " << log_;
+  EXPECT_EQ(
+      "platform: table 340, record \"visitor\": another record has the name\n"
+      "platform: table 340, record \"guest\": another record has the name\n",
+      log_)
+      << "the guest keeps the name that the administrator was to have";
   EXPECT_STRNE("changed", account("admin").password);
+}
+
+// Its number is another record's by chance.
+TEST_F(ReferenceRows, NewAccountOfANameThatDoesNotComeFreeIsNotWritten) {
+  ASSERT_EQ(0, append_account("guest"));
+  ASSERT_EQ(0, append_dashboard("guest", 3));
+  ASSERT_EQ(0, append_account("rival"));
+  ASSERT_EQ(0, write_config());
+  ASSERT_EQ(0, commit_name("guest", "visitor"));
+  ASSERT_EQ(0, append_account("guest"));
+  ASSERT_EQ(0, commit_password("guest", "new"));
+  ASSERT_EQ(0, append_dashboard("guest", 5));
+  save(make_new_passwd(kFirst, 0), "guest");
+  account("guest");
+  const std::string number = std::to_string(nCfg_query(NCFG_TABLE_ACCOUNTS)->found_key_number);
+  Sqlite().run(("UPDATE records SET key_number = " + number + " WHERE key = 'admin'").c_str());
+  give_name("rival", "visitor");
+  EXPECT_EQ(0, write_config());
+  EXPECT_EQ((std::vector<std::string>{"guest", "visitor", "admin"}), names(NCFG_TABLE_ACCOUNTS));
+  EXPECT_STREQ("stored", account("guest").password);
+  EXPECT_EQ((std::vector<uint32_t>{3}), dashboard("guest"));
+  EXPECT_EQ((std::vector<uint32_t>{}), dashboard("admin"));
+  EXPECT_EQ(0, rows("password_history"));
+  EXPECT_EQ(
+      "platform: table 340, record \"visitor\": another record has the name\n"
+      "platform: table 340, record \"guest\": another record has the name\n"
+      "platform: table 354, record \"\": its owner is not there\n",
+      log_);
+}
+
+// An account of ours takes the place of one whose page we are to rename, and has a page of that name.
+TEST_F(ReferenceRows, PagesOfTwoAccountsThatBecomeOneAreWritten) {
+  ASSERT_EQ(0, append_account("guest"));
+  append_page("guest", {.name = "status", .columns = 1});
+  Sqlite().run(
+      "INSERT INTO records VALUES (340, 900, 0, 'theirs', CAST('theirs' AS BLOB));"
+      "INSERT INTO records VALUES (14050, 900, 900, 'page', CAST('page' AS BLOB))");
+  cmf_query *pages = query_pages("theirs");
+  ncfg_gui_dashboard *page = find<ncfg_gui_dashboard>(pages, "page");
+  ASSERT_NE(nullptr, page);
+  memcpy(page->name, "status", 7);
+  ASSERT_EQ(0, cmf_query_commit(pages));
+  give_name("theirs", "guest");
+  EXPECT_EQ(0, write_config());
+  EXPECT_EQ(0, write_config());
+  EXPECT_EQ((std::vector<std::string>{"admin", "guest"}), names(NCFG_TABLE_ACCOUNTS));
+  EXPECT_EQ(1, rows("records WHERE table_number = 14050 AND key_number = 900 AND key = 'status'"));
+  cmf_query_free(pages);
+}
+
+TEST_F(ReferenceRows, NothingIsReportedOfAWriteThatFailed) {
+  ASSERT_EQ(0, append_account("guest"));
+  ASSERT_EQ(0, append_account("rival"));
+  ASSERT_EQ(0, write_config());
+  ASSERT_EQ(0, commit_name("guest", "visitor"));
+  give_name("rival", "visitor");
+  EXPECT_GT(0, nCfg_table_delete_by_mkey(NCFG_TABLE_ACCOUNTS, "nobody"));
+  EXPECT_EQ("", log_);
+  EXPECT_EQ(0, write_config());
+  EXPECT_EQ("platform: table 340, record \"visitor\": another record has the name\n", log_);
 }
 
 }  // namespace
