@@ -20,9 +20,10 @@
  * through a fork. What another process did to a record while a change of it was pending never makes the write fail.
  *
  * Another process may put a new configuration in the place of a damaged one. From then on calls answer from the new
- * one; what is pending is dropped and reported, and the next call that would have made it durable fails, once. A write
- * that the old configuration took along fails, too. Queries that were opened before find nothing and take nothing, but
- * for the shared ones: nCfg_query opens them again.
+ * one; what is pending is dropped and reported, and the next call that would have made it durable fails, once. A change
+ * to the old one through a query is refused, and counts as pending that was dropped. A write that the old configuration
+ * took along, or may have, fails, too, and leaves nothing pending. Queries that were opened before find nothing and
+ * take nothing, but for the shared ones: nCfg_query opens them again.
  *
  * A new configuration holds at least: the single records of tables 100 and 640 (the latter not enabled), the account
  * "admin" (visible, with the access profile "prof_admin"), that profile, the eight widgets "sysinfo", "vexwatch",
@@ -30,7 +31,8 @@
  * an endpoint.
  *
  * The agent closes one of its own descriptors a second time on purpose while it holds a connection. A platform opens
- * what it keeps open in conf_init; a descriptor that another call opens is closed again when that call returns.
+ * what it keeps open in conf_init; a descriptor that another call opens is closed again when that call returns, but for
+ * those of a new configuration in the place of another.
  */
 #ifndef KELVANE_PLATFORM_PLATFORM_H
 #define KELVANE_PLATFORM_PLATFORM_H

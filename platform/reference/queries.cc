@@ -13,8 +13,9 @@ namespace {
 
 // A query and the record that it has lent. The contract's head comes first.
 struct Query : cmf_query {
-  explicit Query(const Place &where) : cmf_query{.found_key_number = 0}, place(where) {}
+  explicit Query(const Place &where) : cmf_query{.found_key_number = 0}, place(where), lent_from(where) {}
   Place place;
+  Place lent_from;  // another database's when the query was opened again since
   Bytes lent;
   std::vector<uint32_t> walk;  // key numbers still to come, the last one first
 };
@@ -39,6 +40,7 @@ bool is_shared(const cmf_query *query) {
 // Lends a record in fresh memory, so that the one lent before can no longer be mistaken for it.
 void *lend(Query &query, std::optional<Record> record) {
   query.found_key_number = record ? record->number : 0;
+  query.lent_from = query.place;
   query.lent = record ? std::move(record->bytes) : Bytes();
   return record ? query.lent.data() : nullptr;
 }
@@ -49,11 +51,10 @@ std::optional<Place> top_level_place(uint32_t number) {
   return table == nullptr || table->parent != 0 ? std::nullopt : store_table(*table);
 }
 
-// For a database that has taken the other's place. The record that was lent stays where it is: its lender may look at
+// For a database that has taken the other's place. The record that was lent stays where it is: its borrower may look at
 // it still, but not commit it.
 void open_again(Query &query, const Place &place) {
   query.place = place;
-  query.found_key_number = 0;
   query.walk.clear();
 }
 
@@ -187,7 +188,7 @@ int32_t cmf_query_commit(struct cmf_query *query) {
   }
   return guarded("cmf_query_commit", -1, [=] {
     const Query &one = *own(query);
-    return store_change(one.place, one.found_key_number, one.lent.data()) ? 0 : -1;
+    return store_change(one.lent_from, one.found_key_number, one.lent.data()) ? 0 : -1;
   });
 }
 

@@ -21,12 +21,17 @@ bool same_place(const Place &a, const Place &b) {
   return a.table == b.table && a.parent_number == b.parent_number;
 }
 
+// How much is dropped.
+size_t drop_pending() {
+  forget_key_numbers();
+  return std::exchange(pending, {}).count();
+}
+
 // The connection, for the length of one call from outside: asked again, there may be another one, and this one closed.
 sqlite3 *current_database() {
   sqlite3 *handle = database();
   if (handle != nullptr && generation != database_generation()) {
-    const size_t dropped = pending.count();
-    store_drop();
+    const size_t dropped = drop_pending();
     generation = database_generation();
     if (dropped > 0) {
       message("platform: the configuration was replaced, %zu pending changes are dropped\n", dropped);
@@ -40,6 +45,22 @@ sqlite3 *current_database() {
 sqlite3 *database_of(const Place &place) {
   sqlite3 *handle = current_database();
   return place.generation == generation ? handle : nullptr;
+}
+
+// The same, for a change. Who makes it may take no notice of a refusal: the next write fails in its stead, and a
+// password that was remembered along with it is dropped.
+sqlite3 *database_to_change(const Place &place, const std::string &key) {
+  sqlite3 *handle = current_database();
+  if (handle == nullptr || place.generation == generation) {
+    return handle;
+  }
+  const uint32_t table = place.table->definition.number;
+  message("platform: table %u, record \"%s\": the configuration was replaced since it was read\n", table, key.c_str());
+  write_failed = true;
+  if (table == NCFG_TABLE_ACCOUNTS) {
+    pending.forget_passwords(key);
+  }
+  return nullptr;
 }
 
 std::optional<Record> load(sqlite3 *handle, const Place &place, uint32_t number) {
@@ -81,6 +102,21 @@ void keep_change(const Place &place, uint32_t number, const std::string &key, co
                                    Change{.place = place,
                                           .record = {.number = number, .key = key, .bytes = Bytes(bytes, bytes + size)},
                                           .appended = appended});
+}
+
+// Whether the database to which so many pending changes were written is the one in place.
+bool is_still_in_place(uint64_t written_to, size_t changes) {
+  try {
+    current_database();
+  } catch (...) {
+    message("platform: a write to a configuration that is not found any more may be lost, with %zu pending changes\n",
+            changes);
+    throw;
+  }
+  if (generation != written_to) {
+    message("platform: a write to a configuration that was replaced is lost, with %zu pending changes\n", changes);
+  }
+  return generation == written_to;
 }
 
 std::vector<std::string> passwords_of(sqlite3 *handle, const std::string &account) {
@@ -135,9 +171,9 @@ std::vector<uint32_t> store_numbers(const Place &place) {
 }
 
 bool store_change(const Place &place, uint32_t number, const void *record) {
-  sqlite3 *handle = database_of(place);
   const std::optional<std::string> key = key_in_record(*place.table, record);
-  const std::optional<Record> before = handle == nullptr || !key ? std::nullopt : load(handle, place, number);
+  sqlite3 *handle = key ? database_to_change(place, *key) : nullptr;
+  const std::optional<Record> before = handle == nullptr ? std::nullopt : load(handle, place, number);
   if (!before) {
     return false;
   }
@@ -156,9 +192,9 @@ bool store_change(const Place &place, uint32_t number, const void *record) {
 }
 
 bool store_append(const Place &place, const void *record) {
-  sqlite3 *handle = database_of(place);
   const std::optional<std::string> key = key_in_record(*place.table, record);
-  if (handle == nullptr || place.table->kind == TableKind::kSingle || !key || !parent_exists(handle, place) ||
+  sqlite3 *handle = key ? database_to_change(place, *key) : nullptr;
+  if (handle == nullptr || place.table->kind == TableKind::kSingle || !parent_exists(handle, place) ||
       find(handle, place, *key)) {
     return false;
   }
@@ -192,14 +228,14 @@ bool store_write_pending() {
 
 bool store_write(const std::function<bool(sqlite3 *)> &step) {
   sqlite3 *handle = current_database();
-  if (handle == nullptr || std::exchange(write_failed, false)) {
+  if (handle == nullptr) {
     return false;
   }
   std::vector<std::string> report;
   {
     Transaction transaction(handle);
     report = write_changes(handle, pending);
-    if (!step(handle)) {
+    if (!step(handle) || std::exchange(write_failed, false)) {
       return false;
     }
     transaction.commit();
@@ -207,21 +243,12 @@ bool store_write(const std::function<bool(sqlite3 *)> &step) {
   for (const std::string &line : report) {
     message("platform: %s\n", line.c_str());
   }
-  const size_t written = pending.count();
-  const uint64_t written_to = generation;
-  pending = {};
-  current_database();
-  if (generation != written_to) {
-    message("platform: the configuration was replaced while it was written, %zu pending changes are lost\n", written);
-    return false;
-  }
-  return true;
+  return is_still_in_place(generation, std::exchange(pending, {}).count());
 }
 
 void store_drop() {
-  pending = {};
+  drop_pending();
   write_failed = false;
-  forget_key_numbers();
 }
 
 }  // namespace kelvane::reference

@@ -1,11 +1,13 @@
 // The records as this process sees them: what is durable in the database, with this process's pending changes laid over
 // it in memory. Nothing pending touches the file before it is written, so that it blocks no other process. Looking up
 // and writing may wait for another process's lock for a few seconds; both throw what database.h names when that is in
-// vain or the disk fails, and leave everything as it was. Without a connection look-ups find nothing and changes are
-// refused.
+// vain or the disk fails, and leave everything as it was. (A write also throws when it was committed and no database is
+// found in its place then: that is reported, and nothing is pending any more.) Without a connection look-ups find
+// nothing and changes are refused.
 //
 // When another process has put a new database in the place of the one that was used, what is pending is dropped and
-// reported, and the next write fails once. A place of the old database holds nothing, and takes nothing.
+// reported, and the next write that would have succeeded fails, once. A place of the old database holds nothing, and
+// takes nothing: a change there is refused, reported, and counts as pending that was dropped.
 #ifndef KELVANE_PLATFORM_REFERENCE_STORE_H
 #define KELVANE_PLATFORM_REFERENCE_STORE_H
 
