@@ -129,7 +129,7 @@ void set_tidying(sqlite3 *handle, bool on) {
 }
 
 // As long as the file may be damaged, closing leaves it and its log alone. The read in check_layout also makes SQLite
-// open the files that it keeps open: no later call leaves a new descriptor.
+// open the files that it keeps open: no later call leaves a new descriptor, but one that connects again.
 Connection open_checked(const Descriptor &folder) {
   const bool has_log = exists_in(folder, std::string(kDatabaseName) + "-wal");
   struct stat file = {};
