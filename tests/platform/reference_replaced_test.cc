@@ -221,15 +221,19 @@ TEST_F(Reference, RecordThatTheSharedQueryLentCannotBeCommittedToAReplacedDataba
   OtherProcess other([](OtherProcess &self) { replace_when_told(self, "rival"); });
   connect_with_guest();
   cmf_query *shared = nCfg_query(NCFG_TABLE_ACCOUNTS);
+  ASSERT_NE(nullptr, cmf_query_table_head(shared));
   const ncfg_account *guest = find<ncfg_account>(shared, "guest");
   other.tell();
   ASSERT_TRUE(other.succeeded());
   EXPECT_EQ(shared, nCfg_query(NCFG_TABLE_ACCOUNTS)) << "opened again";
   EXPECT_STREQ("guest", guest->name);
   EXPECT_GT(0, cmf_query_commit(shared));
+  EXPECT_EQ(nullptr, cmf_query_get_next(shared)) << "a walk of the old one ends";
   EXPECT_NE(0, write_config());
   EXPECT_EQ(0, write_config());
   EXPECT_EQ((std::vector<std::string>{"admin", "rival"}), names(NCFG_TABLE_ACCOUNTS));
+  ASSERT_NE(nullptr, find<ncfg_account>(shared, "rival"));
+  EXPECT_EQ(0, cmf_query_commit(shared)) << "what it lends now can be committed";
 }
 
 // Not everyone looks at what a commit returns.
