@@ -1,7 +1,8 @@
 // The one connection to the database file: creates the file with the factory defaults, sets a damaged one aside, and
 // gives the handle to the other modules. May wait for another process for a few seconds. Throws DatabaseError,
 // std::system_error, or std::runtime_error when that wait is in vain. A damaged file is renamed to
-// "<name>.damaged-<time>" with its log files, never written.
+// "<name>.damaged-<time>" with its log files, never written. (Only a rollback journal that another program left beside
+// it is played in by SQLite before anybody can look; we leave none.)
 #ifndef KELVANE_PLATFORM_REFERENCE_DATABASE_H
 #define KELVANE_PLATFORM_REFERENCE_DATABASE_H
 
