@@ -253,7 +253,7 @@ TEST_F(ReferenceRows, NewAccountOfANameThatDoesNotComeFreeIsNotWritten) {
 // An account of ours takes the place of one whose page we are to rename, and has a page of that name.
 TEST_F(ReferenceRows, PagesOfTwoAccountsThatBecomeOneAreWritten) {
   ASSERT_EQ(0, append_account("guest"));
-  append_page("guest", {.name = "status", .columns = 1});
+  append_page("guest", {{"status"}, 1});
   Sqlite().run(
       "INSERT INTO records VALUES (340, 900, 0, 'theirs', CAST('theirs' AS BLOB));"
       "INSERT INTO records VALUES (14050, 900, 900, 'page', CAST('page' AS BLOB))");
