@@ -11,7 +11,6 @@
 #include "tests/support/files.h"
 #include "tests/torture/integrity.h"
 #include "tests/torture/places.h"
-#include "tests/torture/prescribed.h"
 #include "tests/torture/rows.h"
 #include "tests/torture/trace.h"
 #include "tools/fabric/made_texts.h"
@@ -28,7 +27,8 @@ constexpr int kLimitSeconds = 180;  // of the machine's: a request that is never
 // The longest that the agent may be away from its loop, in its seconds: four mounts, eleven looks for an endpoint, and
 // five requests that are made nine times each, with their pauses.
 constexpr int64_t kLongestWait = 900;
-constexpr int kAims = 3;  // so often a strike is tried that falls on another call than the planned one
+constexpr int64_t kPause = 10;  // what one call that fails costs: one of these pauses
+constexpr int kAims = 3;        // so often a strike is tried that falls on another call than the planned one
 constexpr char kEndless[] = "  the struck run does not end\n", kNoGoingOn[] = "  the struck run does not go on\n";
 constexpr char kStruck[] = "struck", kSecond[] = "second", kQuiet[] = "quiet";
 
@@ -58,6 +58,7 @@ Bench::Bench(const Programs &programs, const std::string &protocol, const std::s
   if (!trouble.empty() || !refused().empty()) {
     throw std::runtime_error("the undisturbed run, see " + folder_ + ":\n" + trouble);
   }
+  usual_wait_ = longest_wait(trace_of(kStruck));
   undisturbed_ = read_sites(folder_ + "/struck.sites");
   name_places(programs_.sandbox, undisturbed_);
   // Which of the fabric's keys is where counts, too: they are the same in every play of this bench. The second one of
@@ -234,9 +235,26 @@ std::string Bench::check_end(const std::string &name, int status) const {
   return ended_in_time(trace_of(name)) ? "" : "  the " + name + " run ends by itself\n";
 }
 
+// Behind a struck run, in front of anything that comes to be meant.
+void Bench::look_around(const Site &planned) {
+  around_ = {in_front_of_marker(undisturbed_, planned), is_marked(), made_a_request(trace_of(kStruck))};
+}
+
+// Whatever failed, it is never away from its loop for longer than the longest.
+std::string Bench::check_wait(const Strike &strike) {
+  const int64_t longest = longest_wait(trace_of(kStruck));
+  const int64_t limit = strike.leaves_a_loop() ? usual_wait_ + kPause : kLongestWait;
+  const Difference wait = {"wait", "no more than " + std::to_string(limit), std::to_string(longest)};
+  if (longest > kLongestWait) {
+    return "  the struck run waits for " + wait.came + " seconds\n";
+  }
+  return longest > limit ? not_meant(strike, {wait}) : "";
+}
+
 std::string Bench::check_struck(const Strike &strike, int status) {
   const int expected = strike.kills() ? 128 + SIGKILL : 0;
   std::string report = check_trouble(kStruck);
+  report += check_wait(strike);
   if (status == 0 && expected == 0) {
     report += check_end(kStruck, status);
   }
@@ -244,7 +262,7 @@ std::string Bench::check_struck(const Strike &strike, int status) {
     report += kEndless;
   } else if (status != expected) {
     const std::string came = std::to_string(status);
-    meant_["exit"] = prescribed_difference(strike, {"exit", std::to_string(expected), came});
+    meant_["exit"] = prescribed_difference(strike, around_, {"exit", std::to_string(expected), came});
     report += meant_["exit"] != "" ? "" : "  the struck run ends with " + came + "\n";
   }
   return report;
@@ -277,8 +295,8 @@ std::string Bench::not_meant(const Strike &strike, const std::vector<Difference>
   std::string report;
   for (const Difference &one : all) {
     const Strike second = {protocol_, second_, strike.second_blow(), ""};
-    std::string pattern = prescribed_difference(strike, one);
-    pattern = pattern.empty() ? prescribed_difference(second, one) : pattern;
+    std::string pattern = prescribed_difference(strike, around_, one);
+    pattern = pattern.empty() ? prescribed_difference(second, around_, one) : pattern;
     if (pattern.empty()) {
       report += "  " + one.place + ": expected " + one.expected + ", came " + one.came + "\n";
     } else {
@@ -300,6 +318,7 @@ bool Bench::goes_on(const Strike &strike) const {
 std::string Bench::check_longer(const Site &planned, Strike &strike, int64_t longer) {
   std::string report;
   const int status = aimed_run(planned, strike, longer, report);
+  look_around(planned);
   return report + check_struck(strike, status) + check_database() + not_meant(strike, refused());
 }
 
@@ -314,11 +333,7 @@ std::string Bench::check_going_on(const Site &planned, Strike &strike) {
 
 // The agent must come back to its loop in time, again and again, and when one call failed it must go on there.
 std::string Bench::check_waits(const Site &planned, Strike &strike) {
-  std::string report = check_longer(planned, strike, 2 * kLongestWait);
-  const int64_t longest = longest_wait(trace_of(kStruck));
-  if (longest > kLongestWait) {
-    report += "  the struck run waits for " + std::to_string(longest) + " seconds\n";
-  }
+  const std::string report = check_longer(planned, strike, 2 * kLongestWait);
   return goes_on(strike) || !strike.leaves_a_loop() ? report : report + kNoGoingOn;
 }
 
@@ -328,6 +343,7 @@ std::string Bench::play(const Strike &planned) {
   Strike strike = planned;
   std::string report;
   const int status = aimed_run(planned.site, strike, 0, report);
+  look_around(planned.site);
   report += check_struck(strike, status) + check_database();
   const bool waits = status == 0 && stopped_in_a_wait(trace_of(kStruck));
   const bool known_to_go_on = status != 0 || !strike.leaves_a_loop() || goes_on(strike);
@@ -335,8 +351,8 @@ std::string Bench::play(const Strike &planned) {
   if (!strike.second.empty()) {
     report += second_run(strike);
   }
-  const bool was_marked = is_marked();
-  report += check_quiet(quiet_run(), was_marked);
+  around_.marked = is_marked();
+  report += check_quiet(quiet_run(), around_.marked);
   report += check_outcome(strike);
   if (waits) {
     return report + check_waits(planned.site, strike);

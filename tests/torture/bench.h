@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "tests/torture/outcome.h"
+#include "tests/torture/prescribed.h"
 #include "tests/torture/strike.h"
 
 namespace torture {
@@ -36,6 +37,9 @@ class Bench {
   // fell on. A second kill may fall anywhere: the start that it ends is another one after every first.
   const std::string &missed() const { return missed_; }
 
+  // The call at which the second kill of the last play fell; empty when it had none, or it did not fall.
+  const std::string &second() const { return second_.call; }
+
   // What differed after the last play and is meant to, each place with the row that says so.
   const Json &meant() const { return meant_; }
 
@@ -60,6 +64,8 @@ class Bench {
   std::string second_run(const Strike &strike);
   std::string check_database() const;
   int quiet_run();
+  void look_around(const Site &planned);
+  std::string check_wait(const Strike &strike);
   std::string check_struck(const Strike &strike, int status);
   std::string check_quiet(int status, bool was_marked) const;
   std::vector<Difference> refused() const;
@@ -72,9 +78,11 @@ class Bench {
   std::string folder_;
   Json scenario_;
   int64_t first_pass_ = 0;
+  int64_t usual_wait_ = 0;  // the longest of the undisturbed run
   scenario::Cloud cloud_;
   std::vector<Site> undisturbed_;
-  Site second_;  // where the second kill of the play was
+  Circumstances around_;  // of the last struck run
+  Site second_;           // where the second kill of the play was
   Told before_quiet_;
   Json expected_;
   Json meant_;

@@ -79,9 +79,8 @@ class Torture {
       : options_(options),
         begin_(std::chrono::steady_clock::now()),
         folder_(work_folder(options.artifacts)),
-        state_(state_file(options, folder_),
-               torture::digest_of({"/proc/self/exe", options.programs.sandbox, options.programs.fabric,
-                                   options.programs.scenarios})) {}
+        digest_(digest()),
+        state_(state_file(options, folder_), digest_) {}
   ~Torture() {
     if (options_.artifacts.empty()) {
       std::error_code ignored;
@@ -109,10 +108,19 @@ class Torture {
     }
     state_.read();
     const int status = torture::sum_up(options_, plan_, state_);
+    if (digest() != digest_) {
+      throw std::runtime_error("the programs or the scenarios were changed meanwhile");
+    }
     return broken_ ? 2 : status;
   }
 
  private:
+  // Of the files as they are now.
+  std::string digest() const {
+    const torture::Programs &programs = options_.programs;
+    return torture::digest_of({"/proc/self/exe", programs.sandbox, programs.fabric, programs.scenarios});
+  }
+
   // All benches measure by the undisturbed run of the first one: it is what the plan is made of.
   Bench &bench(const std::string &protocol, size_t worker) {
     std::unique_ptr<Bench> &one = benches_[protocol];
@@ -148,7 +156,7 @@ class Torture {
       const Strike &strike = rest_[i];
       Bench &its_bench = bench(strike.protocol, worker);
       const std::string report = report_of(its_bench, strike);
-      state_.write(strike, report, its_bench.missed(), its_bench.meant());
+      state_.write(strike, report, its_bench.missed(), its_bench.meant(), its_bench.second());
       tell(strike, report, its_bench.missed());
     }
   }
@@ -205,6 +213,7 @@ class Torture {
   Options options_;
   std::chrono::steady_clock::time_point begin_;
   std::string folder_;
+  std::string digest_;
   State state_;
   std::map<std::string, std::unique_ptr<Bench>> benches_;
   std::map<std::string, std::vector<torture::Site>> measures_;

@@ -1,9 +1,11 @@
 #include "tests/torture/options.h"
 
 #include <algorithm>
+#include <charconv>
 #include <filesystem>
 #include <iterator>
 #include <map>
+#include <sstream>
 #include <stdexcept>
 
 #include "tests/torture/pairs.h"
@@ -37,8 +39,14 @@ std::string beside(const char *name) {
   return (files::canonical("/proc/self/exe").parent_path() / name).string();
 }
 
-size_t number(const std::string &text) {
-  return static_cast<size_t>(std::stoul(text));
+// Throws for anything but digits, and for what is less than the least.
+size_t number(const std::string &option, const std::string &text, size_t least = 1) {
+  size_t value = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  if (error != std::errc() || end != text.data() + text.size() || value < least) {
+    throw std::runtime_error(option + " wants a number from " + std::to_string(least) + " on, not " + text);
+  }
+  return value;
 }
 
 // False for an option that there is not.
@@ -60,15 +68,35 @@ bool take(Options &options, const std::string &option, const std::string &value)
   if (texts.count(option) != 0) {
     *texts.at(option) = value;
   } else if (numbers.count(option) != 0) {
-    *numbers.at(option) = number(value);
+    *numbers.at(option) = number(option, value);
   } else if (option == "--seed") {
-    options.seed = static_cast<unsigned>(number(value));
+    options.seed = static_cast<unsigned>(number(option, value, 0));
   } else if (option == "--minutes") {
-    options.minutes = std::stod(value);
+    options.minutes = static_cast<double>(number(option, value));
   } else {
     return false;
   }
   return true;
+}
+
+using NameOf = const std::string &(const Strike &strike);
+
+const std::string &class_of(const Strike &strike) {
+  return strike.site.call_class;
+}
+
+const std::string &blow_of(const Strike &strike) {
+  return strike.blow;
+}
+
+// A name that no strike has, such as a misspelt one, would silently be nothing.
+void check_names(const std::string &list, const std::vector<Strike> &all, NameOf *name_of) {
+  std::istringstream parts(list);
+  for (std::string name; std::getline(parts, name, ',');) {
+    if (std::none_of(all.begin(), all.end(), [&](const Strike &strike) { return name_of(strike) == name; })) {
+      throw std::runtime_error("there is no strike of \"" + name + "\"");
+    }
+  }
 }
 
 bool listed(const std::string &list, const std::string &name) {
@@ -86,6 +114,8 @@ std::vector<Strike> Options::wanted(const std::vector<Strike> &all) const {
   if (!only.empty()) {
     return with_addresses(all, only);
   }
+  check_names(classes, all, class_of);
+  check_names(blows, all, blow_of);
   std::vector<Strike> out;
   std::copy_if(all.begin(), all.end(), std::back_inserter(out), [&](const Strike &strike) {
     return listed(classes, strike.site.call_class) && listed(blows, strike.blow) && strike.site.number >= from &&

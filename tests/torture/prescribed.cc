@@ -10,12 +10,22 @@ namespace {
 
 using Patterns = std::vector<const char *>;
 
+// When a row holds. What first boot leaves undone counts when there is a marker only: without one it is done again.
+enum class When {
+  kAlways,
+  kUnasked,     // before anything was asked for
+  kMarked,      // with a marker behind the strike
+  kFirstBoot,   // the same, of what first boot does in front of the marker
+  kExtensions,  // behind first boot
+};
+
 // Shell patterns; those of the strikes are for "CLASS BLOW CALL", with the protocol in front for one that is meant for
 // one only: "wire: CLASS BLOW CALL"; those of the places are for "PLACE" or "PLACE = WHAT CAME".
 struct Prescribed {
   std::vector<const char *> strikes;
   std::vector<const char *> places;
   const char *why;
+  When when = When::kAlways;
 };
 
 // ---- places ----
@@ -105,27 +115,38 @@ const std::vector<Prescribed> &rows() {
       {{"platform EIO conf_init()", "platform EIO nCfg_query(440)",
         "platform EIO cmf_query_do_table_find(440, 0, \"port1\", 2)", "* DEAD *"},
        {"exit = 255"},
-       "without the interface's record the agent ends, and is started again"},
+       "without the interface's record the agent ends, and is started again",
+       When::kUnasked},
 
       // ---- the provisioning document ----
-      {{"file [!KP]* open(/cdrom/ovf-env.xml)", "bytes EIO read(/cdrom/ovf-env.xml)"}, kFromTheDocument, kNoDocument},
+      {{"file E* open(/cdrom/ovf-env.xml)", "bytes EIO read(/cdrom/ovf-env.xml)"},
+       kFromTheDocument,
+       kNoDocument,
+       When::kFirstBoot},
       {{"memory ENOMEM malloc(GetNodeTextData < * < goal_state_parse < *",
         "memory ENOMEM malloc(* < process_certificate < *",
         "memory ENOMEM malloc(base64_text < *TransportCertMake < main)", "platform EIO generate_RSA_key(*",
         "memory ENOMEM malloc(text_format < metadata_certificate_headers < metadata_certificates_fetch < *",
-        "platform EIO get_rnd_bytes(8)", "request [!KP]* request(*comp=certificates*)",
-        "request [!KP]* request(http://169.254.169.254/*/certificates*)"},
+        "platform EIO get_rnd_bytes(8)", "request fabric:[chew]* request(*comp=certificates*)",
+        "request fabric:reset:100 request(*comp=certificates*)",
+        "request fabric:[ches]* request(http://169.254.169.254/*/certificates*)",
+        "request fabric:wrong-length:-7 request(http://169.254.169.254/*/certificates*)"},
        kNoFirstKey,
-       kWithoutKey},
+       kWithoutKey,
+       When::kFirstBoot},
       {{"platform EIO ssh_pubkey_data_set(\"operator\", a key, 1)"},
        {"/tables/340/operator/ssh_keys/1 = nothing"},
-       kWithoutKey},
-      {{"platform EIO ssh_pubkey_data_set(\"operator\", a key, 2)"},
+       kWithoutKey,
+       When::kFirstBoot},
+      {{"platform EIO ssh_pubkey_data_set(\"operator\", a key, 2)",
+        "database FULL write(* in ssh_pubkey_data_set(\"operator\", a key, 2))"},
        {"/tables/340/operator/ssh_keys/2 = nothing"},
-       kWithoutKey},
+       kWithoutKey,
+       When::kFirstBoot},
       {{"database FULL write(* in ssh_pubkey_data_set(\"operator\", a key, 1))"},
        {"/tables/340/operator/ssh_keys/[12] = nothing"},
-       kWithoutKey},
+       kWithoutKey,
+       When::kFirstBoot},
       {{"memory E* take_public_key *"}, {"/tables/340/auditor/ssh_keys/1 = \"key 1\""}, kFirstAccount},
       {{"platform EIO check_passwd_policy(\"operator\"*", "platform EIO make_new_passwd(*",
         "platform EIO cmf_query_create(340)", "platform EIO cmf_query_table_append(340, \"operator\"*"},
@@ -136,12 +157,20 @@ const std::vector<Prescribed> &rows() {
       {{"platform EIO cmf_query_create(340)", "platform EIO cmf_query_do_table_find(340, 0, \"admin\", 2)",
         "platform EIO make_new_passwd(a password, 0)", "platform EIO cmf_query_commit(340)"},
        {"/tables/340/admin/password = \"no password: *\"", "/history/admin = nothing"},
-       "that the factory's account could not be locked stops nothing: first boot goes on"},
-      {{"platform EIO cmf_query_*(100)"}, {"/tables/100/fields/host_name = \"kelvane\""}, kNotLookedAt},
-      {{"system E* sethostname(*"}, {"/files/hostname = \"absent\"", "/names/etc/hostname = nothing"}, kNotLookedAt},
+       "that the factory's account could not be locked stops nothing: first boot goes on",
+       When::kFirstBoot},
+      {{"platform EIO cmf_query_*(100)"},
+       {"/tables/100/fields/host_name = \"kelvane\""},
+       kNotLookedAt,
+       When::kFirstBoot},
+      {{"system E* sethostname(*"},
+       {"/files/hostname = \"absent\"", "/names/etc/hostname = nothing"},
+       kNotLookedAt,
+       When::kFirstBoot},
       {{"platform EIO *(440)", "platform EIO __nCfg_sess_table_change_by_mkey(0, 440, *"},
        {"/tables/440/port[234]/addressing_mode = 0", "/tables/440/port[234]/default_server = 1"},
-       kNotLookedAt},
+       kNotLookedAt,
+       When::kFirstBoot},
       {{"platform EIO *(330*"}, {"/tables/340/*/354/records/*/widget = 0"}, kNotLookedAt},
       {{"platform EIO nCfg_query(340)"}, together({kNoDashboard, kNoGuiDashboard}), kNotLookedAt},
       {{"platform EIO cmf_query_create_child_with_key(340, 354, *"}, kNoDashboard, kNotLookedAt},
@@ -155,7 +184,8 @@ const std::vector<Prescribed> &rows() {
         "metadata: database FULL write(* in add_default_gui_dashboard(*",
         "metadata: database FULL write(* in cmf_write_config(1))"},
        {"/tables/340/operator/* = nothing", "/history/operator = nothing"},
-       kNoRoom},
+       kNoRoom,
+       When::kFirstBoot},
 
       // ---- custom data ----
       {{"platform EIO ncfg_copyfile(\"/cdrom/CustomData.bin\"*", "file E* access(/cdrom/CustomData.bin)",
@@ -164,23 +194,28 @@ const std::vector<Prescribed> &rows() {
         "inside EIO *(/cdrom/CustomData.bin)", "inside EIO *(/etc/.kelvane-copy)",
         "inside E[!I]* *(/etc/.kelvane-copy)"},
        kCustomData,
-       kNotMoved},
+       kNotMoved,
+       When::kMarked},
       {{"* KILL access(/etc/tmpdata.conf)", "* KILL access(/data/etc/.customdata)", "* KILL rename(/etc/tmpdata.conf)"},
        kCustomData,
-       kNotMoved},
+       kNotMoved,
+       When::kMarked},
       {{"bytes EIO write(/data/etc/.provisioned)", "bytes ENOSPC write(/data/etc/.provisioned)",
         "bytes FULL write(/data/etc/.provisioned)", "database FULL write(* in ssh_pubkey_data_set(*"},
        {"/files/.provisioned = \"\""},
-       kEmptyMarker},
+       kEmptyMarker,
+       When::kMarked},
       {{"file DEAD access(/etc/tmpdata.conf)", "file DEAD access(/data/etc/.customdata)",
         "file DEAD rename(/etc/tmpdata.conf)"},
        kCustomData,
-       kNotMoved},
-      {{"bytes DEAD write(/data/etc/.provisioned)"}, kMarked, kNotMoved},
+       kNotMoved,
+       When::kMarked},
+      {{"bytes DEAD write(/data/etc/.provisioned)"}, kMarked, kNotMoved, When::kMarked},
       {{"bytes KILL write(/data/etc/.provisioned)", "bytes POWER* write(/data/etc/.provisioned)",
         "file POWER* rename(/etc/tmpdata.conf)", "bytes POWER* sync()"},
        kMarked,
-       kNotMoved},
+       kNotMoved,
+       When::kMarked},
 
       // ---- requests and reports ----
       {{"bytes KILL write(/data/etc/.provisioned)", "bytes POWER* write(/data/etc/.provisioned)",
@@ -192,31 +227,61 @@ const std::vector<Prescribed> &rows() {
         "request KILL request(*comp=roleProperties)", "request POWER request(*comp=roleProperties)",
         "request KILL request(*/provisioningStatus*)", "request POWER request(*/provisioningStatus*)"},
        kNotReady,
-       kToldOnce},
-      {{"memory ENOMEM* * < report < ProvisionAgent_HandlerRun < main)", "request fabric:* request(*comp=health)",
-        "request fabric:* request(*comp=roleProperties)", "request fabric:* request(*/provisioningStatus*)"},
+       kToldOnce,
+       When::kMarked},
+      {{"memory ENOMEM* * < report < ProvisionAgent_HandlerRun < main)", "request fabric:[che]* request(*comp=health)",
+        "request fabric:reset:100 request(*comp=health)", "request fabric:wrong-length:-7 request(*comp=health)",
+        "request fabric:[che]* request(*comp=roleProperties)", "request fabric:reset:100 request(*comp=roleProperties)",
+        "request fabric:wrong-length:-7 request(*comp=roleProperties)",
+        "request fabric:[ches]* request(*/provisioningStatus*)",
+        "request fabric:reset:100 request(*/provisioningStatus*)",
+        "request fabric:wrong-length:-7 request(*/provisioningStatus*)"},
        kNotReady,
-       "a report that there is no memory for is not sent, an answer of success is believed, and it is told once"},
+       "a report that there is no memory for is not sent, an answer of success is believed, and it is told once",
+       When::kMarked},
       {{"file E* open(/data/etc/ssh/*.fp)", "bytes EIO read(/data/etc/ssh/*.fp)", "file DEAD open(/data/etc/ssh/*.fp)",
         "bytes DEAD read(/data/etc/ssh/*.fp)", "bytes DEAD write(/data/etc/.provisioned)", "bytes DEAD sync()",
         "file DEAD access(/etc/tmpdata.conf)", "file DEAD access(/data/etc/.customdata)",
         "file DEAD rename(/etc/tmpdata.conf)"},
        {R"(/reports/role properties = *CertificateThumbprint\\" value=\\"\\" />*)",
         "/reports/provisioning/properties/certificateThumbprint = \"\""},
-       "a fingerprint that cannot be read is none, and is told once"},
-      {{"platform EIO passwd_policy_save_info(\"admin\")"}, {"/history/admin = nothing"}, kWithoutResult},
-      {{"platform EIO passwd_policy_save_info(\"operator\")"}, {"/history/operator = nothing"}, kWithoutResult},
-      {{"platform EIO passwd_policy_save_info(\"auditor\")"}, kFirstPasswordRemembered, kWithoutResult},
+       "a fingerprint that cannot be read is none, and is told once",
+       When::kMarked},
+      {{"platform EIO passwd_policy_save_info(\"admin\")"},
+       {"/history/admin = nothing"},
+       kWithoutResult,
+       When::kFirstBoot},
+      {{"platform EIO passwd_policy_save_info(\"operator\")"},
+       {"/history/operator = nothing"},
+       kWithoutResult,
+       When::kFirstBoot},
+      {{"platform EIO passwd_policy_save_info(\"auditor\")"},
+       kFirstPasswordRemembered,
+       kWithoutResult,
+       When::kExtensions},
       {{"memory E* malloc(base64_text < *TransportCertMake < main)",
         "memory E* malloc(text_format < wire_certificates_headers < *",
         "memory ENOMEM+ malloc(* < goal_state_parse < *", "platform EIO generate_RSA_key(*",
         "platform EIO get_rnd_bytes(8)"},
        kCertificateHeader,
        kNotShown},
-      {{"memory ENOMEM malloc(GetNodeTextData < * < goal_state_parse < *", "request [!KP]* request(*comp=goalstate)"},
-       {"/requests POST *comp=health /Health/GoalStateIncarnation", "/requests POST *comp=health /Health/Container/*"},
+      {{"memory ENOMEM malloc(GetNodeTextData < * < goal_state_parse < *",
+        "request fabric:[chew]* request(*comp=goalstate)", "request fabric:reset:100 request(*comp=goalstate)"},
+       {"/requests POST *comp=health /Health/GoalStateIncarnation", "/requests POST *comp=health /Health/Container/*",
+        "/requests POST *comp=roleProperties /RoleProperties/Container/*"},
        "a report is sent with what is known of the goal state, the rest is empty"},
-      {{"request fabric:* request(http://storage.example.invalid/*)"},
+      {{"memory ENOMEM malloc(GetNodeTextData < * < goal_state_parse < *",
+        "request fabric:[chew]* request(*comp=goalstate)", "request fabric:reset:100 request(*comp=goalstate)"},
+       {"wait"},
+       "certificates and extensions are asked for at the addresses that the goal state has, nine times each"},
+      {{"memory ENOMEM malloc(base64_text < *TransportCertMake < main)",
+        "memory ENOMEM malloc(text_format < wire_certificates_headers < *", "platform EIO generate_RSA_key(*",
+        "platform EIO get_rnd_bytes(8)"},
+       {"wait"},
+       "without a certificate that is shown the certificates are refused, nine times"},
+      {{"request fabric:[che]* request(http://storage.example.invalid/*)",
+        "request fabric:reset:100 request(http://storage.example.invalid/*)",
+        "request fabric:wrong-length:-7 request(http://storage.example.invalid/*)"},
        {"/requests PUT *comp=page* page range"},
        "an answer of success is believed: pages are written into a blob that was not made"},
 
@@ -230,32 +295,43 @@ const std::vector<Prescribed> &rows() {
        "keeps the sequence number of that"},
       // Which command a text is decoded for the call does not tell; without the certificates none can be decrypted.
       {{"platform EIO miglib_b64_pton(*", "memory ENOMEM malloc(*CertStoreSlot < *",
-        "request [!KP]* request(http://169.254.169.254/*/certificates*)"},
+        "request fabric:[ches]* request(http://169.254.169.254/*/certificates*)",
+        "request fabric:wrong-length:-7 request(http://169.254.169.254/*/certificates*)"},
        together({kFirstHub, kFirstHubsMessage, kFirstPassword, kFirstPasswordRemembered}),
-       kUsedUp},
-      {{"platform EIO cmf_query_*(640)"}, kFirstHub, kUsedUp},
-      {{"memory ENOMEM malloc(text_format < CustomScript_ConfigEventHub < *"}, kFirstHubsMessage, kUsedUp},
+       kUsedUp,
+       When::kExtensions},
+      {{"platform EIO cmf_query_*(640)"}, kFirstHub, kUsedUp, When::kExtensions},
+      {{"memory ENOMEM malloc(text_format < CustomScript_ConfigEventHub < *"},
+       kFirstHubsMessage,
+       kUsedUp,
+       When::kExtensions},
       {{"memory ENOMEM calloc(Secret::allocate < * < custom_script_command < *"},
        together({kFirstHub, kFirstHubsMessage}),
-       kUsedUp},
+       kUsedUp,
+       When::kExtensions},
       {{"platform EIO cmf_query_commit(340)", "platform EIO cmf_query_do_table_find(340, 0, \"auditor\", 2)"},
        kFirstPassword,
-       kUsedUp},
+       kUsedUp,
+       When::kExtensions},
       {{"platform EIO nCfg_query(340)"},
        together({kFirstPassword,
                  {"/plugins/*.VMAccessForLinux/config/message = \"Enable failed.\"",
                   "/reports/*.VMAccessForLinux*/message = \"Enable failed.\""}}),
-       kUsedUp},
+       kUsedUp,
+       When::kExtensions},
       {{"memory ENOMEM calloc(Secret::allocate < * < vm_access_command < *", "platform EIO make_new_passwd(*",
         "platform EIO cmf_get_cur_domain_id()", "platform EIO cmf_write_config(*"},
        together({kFirstPassword, kFirstPasswordRemembered}),
-       kUsedUp},
+       kUsedUp,
+       When::kExtensions},
       {{"memory ENOMEM+ * < main_loop_run < main)"},
        together({kFirstHub, kFirstHubsMessage, kFirstPassword, kFirstPasswordRemembered}),
-       "a pass that runs out of memory uses up the sequence numbers of all its commands"},
+       "a pass that runs out of memory uses up the sequence numbers of all its commands",
+       When::kExtensions},
       {{"platform EIO cmf_get_cur_domain_id()", "platform EIO cmf_write_config(*"},
        {"/tables/events/*\"Config eventhub fails.\"*"},
-       "that it failed is an event, and stays one"},
+       "that it failed is an event, and stays one",
+       When::kExtensions},
   };
   return kRows;
 }
@@ -267,14 +343,32 @@ const char *fitting(const Patterns &patterns, const std::string &text) {
   return found != patterns.end() ? *found : nullptr;
 }
 
+bool holds(When when, const Circumstances &around) {
+  switch (when) {
+    case When::kUnasked:
+      return !around.asked;
+    case When::kMarked:
+      return around.marked;
+    case When::kFirstBoot:
+      return around.marked && around.first_boot;
+    case When::kExtensions:
+      return !around.first_boot;
+    case When::kAlways:
+      break;
+  }
+  return true;
+}
+
 std::string words_of(const Strike &strike) {
   return strike.site.call_class + " " + strike.blow + " " + strike.site.call;
 }
 
-// A failure of the database is one of the platform call that it is part of, too: "write(FILE in CALL)".
+// A failure of the database is one of the platform call that it is part of, too: "write(FILE in CALL)". A disc that
+// stays full, or is gone, is more than that call.
 std::string words_of_platform_call(const Strike &strike) {
   const size_t at = strike.site.call.find(" in ");
-  const bool known = strike.site.call_class == "database" && !strike.kills() && at != std::string::npos;
+  const bool once = strike.blow == "EIO" || strike.blow == "ENOSPC" || strike.blow == "SHORT";
+  const bool known = strike.site.call_class == "database" && once && at != std::string::npos;
   return known ? "platform EIO " + strike.site.call.substr(at + 4, strike.site.call.size() - at - 5) : "";
 }
 
@@ -313,9 +407,9 @@ bool can_be_needed(const std::string &strike, bool kill) {
 
 }  // namespace
 
-std::string prescribed_difference(const Strike &strike, const Difference &difference) {
+std::string prescribed_difference(const Strike &strike, const Circumstances &around, const Difference &difference) {
   for (const Prescribed &row : rows()) {
-    const char *by = fitting(row.strikes, strike);
+    const char *by = holds(row.when, around) ? fitting(row.strikes, strike) : nullptr;
     const char *at = by != nullptr ? fitting(row.places, difference) : nullptr;
     if (at != nullptr) {
       return use_of(by, at);

@@ -13,9 +13,16 @@
 
 namespace torture {
 
+// What a run was at when it was struck, and what it had come to.
+struct Circumstances {
+  bool first_boot = false;  // the strike fell in front of the marker
+  bool marked = false;      // there was a marker when the next undisturbed start began
+  bool asked = false;       // the struck run made a request
+};
+
 // "STRIKE -> PLACE", the patterns by which this may differ after this strike; empty when it may not. The status with
-// which the struck run ends is the place "exit".
-std::string prescribed_difference(const Strike &strike, const Difference &difference);
+// which the struck run ends is the place "exit", its longest time away from the loop, in seconds, "wait".
+std::string prescribed_difference(const Strike &strike, const Circumstances &around, const Difference &difference);
 
 // Of the rows' patterns those that no play of this kind came to need, of which these are the texts: each is to go, but
 // for the name of a place in memory that another build has.

@@ -9,8 +9,18 @@ namespace {
 using testing::Contains;
 using testing::Not;
 
+constexpr Circumstances kFirstBoot = {.first_boot = true, .marked = true, .asked = true};
+constexpr Circumstances kExtensions = {.first_boot = false, .marked = true, .asked = true};
+constexpr Circumstances kUnasked = {.first_boot = true, .marked = false, .asked = false};
+
+std::string row_for(const Strike &strike, const Difference &difference, const Circumstances &around) {
+  return prescribed_difference(strike, around, difference);
+}
+
+// In either phase; the tests of the phases are their own.
 std::string row_for(const Strike &strike, const Difference &difference) {
-  return prescribed_difference(strike, difference);
+  const std::string found = row_for(strike, difference, kFirstBoot);
+  return found != "" ? found : row_for(strike, difference, kExtensions);
 }
 
 Strike strike(const char *call_class, const char *call, const char *blow) {
@@ -39,7 +49,7 @@ TEST(Prescribed, RowsOfFailuresExcuseNoKill) {
   EXPECT_EQ(row_for(strike("file", "open(/cdrom/ovf-env.xml)", "KILL"), no_account), "");
   EXPECT_EQ(row_for(strike("file", "open(/cdrom/ovf-env.xml)", "POWER2"), no_account), "");
   const Difference no_key = {"/tables/340/operator/ssh_keys/2", "\"key 2\"", "nothing"};
-  EXPECT_NE(row_for(strike("request", "request(http://a/?comp=certificates)", "28"), no_key), "");
+  EXPECT_NE(row_for(strike("request", "request(http://a/?comp=certificates)", "fabric:html"), no_key), "");
   EXPECT_EQ(row_for(strike("request", "request(http://a/?comp=certificates)", "KILL"), no_key), "");
   const Difference no_header = {"/requests GET /?comp=certificates header x-ms-guest-agent-public-x509-cert", "a",
                                 "no such header"};
@@ -74,9 +84,85 @@ TEST(Prescribed, OnlyTheSuccessThatIsNotToldAgainIsMeantEverywhere) {
 }
 
 TEST(Prescribed, AnEndIsAPlaceToo) {
-  EXPECT_NE(row_for(strike("platform", "conf_init()", "EIO"), {"exit", "0", "255"}), "");
-  EXPECT_EQ(row_for(strike("platform", "conf_init()", "EIO"), {"exit", "0", "1"}), "");
-  EXPECT_EQ(row_for(strike("platform", "conf_end()", "EIO"), {"exit", "0", "255"}), "");
+  EXPECT_NE(row_for(strike("platform", "conf_init()", "EIO"), {"exit", "0", "255"}, kUnasked), "");
+  EXPECT_EQ(row_for(strike("platform", "conf_init()", "EIO"), {"exit", "0", "1"}, kUnasked), "");
+  EXPECT_EQ(row_for(strike("platform", "conf_end()", "EIO"), {"exit", "0", "255"}, kUnasked), "");
+}
+
+TEST(Prescribed, AnAgentThatAskedForSomethingDoesNotEnd) {
+  const Strike dead = strike("file", "open(/data/etc/.plugin_status)", "DEAD");
+  EXPECT_NE(row_for(dead, {"exit", "0", "255"}, kUnasked), "");
+  EXPECT_EQ(row_for(dead, {"exit", "0", "255"}, kFirstBoot), "");
+  EXPECT_EQ(row_for(dead, {"exit", "0", "255"}, kExtensions), "");
+}
+
+TEST(Prescribed, AFailureCostsOnePauseWhereTheRequestsBehindItCanBeMade) {
+  const Difference wait = {"wait", "no more than 11", "77"};
+  EXPECT_NE(row_for(strike("request", "request(http://a/machine/?comp=goalstate)", "fabric:cut"), wait), "");
+  EXPECT_EQ(row_for(strike("request", "request(http://a/machine/?comp=goalstate)", "fabric:status:503"), wait), "");
+  EXPECT_EQ(row_for(strike("request", "request(http://a/machine/?comp=health)", "fabric:cut"), wait), "");
+  EXPECT_NE(row_for(strike("platform", "generate_RSA_key(2048, 65537)", "EIO"), wait), "");
+  EXPECT_EQ(row_for(strike("platform", "cmf_write_config(1)", "EIO"), wait), "");
+}
+
+TEST(Prescribed, WithoutAMarkerFirstBootOwesEverything) {
+  Circumstances unmarked = kFirstBoot;
+  unmarked.marked = false;
+  const Strike unread = strike("file", "open(/cdrom/ovf-env.xml)", "EIO");
+  const Difference no_name = {"/tables/100/fields/host_name", "\"edge-fw-01\"", "\"kelvane\""};
+  EXPECT_NE(row_for(unread, no_name, kFirstBoot), "");
+  EXPECT_EQ(row_for(unread, no_name, unmarked), "");
+  const Strike told = strike("request", "request(http://a/machine/?comp=health)", "KILL");
+  const Difference not_ready = {"/reports/health", "\"<State>Ready</State>\"", "\"<State>NotReady</State>\""};
+  EXPECT_NE(row_for(told, not_ready, kExtensions), "");
+  EXPECT_EQ(row_for(told, not_ready, unmarked), "") << "it is the first report";
+  EXPECT_EQ(row_for(strike("file", "open(/cdrom/ovf-env.xml)", "DEAD"), no_name, kFirstBoot), "");
+}
+
+TEST(Prescribed, FirstBootAndExtensionsExcuseNothingOfEachOther) {
+  const Strike found = strike("platform", "cmf_query_commit(340)", "EIO");
+  const Difference not_locked = {"/tables/340/admin/password", "\"that of nobody\"", "\"no password: x\""};
+  const Difference old_password = {"/tables/340/auditor/password", "\"that of Copper-Lantern-31?\"",
+                                   "\"that of Slate-Orchard-77?\""};
+  EXPECT_NE(row_for(found, not_locked, kFirstBoot), "");
+  EXPECT_EQ(row_for(found, not_locked, kExtensions), "");
+  EXPECT_EQ(row_for(found, old_password, kFirstBoot), "");
+  EXPECT_NE(row_for(found, old_password, kExtensions), "");
+}
+
+// A disc that is full or gone is more than one call that fails.
+TEST(Prescribed, OnlyASingleFailureOfTheDatabaseIsThatOfItsPlatformCall) {
+  const Difference not_locked = {"/tables/340/admin/password", "\"that of nobody\"", "\"no password: x\""};
+  for (const char *blow : {"EIO", "ENOSPC", "SHORT", "FULL", "DEAD"}) {
+    const Strike written = strike("database", "write(kelvane-config.db-wal in cmf_query_commit(340))", blow);
+    const bool single = blow != std::string("FULL") && blow != std::string("DEAD");
+    EXPECT_EQ(row_for(written, not_locked, kFirstBoot) != "", single) << blow;
+  }
+}
+
+// An answer that looks well is believed; any other is asked for again.
+TEST(Prescribed, ARequestThatFailsOutrightExcusesNothing) {
+  const Difference no_key = {"/tables/340/operator/ssh_keys/2", "\"key 2\"", "nothing"};
+  const Difference not_ready = {"/reports/health", "\"<State>Ready</State>\"", "\"<State>NotReady</State>\""};
+  const Difference no_status = {"/reports/provisioning/status", "\"Ready\"", "\"NotReady\""};
+  const Difference no_range = {"/requests PUT http://a/?comp=page page range", "0", "nothing"};
+  const struct {
+    const char *call;
+    Difference difference;
+    const char *well;
+  } kCases[] = {{"request(http://a/?comp=certificates)", no_key, "fabric:html"},
+                {"request(http://169.254.169.254/a/certificates/1)", no_key, "fabric:status:503"},
+                {"request(http://a/machine/?comp=health)", not_ready, "fabric:cut"},
+                {"request(http://169.254.169.254/a/provisioningStatus)", no_status, "fabric:status:404"},
+                {"request(http://storage.example.invalid/a)", no_range, "fabric:empty"}};
+  for (const auto &one : kCases) {
+    EXPECT_NE(row_for(strike("request", one.call, one.well), one.difference), "") << one.call;
+    for (const char *blow : {"7", "28", "56", "fabric:reset:0"}) {
+      EXPECT_EQ(row_for(strike("request", one.call, blow), one.difference), "") << one.call << " " << blow;
+    }
+  }
+  EXPECT_EQ(row_for(strike("request", "request(http://a/?comp=certificates)", "fabric:status:503"), no_key), "");
+  EXPECT_EQ(row_for(strike("request", "request(http://a/machine/?comp=health)", "fabric:status:404"), not_ready), "");
 }
 
 const Difference kFirstHub = {"/tables/640/fields/event_hub_name", "\"firewall-logs-v2\"", "\"firewall-logs\""};
@@ -209,7 +295,7 @@ TEST(Prescribed, OnlyAKeyThatDidNotComeIsMissing) {
   const auto slot = [](const char *number, const char *came) {
     return Difference{"/tables/340/operator/ssh_keys/" + std::string(number), "x", came};
   };
-  const Strike unread = strike("request", "request(http://a/?comp=certificates)", "28");
+  const Strike unread = strike("request", "request(http://a/?comp=certificates)", "fabric:html");
   EXPECT_NE(row_for(unread, slot("1", "\"key 2\"")), "");
   EXPECT_EQ(row_for(unread, slot("1", "\"a key that the fabric made\"")), "");
   EXPECT_EQ(row_for(unread, slot("1", "nothing")), "");

@@ -50,6 +50,19 @@ TEST(Sites, AnotherCallOfTheSameNameIsNotThePlannedOne) {
   EXPECT_FALSE(ends_with_call({}, before, before[0])) << "it fell on nothing";
 }
 
+TEST(Sites, FirstBootIsAllUpToTheLastOpeningOfTheMarker) {
+  const std::vector<Site> run = {{"file", 1, "open(/data/etc/.provisioned)"},
+                                 {"platform", 1, "f()"},
+                                 {"file", 2, "open(/data/etc/.provisioned)"},
+                                 {"bytes", 1, "write(/data/etc/.provisioned)"},
+                                 {"platform", 2, "f()"}};
+  for (const size_t number : {0, 1, 2}) {
+    EXPECT_TRUE(in_front_of_marker(run, run[number])) << number;
+  }
+  EXPECT_FALSE(in_front_of_marker(run, run[3]));
+  EXPECT_FALSE(in_front_of_marker(run, run[4]));
+}
+
 TEST(Sites, AnEarlierAnswerInMorePiecesMovesNoCallBehindTheNextRequest) {
   const std::vector<Site> before = {{"request", 1, "request(a)"}, {"memory", 1, "realloc(a)"},
                                     {"request", 2, "request(a)"}, {"memory", 2, "realloc(a)"},

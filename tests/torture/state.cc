@@ -64,13 +64,15 @@ void State::read() {
 }
 
 // One line, in one piece.
-void State::write(const Strike &strike, const std::string &report, const std::string &missed, const Json &meant) const {
+void State::write(const Strike &strike, const std::string &report, const std::string &missed, const Json &meant,
+                  const std::string &second) const {
   const Json entry = {{"address", strike.address()},
                       {"call", strike.place},
                       {"build", digest_},
                       {"report", report},
                       {"missed", missed},
-                      {"meant", meant}};
+                      {"meant", meant},
+                      {"second", second}};
   const std::string line = entry.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
   const int descriptor = open(file_.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
   if (descriptor < 0 || ::write(descriptor, line.data(), line.size()) != static_cast<ssize_t>(line.size())) {
@@ -91,6 +93,10 @@ bool State::missed(const Strike &strike) const {
 
 bool State::survived(const Strike &strike) const {
   return played(strike) && !missed(strike) && lines_.at(strike.address())["report"] == "";
+}
+
+bool State::second_fell(const Strike &strike) const {
+  return played(strike) && lines_.at(strike.address()).value("second", "") != "";
 }
 
 bool State::failed_before(const Strike &strike) const {

@@ -24,13 +24,17 @@ class State {
 
   // Reads what stands in the file by now.
   void read();
-  void write(const Strike &strike, const std::string &report, const std::string &missed, const Json &meant) const;
+  // Of a pair the second kill's call, too; empty when it did not fall.
+  void write(const Strike &strike, const std::string &report, const std::string &missed, const Json &meant,
+             const std::string &second = "") const;
 
   bool played(const Strike &strike) const;
   // Played, and it fell on another call than the planned one, or on none.
   bool missed(const Strike &strike) const;
   // Played as planned, with nothing to report: what the agent did not come through is played again.
   bool survived(const Strike &strike) const;
+  // Played, and the second kill of the pair fell.
+  bool second_fell(const Strike &strike) const;
   // Survived, and the same call not so at some time before, of the same build: what comes and goes is worth a look.
   bool failed_before(const Strike &strike) const;
   // The differences that were meant, each with the patterns of its row.

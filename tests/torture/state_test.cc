@@ -28,6 +28,16 @@ TEST_F(StateTest, KeepsWhatWasSurvived) {
   EXPECT_EQ(state.meant(kStrike)["/files/hostname"], "A -> B");
 }
 
+TEST_F(StateTest, KnowsWhetherBothKillsOfAPairFell) {
+  Strike single = kStrike;
+  single.site.number = 13;
+  State(file(), "1").write(kStrike, "", "", Json::object(), "open(/b)");
+  State(file(), "1").write(single, "", "", Json::object());
+  const State state(file(), "1");
+  EXPECT_TRUE(state.second_fell(kStrike));
+  EXPECT_FALSE(state.second_fell(single));
+}
+
 TEST_F(StateTest, ALineOfAnotherBuildDoesNotCount) {
   State(file(), "1").write(kStrike, "", "", Json::object());
   EXPECT_FALSE(State(file(), "2").played(kStrike));

@@ -44,6 +44,18 @@ void print(const Counts &counts, bool kill) {
   }
 }
 
+// The start behind a kill may end before it comes to the second one.
+void print_second(const std::vector<Strike> &plan, const State &state) {
+  size_t played = 0, fell = 0;
+  for (const Strike &strike : plan) {
+    played += !strike.second.empty() && state.played(strike) ? 1 : 0;
+    fell += state.second_fell(strike) ? 1 : 0;
+  }
+  if (played != 0) {
+    std::printf("both kills fell in %zu of %zu pairs\n", fell, played);
+  }
+}
+
 // Told only: a place in memory may have another name in a build that puts other functions inline.
 void print_unused(const std::vector<Strike> &plan, const State &state, bool kill) {
   std::set<std::string> used;
@@ -71,6 +83,7 @@ void print_failed_before(const std::vector<Strike> &plan, const State &state) {
 int sum_up(const Options &options, const std::vector<Strike> &plan, const State &state) {
   Counts counts = counts_of(plan, state);
   print(counts, options.kill);
+  print_second(plan, state);
   print_failed_before(plan, state);
   const Count &all = counts[kAll];
   if (all.runs == 0) {

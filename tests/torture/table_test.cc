@@ -44,6 +44,15 @@ TEST_F(TableTest, WhatTheAgentDidNotComeThroughIsNot) {
   EXPECT_EQ(status(), 1);
 }
 
+TEST_F(TableTest, PairsTellHowOftenBothKillsFell) {
+  plan_[0].second = plan_[1].second = "file:3:KILL";
+  state_.write(plan_[0], "", "", Json::object(), "open(/c)");
+  play(1, "", "");
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(status(), 0);
+  EXPECT_NE(testing::internal::GetCapturedStdout().find("both kills fell in 1 of 2 pairs\n"), std::string::npos);
+}
+
 // Two plays cannot have needed all that is prescribed.
 TEST_F(TableTest, AWholePlayTellsWhichRowsItDidNotNeed) {
   const auto told = [&] {

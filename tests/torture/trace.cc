@@ -31,6 +31,10 @@ bool ended_in_time(const std::string &trace) {
   return ends_with(trace, "] stop\n");
 }
 
+bool made_a_request(const std::string &trace) {
+  return has(trace, "] request ");
+}
+
 bool provisions(const std::string &trace) {
   return has(trace, "comp=health") || has(trace, "provisioningStatus");
 }

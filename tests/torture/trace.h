@@ -12,6 +12,9 @@ namespace torture {
 // status.
 bool ended_in_time(const std::string &trace);
 
+// Whether it asked for anything or sent anything, whatever came of it.
+bool made_a_request(const std::string &trace);
+
 // Whether it reported a first boot, over either protocol.
 bool provisions(const std::string &trace);
 

@@ -95,6 +95,11 @@ TEST(Trace, TurnsBetweenWaitsAddUp) {
       2);
 }
 
+TEST(Trace, AnyRequestIsOne) {
+  EXPECT_TRUE(made_a_request("[0] platform conf_init() = 0\n[0] request GET http://a/?comp=versions = 28\n"));
+  EXPECT_FALSE(made_a_request("[0] platform f(a request )\n[0] exit 255\n"));
+}
+
 TEST(Trace, AFirstBootIsReported) {
   EXPECT_TRUE(provisions("[0] request POST http://a/machine/?comp=health = 0 200\n"));
   EXPECT_TRUE(provisions("[33] request PUT http://a/provisioningStatus?v = 0 200\n"));
