@@ -146,7 +146,9 @@ cmf_query *query_pages(const char *account) {
   return cmf_query_create_child_with_key(nCfg_query(NCFG_TABLE_ACCOUNTS), NCFG_TABLE_GUI_DASHBOARD, account);
 }
 
-void append_page(const char *account, const ncfg_gui_dashboard &page) {
+void append_page(const char *account, const char *name) {
+  ncfg_gui_dashboard page = {};
+  snprintf(page.name, sizeof page.name, "%s", name);
   cmf_query *pages = query_pages(account);
   EXPECT_EQ(0, cmf_query_table_append(pages, &page));
   cmf_query_free(pages);
@@ -253,7 +255,7 @@ TEST_F(ReferenceRows, NewAccountOfANameThatDoesNotComeFreeIsNotWritten) {
 // An account of ours takes the place of one whose page we are to rename, and has a page of that name.
 TEST_F(ReferenceRows, PagesOfTwoAccountsThatBecomeOneAreWritten) {
   ASSERT_EQ(0, append_account("guest"));
-  append_page("guest", {{"status"}, 1});
+  append_page("guest", "status");
   Sqlite().run(
       "INSERT INTO records VALUES (340, 900, 0, 'theirs', CAST('theirs' AS BLOB));"
       "INSERT INTO records VALUES (14050, 900, 900, 'page', CAST('page' AS BLOB))");
