@@ -12,7 +12,6 @@
 #include "tests/torture/integrity.h"
 #include "tests/torture/places.h"
 #include "tests/torture/rows.h"
-#include "tests/torture/trace.h"
 #include "tools/fabric/made_texts.h"
 
 namespace torture {
@@ -58,7 +57,7 @@ Bench::Bench(const Programs &programs, const std::string &protocol, const std::s
   if (!trouble.empty() || !refused().empty()) {
     throw std::runtime_error("the undisturbed run, see " + folder_ + ":\n" + trouble);
   }
-  usual_wait_ = longest_wait(trace_of(kStruck));
+  usual_waits_ = longest_waits(trace_of(kStruck));
   undisturbed_ = read_sites(folder_ + "/struck.sites");
   name_places(programs_.sandbox, undisturbed_);
   // Which of the fabric's keys is where counts, too: they are the same in every play of this bench. The second one of
@@ -242,13 +241,15 @@ void Bench::look_around(const Site &planned) {
 
 // Whatever failed, it is never away from its loop for longer than the longest.
 std::string Bench::check_wait(const Strike &strike) {
-  const int64_t longest = longest_wait(trace_of(kStruck));
-  const int64_t limit = strike.leaves_a_loop() ? usual_wait_ + kPause : kLongestWait;
-  const Difference wait = {"wait", "no more than " + std::to_string(limit), std::to_string(longest)};
-  if (longest > kLongestWait) {
-    return "  the struck run waits for " + wait.came + " seconds\n";
+  const Waits waits = longest_waits(trace_of(kStruck));
+  const auto in_words = [](const Waits &some) {
+    return std::to_string(some.first) + " before the loop, " + std::to_string(some.later) + " in it";
+  };
+  if (!within(waits, {0, 0}, kLongestWait)) {
+    return "  the struck run waits for too long, in seconds: " + in_words(waits) + "\n";
   }
-  return longest > limit ? not_meant(strike, {wait}) : "";
+  const bool short_enough = !strike.leaves_a_loop() || within(waits, usual_waits_, kPause);
+  return short_enough ? "" : not_meant(strike, {{"wait", in_words(usual_waits_) + " and one pause", in_words(waits)}});
 }
 
 std::string Bench::check_struck(const Strike &strike, int status) {
@@ -340,6 +341,7 @@ std::string Bench::check_waits(const Site &planned, Strike &strike) {
 std::string Bench::play(const Strike &planned) {
   meant_ = Json::object();
   missed_ = "";
+  second_ = Site();
   Strike strike = planned;
   std::string report;
   const int status = aimed_run(planned.site, strike, 0, report);
@@ -347,7 +349,6 @@ std::string Bench::play(const Strike &planned) {
   report += check_struck(strike, status) + check_database();
   const bool waits = status == 0 && stopped_in_a_wait(trace_of(kStruck));
   const bool known_to_go_on = status != 0 || !strike.leaves_a_loop() || goes_on(strike);
-  second_ = Site();
   if (!strike.second.empty()) {
     report += second_run(strike);
   }

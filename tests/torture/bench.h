@@ -10,6 +10,7 @@
 #include "tests/torture/outcome.h"
 #include "tests/torture/prescribed.h"
 #include "tests/torture/strike.h"
+#include "tests/torture/trace.h"
 
 namespace torture {
 
@@ -78,7 +79,7 @@ class Bench {
   std::string folder_;
   Json scenario_;
   int64_t first_pass_ = 0;
-  int64_t usual_wait_ = 0;  // the longest of the undisturbed run
+  Waits usual_waits_;  // of the undisturbed run
   scenario::Cloud cloud_;
   std::vector<Site> undisturbed_;
   Circumstances around_;  // of the last struck run

@@ -1,4 +1,5 @@
-// What kelvane-torture is asked to do. Throws std::runtime_error, with the usage as its words, for what it cannot read.
+// What kelvane-torture is asked to do. Throws std::runtime_error, with the usage or with what is wrong as its words,
+// for what it cannot read.
 #ifndef KELVANE_TESTS_TORTURE_OPTIONS_H
 #define KELVANE_TESTS_TORTURE_OPTIONS_H
 
@@ -20,7 +21,7 @@ struct Options {
 
   // Whether all that there is to play is played, but for the time.
   bool whole() const;
-  // Those that are asked for. Throws std::runtime_error for an address that there is not.
+  // Those that are asked for. Throws std::runtime_error for an address, a class or a blow that none of all has.
   std::vector<Strike> wanted(const std::vector<Strike> &all) const;
 };
 

@@ -13,10 +13,13 @@ using Patterns = std::vector<const char *>;
 // When a row holds. What first boot leaves undone counts when there is a marker only: without one it is done again.
 enum class When {
   kAlways,
-  kUnasked,     // before anything was asked for
-  kMarked,      // with a marker behind the strike
-  kFirstBoot,   // the same, of what first boot does in front of the marker
-  kExtensions,  // behind first boot
+  kUnasked,    // before anything was asked for
+  kStart,      // in front of the marker
+  kGaveUp,     // the same, and there is none
+  kFirstBoot,  // the same, and there is one
+  kMarked,     // whenever it was, and there is one
+  kBehind,     // behind the marker: the last reports and the extensions
+  kAccounts,   // for the account that is made then: first boot's with a marker, the extensions' behind it
 };
 
 // Shell patterns; those of the strikes are for "CLASS BLOW CALL", with the protocol in front for one that is meant for
@@ -129,7 +132,7 @@ const std::vector<Prescribed> &rows() {
         "memory ENOMEM malloc(text_format < metadata_certificate_headers < metadata_certificates_fetch < *",
         "platform EIO get_rnd_bytes(8)", "request fabric:[chew]* request(*comp=certificates*)",
         "request fabric:reset:100 request(*comp=certificates*)",
-        "request fabric:[ches]* request(http://169.254.169.254/*/certificates*)",
+        "request fabric:[hes]* request(http://169.254.169.254/*/certificates*)",
         "request fabric:wrong-length:-7 request(http://169.254.169.254/*/certificates*)"},
        kNoFirstKey,
        kWithoutKey,
@@ -147,11 +150,12 @@ const std::vector<Prescribed> &rows() {
        {"/tables/340/operator/ssh_keys/[12] = nothing"},
        kWithoutKey,
        When::kFirstBoot},
-      {{"memory E* take_public_key *"}, {"/tables/340/auditor/ssh_keys/1 = \"key 1\""}, kFirstAccount},
+      {{"memory E* take_public_key *"}, {"/tables/340/auditor/ssh_keys/1 = \"key 1\""}, kFirstAccount, When::kGaveUp},
       {{"platform EIO check_passwd_policy(\"operator\"*", "platform EIO make_new_passwd(*",
         "platform EIO cmf_query_create(340)", "platform EIO cmf_query_table_append(340, \"operator\"*"},
        kKeysOfAnother,
-       kFirstAccount},
+       kFirstAccount,
+       When::kGaveUp},
 
       // ---- first boot's configuration ----
       {{"platform EIO cmf_query_create(340)", "platform EIO cmf_query_do_table_find(340, 0, \"admin\", 2)",
@@ -171,14 +175,15 @@ const std::vector<Prescribed> &rows() {
        {"/tables/440/port[234]/addressing_mode = 0", "/tables/440/port[234]/default_server = 1"},
        kNotLookedAt,
        When::kFirstBoot},
-      {{"platform EIO *(330*"}, {"/tables/340/*/354/records/*/widget = 0"}, kNotLookedAt},
-      {{"platform EIO nCfg_query(340)"}, together({kNoDashboard, kNoGuiDashboard}), kNotLookedAt},
-      {{"platform EIO cmf_query_create_child_with_key(340, 354, *"}, kNoDashboard, kNotLookedAt},
+      {{"platform EIO *(330*"}, {"/tables/340/*/354/records/*/widget = 0"}, kNotLookedAt, When::kAccounts},
+      {{"platform EIO nCfg_query(340)"}, together({kNoDashboard, kNoGuiDashboard}), kNotLookedAt, When::kAccounts},
+      {{"platform EIO cmf_query_create_child_with_key(340, 354, *"}, kNoDashboard, kNotLookedAt, When::kAccounts},
       {{"platform EIO cmf_query_create_child_with_key(340, 14050, *", "platform EIO add_default_gui_dashboard(*"},
        kNoGuiDashboard,
-       kNotLookedAt},
-      {{"platform EIO cmf_query_table_append(354 of *"}, kEntriesMoveUp, kNotLookedAt},
-      {{"platform EIO *(280*"}, {"/tables/340/*/access_profile = 0"}, kNotLookedAt},
+       kNotLookedAt,
+       When::kAccounts},
+      {{"platform EIO cmf_query_table_append(354 of *"}, kEntriesMoveUp, kNotLookedAt, When::kAccounts},
+      {{"platform EIO *(280*"}, {"/tables/340/*/access_profile = 0"}, kNotLookedAt, When::kAccounts},
 
       {{"metadata: database FULL write(* in cmf_query_table_append(354 of *",
         "metadata: database FULL write(* in add_default_gui_dashboard(*",
@@ -238,7 +243,7 @@ const std::vector<Prescribed> &rows() {
         "request fabric:wrong-length:-7 request(*/provisioningStatus*)"},
        kNotReady,
        "a report that there is no memory for is not sent, an answer of success is believed, and it is told once",
-       When::kMarked},
+       When::kBehind},
       {{"file E* open(/data/etc/ssh/*.fp)", "bytes EIO read(/data/etc/ssh/*.fp)", "file DEAD open(/data/etc/ssh/*.fp)",
         "bytes DEAD read(/data/etc/ssh/*.fp)", "bytes DEAD write(/data/etc/.provisioned)", "bytes DEAD sync()",
         "file DEAD access(/etc/tmpdata.conf)", "file DEAD access(/data/etc/.customdata)",
@@ -255,10 +260,7 @@ const std::vector<Prescribed> &rows() {
        {"/history/operator = nothing"},
        kWithoutResult,
        When::kFirstBoot},
-      {{"platform EIO passwd_policy_save_info(\"auditor\")"},
-       kFirstPasswordRemembered,
-       kWithoutResult,
-       When::kExtensions},
+      {{"platform EIO passwd_policy_save_info(\"auditor\")"}, kFirstPasswordRemembered, kWithoutResult, When::kBehind},
       {{"memory E* malloc(base64_text < *TransportCertMake < main)",
         "memory E* malloc(text_format < wire_certificates_headers < *",
         "memory ENOMEM+ malloc(* < goal_state_parse < *", "platform EIO generate_RSA_key(*",
@@ -273,7 +275,8 @@ const std::vector<Prescribed> &rows() {
       {{"memory ENOMEM malloc(GetNodeTextData < * < goal_state_parse < *",
         "request fabric:[chew]* request(*comp=goalstate)", "request fabric:reset:100 request(*comp=goalstate)"},
        {"wait"},
-       "certificates and extensions are asked for at the addresses that the goal state has, nine times each"},
+       "without what the goal state says the reports are refused, nine times each",
+       When::kStart},
       {{"memory ENOMEM malloc(base64_text < *TransportCertMake < main)",
         "memory ENOMEM malloc(text_format < wire_certificates_headers < *", "platform EIO generate_RSA_key(*",
         "platform EIO get_rnd_bytes(8)"},
@@ -282,8 +285,8 @@ const std::vector<Prescribed> &rows() {
       {{"request fabric:[che]* request(http://storage.example.invalid/*)",
         "request fabric:reset:100 request(http://storage.example.invalid/*)",
         "request fabric:wrong-length:-7 request(http://storage.example.invalid/*)"},
-       {"/requests PUT *comp=page* page range"},
-       "an answer of success is believed: pages are written into a blob that was not made"},
+       {"/requests PUT *comp=page* page range", "wait"},
+       "an answer of success is believed: pages are written into a blob that was not made, and are refused nine times"},
 
       // ---- extensions ----
       {{"memory ENOMEM realloc(add < pluginManager_Add < pluginManager_Init < main)"},
@@ -295,43 +298,43 @@ const std::vector<Prescribed> &rows() {
        "keeps the sequence number of that"},
       // Which command a text is decoded for the call does not tell; without the certificates none can be decrypted.
       {{"platform EIO miglib_b64_pton(*", "memory ENOMEM malloc(*CertStoreSlot < *",
-        "request fabric:[ches]* request(http://169.254.169.254/*/certificates*)",
+        "request fabric:[hes]* request(http://169.254.169.254/*/certificates*)",
         "request fabric:wrong-length:-7 request(http://169.254.169.254/*/certificates*)"},
        together({kFirstHub, kFirstHubsMessage, kFirstPassword, kFirstPasswordRemembered}),
        kUsedUp,
-       When::kExtensions},
-      {{"platform EIO cmf_query_*(640)"}, kFirstHub, kUsedUp, When::kExtensions},
+       When::kBehind},
+      {{"platform EIO cmf_query_*(640)"}, kFirstHub, kUsedUp, When::kBehind},
       {{"memory ENOMEM malloc(text_format < CustomScript_ConfigEventHub < *"},
        kFirstHubsMessage,
        kUsedUp,
-       When::kExtensions},
+       When::kBehind},
       {{"memory ENOMEM calloc(Secret::allocate < * < custom_script_command < *"},
        together({kFirstHub, kFirstHubsMessage}),
        kUsedUp,
-       When::kExtensions},
+       When::kBehind},
       {{"platform EIO cmf_query_commit(340)", "platform EIO cmf_query_do_table_find(340, 0, \"auditor\", 2)"},
        kFirstPassword,
        kUsedUp,
-       When::kExtensions},
+       When::kBehind},
       {{"platform EIO nCfg_query(340)"},
        together({kFirstPassword,
                  {"/plugins/*.VMAccessForLinux/config/message = \"Enable failed.\"",
                   "/reports/*.VMAccessForLinux*/message = \"Enable failed.\""}}),
        kUsedUp,
-       When::kExtensions},
+       When::kBehind},
       {{"memory ENOMEM calloc(Secret::allocate < * < vm_access_command < *", "platform EIO make_new_passwd(*",
         "platform EIO cmf_get_cur_domain_id()", "platform EIO cmf_write_config(*"},
        together({kFirstPassword, kFirstPasswordRemembered}),
        kUsedUp,
-       When::kExtensions},
+       When::kBehind},
       {{"memory ENOMEM+ * < main_loop_run < main)"},
        together({kFirstHub, kFirstHubsMessage, kFirstPassword, kFirstPasswordRemembered}),
        "a pass that runs out of memory uses up the sequence numbers of all its commands",
-       When::kExtensions},
+       When::kBehind},
       {{"platform EIO cmf_get_cur_domain_id()", "platform EIO cmf_write_config(*"},
        {"/tables/events/*\"Config eventhub fails.\"*"},
        "that it failed is an event, and stays one",
-       When::kExtensions},
+       When::kBehind},
   };
   return kRows;
 }
@@ -343,16 +346,23 @@ const char *fitting(const Patterns &patterns, const std::string &text) {
   return found != patterns.end() ? *found : nullptr;
 }
 
-bool holds(When when, const Circumstances &around) {
+bool holds(When when, const Circumstances &around, const std::string &place) {
   switch (when) {
     case When::kUnasked:
       return !around.asked;
+    case When::kStart:
+      return around.first_boot;
+    case When::kGaveUp:
+      return around.first_boot && !around.marked;
+    case When::kFirstBoot:
+      return around.first_boot && around.marked;
     case When::kMarked:
       return around.marked;
-    case When::kFirstBoot:
-      return around.marked && around.first_boot;
-    case When::kExtensions:
+    case When::kBehind:
       return !around.first_boot;
+    case When::kAccounts:
+      return around.first_boot ? around.marked && place.rfind("/tables/340/operator/", 0) == 0
+                               : place.rfind("/tables/340/auditor/", 0) == 0;
     case When::kAlways:
       break;
   }
@@ -409,7 +419,7 @@ bool can_be_needed(const std::string &strike, bool kill) {
 
 std::string prescribed_difference(const Strike &strike, const Circumstances &around, const Difference &difference) {
   for (const Prescribed &row : rows()) {
-    const char *by = holds(row.when, around) ? fitting(row.strikes, strike) : nullptr;
+    const char *by = holds(row.when, around, difference.place) ? fitting(row.strikes, strike) : nullptr;
     const char *at = by != nullptr ? fitting(row.places, difference) : nullptr;
     if (at != nullptr) {
       return use_of(by, at);

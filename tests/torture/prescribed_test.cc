@@ -10,7 +10,8 @@ using testing::Contains;
 using testing::Not;
 
 constexpr Circumstances kFirstBoot = {.first_boot = true, .marked = true, .asked = true};
-constexpr Circumstances kExtensions = {.first_boot = false, .marked = true, .asked = true};
+constexpr Circumstances kBehind = {.first_boot = false, .marked = true, .asked = true};
+constexpr Circumstances kUnmarked = {.first_boot = true, .marked = false, .asked = true};
 constexpr Circumstances kUnasked = {.first_boot = true, .marked = false, .asked = false};
 
 std::string row_for(const Strike &strike, const Difference &difference, const Circumstances &around) {
@@ -20,7 +21,7 @@ std::string row_for(const Strike &strike, const Difference &difference, const Ci
 // In either phase; the tests of the phases are their own.
 std::string row_for(const Strike &strike, const Difference &difference) {
   const std::string found = row_for(strike, difference, kFirstBoot);
-  return found != "" ? found : row_for(strike, difference, kExtensions);
+  return found != "" ? found : row_for(strike, difference, kBehind);
 }
 
 Strike strike(const char *call_class, const char *call, const char *blow) {
@@ -93,7 +94,7 @@ TEST(Prescribed, AnAgentThatAskedForSomethingDoesNotEnd) {
   const Strike dead = strike("file", "open(/data/etc/.plugin_status)", "DEAD");
   EXPECT_NE(row_for(dead, {"exit", "0", "255"}, kUnasked), "");
   EXPECT_EQ(row_for(dead, {"exit", "0", "255"}, kFirstBoot), "");
-  EXPECT_EQ(row_for(dead, {"exit", "0", "255"}, kExtensions), "");
+  EXPECT_EQ(row_for(dead, {"exit", "0", "255"}, kBehind), "");
 }
 
 TEST(Prescribed, AFailureCostsOnePauseWhereTheRequestsBehindItCanBeMade) {
@@ -106,28 +107,94 @@ TEST(Prescribed, AFailureCostsOnePauseWhereTheRequestsBehindItCanBeMade) {
 }
 
 TEST(Prescribed, WithoutAMarkerFirstBootOwesEverything) {
-  Circumstances unmarked = kFirstBoot;
-  unmarked.marked = false;
   const Strike unread = strike("file", "open(/cdrom/ovf-env.xml)", "EIO");
   const Difference no_name = {"/tables/100/fields/host_name", "\"edge-fw-01\"", "\"kelvane\""};
   EXPECT_NE(row_for(unread, no_name, kFirstBoot), "");
-  EXPECT_EQ(row_for(unread, no_name, unmarked), "");
+  EXPECT_EQ(row_for(unread, no_name, kUnmarked), "");
   const Strike told = strike("request", "request(http://a/machine/?comp=health)", "KILL");
   const Difference not_ready = {"/reports/health", "\"<State>Ready</State>\"", "\"<State>NotReady</State>\""};
-  EXPECT_NE(row_for(told, not_ready, kExtensions), "");
-  EXPECT_EQ(row_for(told, not_ready, unmarked), "") << "it is the first report";
+  EXPECT_NE(row_for(told, not_ready, kBehind), "");
+  EXPECT_EQ(row_for(told, not_ready, kUnmarked), "") << "it is the first report";
   EXPECT_EQ(row_for(strike("file", "open(/cdrom/ovf-env.xml)", "DEAD"), no_name, kFirstBoot), "");
 }
 
-TEST(Prescribed, FirstBootAndExtensionsExcuseNothingOfEachOther) {
-  const Strike found = strike("platform", "cmf_query_commit(340)", "EIO");
-  const Difference not_locked = {"/tables/340/admin/password", "\"that of nobody\"", "\"no password: x\""};
-  const Difference old_password = {"/tables/340/auditor/password", "\"that of Copper-Lantern-31?\"",
-                                   "\"that of Slate-Orchard-77?\""};
-  EXPECT_NE(row_for(found, not_locked, kFirstBoot), "");
-  EXPECT_EQ(row_for(found, not_locked, kExtensions), "");
-  EXPECT_EQ(row_for(found, old_password, kFirstBoot), "");
-  EXPECT_NE(row_for(found, old_password, kExtensions), "");
+// A letter for each time in which the row holds: f for first boot with a marker behind it, u without one, b behind it.
+TEST(Prescribed, EachRowHoldsInItsTimeOnly) {
+  const char kCustom[] = "/files/.customdata", kAbsent[] = "\"absent\"";
+  const char kThumbprint[] = "/reports/provisioning/properties/certificateThumbprint", kEmpty[] = "\"\"";
+  const char kOperators[] = "/tables/340/operator/354/records/0/widget", kNothing[] = "nothing";
+  const char kAuditors[] = "/tables/340/auditor/354/records/0/widget";
+  const char kHub[] = "/tables/640/fields/event_hub_name", kOldHub[] = "\"firewall-logs\"";
+  const char kPassword[] = "/tables/340/auditor/password", kOldPassword[] = "\"that of Slate-Orchard-77?\"";
+  const char kHeader[] = "/requests GET http://a/?comp=certificates header x-ms-guest-agent-public-x509-cert";
+  const char kState[] = "/reports/health", kNotReady[] = "\"<State>NotReady</State>\"";
+  const struct {
+    const char *call_class, *blow, *call, *place, *came, *times;
+  } kCases[] = {
+      {"file", "EIO", "open(/cdrom/ovf-env.xml)", "/history/operator", kNothing, "f"},
+      {"platform", "EIO", "get_rnd_bytes(8)", "/tables/340/operator/ssh_keys/2", kNothing, "f"},
+      {"platform", "EIO", "ssh_pubkey_data_set(\"operator\", a key, 1)", "/tables/340/operator/ssh_keys/1", kNothing,
+       "f"},
+      {"platform", "EIO", "ssh_pubkey_data_set(\"operator\", a key, 2)", "/tables/340/operator/ssh_keys/2", kNothing,
+       "f"},
+      {"database", "FULL", "write(x in ssh_pubkey_data_set(\"operator\", a key, 1))", "/tables/340/operator/ssh_keys/2",
+       kNothing, "f"},
+      {"database", "FULL", "write(x in ssh_pubkey_data_set(\"operator\", a key, 2))", "/tables/340/operator/ssh_keys/2",
+       kNothing, "f"},
+      {"memory", "ENOMEM", "malloc(a < take_public_key < main)", "/tables/340/auditor/ssh_keys/1", "\"key 1\"", "u"},
+      {"platform", "EIO", "make_new_passwd(a password, 0)", "/tables/340/auditor/ssh_keys/2", "\"key 2\"", "u"},
+      {"platform", "EIO", "cmf_query_commit(340)", "/history/admin", kNothing, "f"},
+      {"platform", "EIO", "cmf_query_update(100)", "/tables/100/fields/host_name", "\"kelvane\"", "f"},
+      {"system", "EPERM", "sethostname(a)", "/files/hostname", kAbsent, "f"},
+      {"platform", "EIO", "nCfg_query(440)", "/tables/440/port2/addressing_mode", "0", "f"},
+      {"platform", "EIO", "nCfg_query(330)", kOperators, "0", "f"},
+      {"platform", "EIO", "nCfg_query(330)", kAuditors, "0", "b"},
+      {"platform", "EIO", "nCfg_query(340)", kOperators, kNothing, "f"},
+      {"platform", "EIO", "nCfg_query(340)", kAuditors, kNothing, "b"},
+      {"platform", "EIO", "cmf_query_create_child_with_key(340, 354, \"x\")", kOperators, kNothing, "f"},
+      {"platform", "EIO", "cmf_query_create_child_with_key(340, 14050, \"x\")", "/tables/340/auditor/14050/x", kNothing,
+       "b"},
+      {"platform", "EIO", "cmf_query_table_append(354 of \"x\")", kOperators, "27", "f"},
+      {"platform", "EIO", "cmf_query_create(280)", "/tables/340/operator/access_profile", "0", "f"},
+      {"platform", "EIO", "cmf_query_create(280)", "/tables/340/auditor/access_profile", "0", "b"},
+      {"file", "EIO", "rename(/etc/tmpdata.conf)", kCustom, kAbsent, "fb"},
+      {"file", "KILL", "rename(/etc/tmpdata.conf)", kCustom, kAbsent, "fb"},
+      {"file", "DEAD", "rename(/etc/tmpdata.conf)", kCustom, kAbsent, "fb"},
+      {"bytes", "EIO", "write(/data/etc/.provisioned)", "/files/.provisioned", kEmpty, "fb"},
+      {"bytes", "DEAD", "write(/data/etc/.provisioned)", "/files/.provisioned", kEmpty, "fb"},
+      {"bytes", "POWER1", "sync()", "/files/.provisioned", kEmpty, "fb"},
+      {"bytes", "KILL", "sync()", kState, kNotReady, "fb"},
+      {"request", "fabric:cut", "request(http://a/?comp=health)", kState, kNotReady, "b"},
+      {"memory", "ENOMEM", "malloc(a < report < ProvisionAgent_HandlerRun < main)", kState, kNotReady, "b"},
+      {"file", "EIO", "open(/data/etc/ssh/a.fp)", kThumbprint, kEmpty, "fb"},
+      {"platform", "EIO", "passwd_policy_save_info(\"admin\")", "/history/admin", kNothing, "f"},
+      {"platform", "EIO", "passwd_policy_save_info(\"operator\")", "/history/operator", kNothing, "f"},
+      {"platform", "EIO", "passwd_policy_save_info(\"auditor\")", "/history/auditor", kOldPassword, "b"},
+      {"platform", "EIO", "get_rnd_bytes(8)", kHeader, "no such header", "fub"},
+      {"request", "fabric:cut", "request(http://a/?comp=goalstate)", "wait", "77", "fu"},
+      {"platform", "EIO", "get_rnd_bytes(8)", "wait", "77", "fub"},
+      {"request", "fabric:cut", "request(http://storage.example.invalid/a)", "wait", "77", "fub"},
+      {"platform", "EIO", "miglib_b64_pton(a text)", kHub, kOldHub, "b"},
+      {"platform", "EIO", "cmf_query_update(640)", kHub, kOldHub, "b"},
+      {"memory", "ENOMEM", "calloc(Secret::allocate < a < custom_script_command < b)", kHub, kOldHub, "b"},
+      {"platform", "EIO", "cmf_query_commit(340)", kPassword, kOldPassword, "b"},
+      {"platform", "EIO", "nCfg_query(340)", kPassword, kOldPassword, "b"},
+      {"platform", "EIO", "cmf_write_config(1)", kPassword, kOldPassword, "b"},
+      {"platform", "EIO", "cmf_write_config(1)", "/tables/events/\"Config eventhub fails.\"", "true", "b"},
+      {"memory", "ENOMEM+", "malloc(a < main_loop_run < main)", kPassword, kOldPassword, "b"}};
+  for (const auto &one : kCases) {
+    const Strike struck = strike(one.call_class, one.call, one.blow);
+    const Difference difference = {one.place, "another", one.came};
+    std::string times;
+    times += row_for(struck, difference, kFirstBoot) != "" ? "f" : "";
+    times += row_for(struck, difference, kUnmarked) != "" ? "u" : "";
+    times += row_for(struck, difference, kBehind) != "" ? "b" : "";
+    EXPECT_EQ(times, one.times) << one.blow << " " << one.call << " " << one.place;
+  }
+  Strike full = strike("database", "write(x in cmf_write_config(1))", "FULL");
+  full.protocol = "metadata";
+  EXPECT_EQ(row_for(full, {"/history/operator", "x", kNothing}, kBehind), "");
+  EXPECT_NE(row_for(full, {"/history/operator", "x", kNothing}, kFirstBoot), "");
 }
 
 // A disc that is full or gone is more than one call that fails.
@@ -161,6 +228,13 @@ TEST(Prescribed, ARequestThatFailsOutrightExcusesNothing) {
       EXPECT_EQ(row_for(strike("request", one.call, blow), one.difference), "") << one.call << " " << blow;
     }
   }
+  const Difference wait = {"wait", "1 and one pause", "91"};
+  EXPECT_EQ(row_for(strike("request", "request(http://storage.example.invalid/a)", "28"), wait), "");
+  for (const char *blow : {"fabric:cut", "fabric:reset:100", "fabric:wrong-length:7"}) {
+    EXPECT_EQ(row_for(strike("request", "request(http://169.254.169.254/a/certificates/1)", blow), no_key), "") << blow;
+  }
+  EXPECT_EQ(row_for(strike("request", "request(http://a/machine/?comp=health)", "fabric:wrong-length:7"), not_ready),
+            "");
   EXPECT_EQ(row_for(strike("request", "request(http://a/?comp=certificates)", "fabric:status:503"), no_key), "");
   EXPECT_EQ(row_for(strike("request", "request(http://a/machine/?comp=health)", "fabric:status:404"), not_ready), "");
 }
@@ -309,8 +383,8 @@ TEST(Prescribed, OnlyAKeyThatDidNotComeIsMissing) {
   EXPECT_NE(row_for(second, slot("2", "nothing")), "");
   EXPECT_EQ(row_for(second, slot("1", "nothing")), "");
   const Strike no_password = strike("platform", "make_new_passwd(a password, 0)", "EIO");
-  EXPECT_NE(row_for(no_password, {"/tables/340/auditor/ssh_keys/1", "nothing", "\"key 1\""}), "");
-  EXPECT_EQ(row_for(no_password, {"/tables/340/auditor/ssh_keys/1", "nothing", "\"key 2\""}), "");
+  EXPECT_NE(row_for(no_password, {"/tables/340/auditor/ssh_keys/1", "nothing", "\"key 1\""}, kUnmarked), "");
+  EXPECT_EQ(row_for(no_password, {"/tables/340/auditor/ssh_keys/1", "nothing", "\"key 2\""}, kUnmarked), "");
 }
 
 TEST(Prescribed, CustomDataThatIsNotMovedIsWhole) {

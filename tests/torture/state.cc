@@ -96,7 +96,7 @@ bool State::survived(const Strike &strike) const {
 }
 
 bool State::second_fell(const Strike &strike) const {
-  return played(strike) && lines_.at(strike.address()).value("second", "") != "";
+  return played(strike) && !missed(strike) && lines_.at(strike.address()).value("second", "") != "";
 }
 
 bool State::failed_before(const Strike &strike) const {

@@ -33,7 +33,7 @@ class State {
   bool missed(const Strike &strike) const;
   // Played as planned, with nothing to report: what the agent did not come through is played again.
   bool survived(const Strike &strike) const;
-  // Played, and the second kill of the pair fell.
+  // Played as planned, and the second kill of the pair fell.
   bool second_fell(const Strike &strike) const;
   // Survived, and the same call not so at some time before, of the same build: what comes and goes is worth a look.
   bool failed_before(const Strike &strike) const;

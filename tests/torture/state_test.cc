@@ -33,9 +33,13 @@ TEST_F(StateTest, KnowsWhetherBothKillsOfAPairFell) {
   single.site.number = 13;
   State(file(), "1").write(kStrike, "", "", Json::object(), "open(/b)");
   State(file(), "1").write(single, "", "", Json::object());
+  Strike missed = kStrike;
+  missed.site.number = 14;
+  State(file(), "1").write(missed, "", "nothing", Json::object(), "open(/b)");
   const State state(file(), "1");
   EXPECT_TRUE(state.second_fell(kStrike));
   EXPECT_FALSE(state.second_fell(single));
+  EXPECT_FALSE(state.second_fell(missed));
 }
 
 TEST_F(StateTest, ALineOfAnotherBuildDoesNotCount) {

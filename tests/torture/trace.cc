@@ -63,15 +63,25 @@ int64_t seconds_since_a_question(const std::string &trace) {
   return now - asked;
 }
 
-int64_t longest_wait(const std::string &trace) {
+Waits longest_waits(const std::string &trace) {
   std::istringstream lines(trace);
-  int64_t longest = 0, last = 0, now = 0;
+  Waits longest;
+  int64_t last = 0, now = 0;
+  bool is_first = true;
   for (std::string line; std::getline(lines, line);) {
     now = time_of(line, now);
-    longest = std::max(longest, now - last);
-    last = ends_with(line, "] sleep 1") ? now : last;
+    int64_t &of_this = is_first ? longest.first : longest.later;
+    of_this = std::max(of_this, now - last);
+    if (ends_with(line, "] sleep 1")) {
+      last = now;
+      is_first = false;
+    }
   }
   return longest;
+}
+
+bool within(const Waits &waits, const Waits &usual, int64_t more) {
+  return waits.first <= usual.first + more && waits.later <= usual.later + more;
 }
 
 GoingOn going_on_behind(const std::string &sites, const std::string &beginning) {

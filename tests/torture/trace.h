@@ -27,8 +27,15 @@ bool stopped_in_a_wait(const std::string &trace);
 // From the last question of what the platform wants to the run's end. Events are posted without passes, too.
 int64_t seconds_since_a_question(const std::string &trace);
 
-// The longest time away from the loop, in seconds.
-int64_t longest_wait(const std::string &trace);
+// The longest times away from the loop, in seconds: the one before its first turn, and those behind that.
+struct Waits {
+  int64_t first = 0;
+  int64_t later = 0;
+};
+Waits longest_waits(const std::string &trace);
+
+// Whether none is longer than that one of the usual ones by more than so much.
+bool within(const Waits &waits, const Waits &usual, int64_t more);
 
 // Of the questions what the platform wants that come behind the first line of the sites that begins so. What is asked
 // before the loop's next turn is of the struck pass itself, and does not count.

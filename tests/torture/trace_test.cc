@@ -35,12 +35,22 @@ TEST(Trace, EventsAreNoQuestion) {
 }
 
 TEST(Trace, TheLoopIsLeftForAsLongAsItSleepsNoSecond) {
-  EXPECT_EQ(longest_wait("[1] sleep 1\n[2] sleep 10\n[12] sleep 30\n[42] sleep 1\n[43] stop\n"), 41);
-  EXPECT_EQ(longest_wait("[1] sleep 1\n[2] sleep 1\n[3] stop\n"), 1);
+  const Waits found = longest_waits("[4] sleep 1\n[5] sleep 10\n[15] sleep 30\n[45] sleep 1\n[46] stop\n");
+  EXPECT_EQ(found.first, 4);
+  EXPECT_EQ(found.later, 41);
+  EXPECT_EQ(longest_waits("[1] sleep 1\n[2] sleep 1\n[3] stop\n").later, 1);
+  EXPECT_EQ(longest_waits("[0] sleep 10\n[60] stop\n").first, 60) << "it never came to its loop";
+}
+
+TEST(Trace, AWaitIsMeasuredByTheUsualOneOfItsTime) {
+  const Waits usual = {33, 1};
+  EXPECT_TRUE(within({43, 11}, usual, 10));
+  EXPECT_FALSE(within({44, 11}, usual, 10));
+  EXPECT_FALSE(within({33, 12}, usual, 10));
 }
 
 TEST(Trace, AnEmptyLineIsOfTheTimeBefore) {
-  EXPECT_EQ(longest_wait("\n[3] sleep 1\n\n[4] stop\n"), 3);
+  EXPECT_EQ(longest_waits("\n[3] sleep 1\n\n[4] stop\n").first, 3);
   EXPECT_EQ(seconds_since_a_question("[5] request GET http://a/?comp=goalstate = 0 200\n[60] stop\n\n"), 55);
 }
 
