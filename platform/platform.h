@@ -17,7 +17,9 @@
  *     applied and durable when the call returns 0 (together with what is pending, when something is).
  * Other processes see what is durable. A look-up always answers from the current state, whoever changed it. A process
  * with pending changes hinders no other: several processes connect at once, and none of them carries a connection
- * through a fork. What another process did to a record while a change of it was pending never makes the write fail.
+ * through a fork. What another process did to a record while a change of it was pending never makes the write fail: a
+ * change that cannot be made for that reason (its record or its owner is gone, its name is another record's) is left
+ * out and reported.
  *
  * Another process may put a new configuration in the place of a damaged one. From then on calls answer from the new
  * one; what is pending is dropped and reported, and the next call that would have made it durable fails, once. A change
@@ -106,7 +108,8 @@ void *cmf_query_get_next(struct cmf_query *query);
 int32_t cmf_query_commit(struct cmf_query *query);
 
 /* Appends a copy of a record of the table's size (pending). It keeps its key number when it is written, unless another
- * process made a record of that key meanwhile (it then takes that one's place and number). 0, or negative: a record of
+ * process made a record of that key meanwhile (it then takes that one's place and number, or is left out when the name
+ * was to come free and has not). 0, or negative: a record of
  * that key exists, the key is empty or not terminated, the table has a single record, or failure. */
 int32_t cmf_query_table_append(struct cmf_query *query, const void *record);
 

@@ -101,7 +101,7 @@ class Writer {
       return;
     }
     if (const std::optional<Record> same = durable_find(handle_, place, change.record.key)) {
-      report(change, "was also made by another process, and is replaced");
+      report(change, "is there already, and is replaced");
       change.record.number = same->number;
       durable_replace(handle_, place, change.record);
     } else {

@@ -14,8 +14,9 @@ namespace kelvane::reference {
 namespace {
 
 Pending pending;
-uint64_t generation = 0;    // of the database that the pending changes are for
-bool write_failed = false;  // what the next write is to make durable has been dropped
+uint64_t generation = 0;        // of the database that the pending changes are for
+uint64_t first_generation = 1;  // since conf_init
+bool write_failed = false;      // what the next write is to make durable has been dropped
 
 bool same_place(const Place &a, const Place &b) {
   return a.table == b.table && a.parent_number == b.parent_number;
@@ -48,14 +49,18 @@ sqlite3 *database_of(const Place &place) {
 }
 
 // The same, for a change. Who makes it may take no notice of a refusal: the next write fails in its stead, and a
-// password that was remembered along with it is dropped.
+// password that was remembered along with it is dropped. A query from before conf_end is refused, and that is all.
 sqlite3 *database_to_change(const Place &place, const std::string &key) {
   sqlite3 *handle = current_database();
   if (handle == nullptr || place.generation == generation) {
     return handle;
   }
+  if (place.generation < first_generation) {
+    return nullptr;
+  }
   const uint32_t table = place.table->definition.number;
-  message("platform: table %u, record \"%s\": the configuration was replaced since it was read\n", table, key.c_str());
+  message("platform: table %u, record \"%s\": the configuration was replaced since its query was opened\n", table,
+          key.c_str());
   write_failed = true;
   if (table == NCFG_TABLE_ACCOUNTS) {
     pending.forget_passwords(key);
@@ -249,6 +254,7 @@ bool store_write(const std::function<bool(sqlite3 *)> &step) {
 void store_drop() {
   drop_pending();
   write_failed = false;
+  first_generation = database_generation() + 1;
 }
 
 }  // namespace kelvane::reference

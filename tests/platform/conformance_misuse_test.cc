@@ -59,6 +59,11 @@ TEST_F(Misuse, OwnQueryOutlivesTheConnectionHarmlessly) {
   EXPECT_EQ(nullptr, cmf_query_create_child_with_key(query, NCFG_TABLE_ACCOUNT_DASHBOARD, "admin"));
   EXPECT_GT(0, cmf_query_commit(query));
   EXPECT_GT(0, cmf_query_table_append(query, &record));
+  ASSERT_EQ(0, conf_init());
+  EXPECT_GT(0, cmf_query_commit(query));
+  EXPECT_GT(0, cmf_query_table_append(query, &record));
+  EXPECT_EQ(0, cmf_write_config(cmf_get_cur_domain_id())) << "nothing that was pending was dropped";
+  EXPECT_EQ(nullptr, find<ncfg_account>(nCfg_query(NCFG_TABLE_ACCOUNTS), "guest"));
   cmf_query_free(query);
 }
 

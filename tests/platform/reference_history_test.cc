@@ -269,6 +269,10 @@ TEST_F(ReferenceRows, PagesOfTwoAccountsThatBecomeOneAreWritten) {
   EXPECT_EQ(0, write_config());
   EXPECT_EQ((std::vector<std::string>{"admin", "guest"}), names(NCFG_TABLE_ACCOUNTS));
   EXPECT_EQ(1, rows("records WHERE table_number = 14050 AND key_number = 900 AND key = 'status'"));
+  EXPECT_EQ(
+      "platform: table 340, record \"guest\": is there already, and is replaced\n"
+      "platform: table 14050, record \"status\": is there already, and is replaced\n",
+      log_);
   cmf_query_free(pages);
 }
 
