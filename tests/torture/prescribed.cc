@@ -261,7 +261,7 @@ const std::vector<Prescribed> &rows() {
        kWithoutResult,
        When::kFirstBoot},
       {{"platform EIO passwd_policy_save_info(\"auditor\")"}, kFirstPasswordRemembered, kWithoutResult, When::kBehind},
-      {{"memory E* malloc(base64_text < *TransportCertMake < main)",
+      {{"memory E* malloc(base64_text < *TransportCertMake < main)", "memory ENOMEM+ * < pluginManager_Init < main)",
         "memory E* malloc(text_format < wire_certificates_headers < *",
         "memory ENOMEM+ malloc(* < goal_state_parse < *", "platform EIO generate_RSA_key(*",
         "platform EIO get_rnd_bytes(8)"},

@@ -171,6 +171,8 @@ TEST(Prescribed, EachRowHoldsInItsTimeOnly) {
       {"platform", "EIO", "passwd_policy_save_info(\"operator\")", "/history/operator", kNothing, "f"},
       {"platform", "EIO", "passwd_policy_save_info(\"auditor\")", "/history/auditor", kOldPassword, "b"},
       {"platform", "EIO", "get_rnd_bytes(8)", kHeader, "no such header", "fub"},
+      {"memory", "ENOMEM+", "realloc(add < a < pluginManager_Init < main)", kHeader, "no such header", "fub"},
+      {"memory", "ENOMEM", "realloc(add < a < pluginManager_Init < main)", kHeader, "no such header", ""},
       {"request", "fabric:cut", "request(http://a/?comp=goalstate)", "wait", "77", "fu"},
       {"platform", "EIO", "get_rnd_bytes(8)", "wait", "77", "fub"},
       {"request", "fabric:cut", "request(http://storage.example.invalid/a)", "wait", "77", "fub"},
