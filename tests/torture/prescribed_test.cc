@@ -175,7 +175,7 @@ TEST(Prescribed, EachRowHoldsInItsTimeOnly) {
       {"memory", "ENOMEM", "realloc(add < a < pluginManager_Init < main)", kHeader, "no such header", ""},
       {"request", "fabric:cut", "request(http://a/?comp=goalstate)", "wait", "77", "fu"},
       {"platform", "EIO", "get_rnd_bytes(8)", "wait", "77", "fub"},
-      {"request", "fabric:cut", "request(http://storage.example.invalid/a)", "wait", "77", "fub"},
+      {"request", "fabric:cut", "request(http://storage.example.invalid/a)", "wait", "77", ""},
       {"platform", "EIO", "miglib_b64_pton(a text)", kHub, kOldHub, "b"},
       {"platform", "EIO", "cmf_query_update(640)", kHub, kOldHub, "b"},
       {"memory", "ENOMEM", "calloc(Secret::allocate < a < custom_script_command < b)", kHub, kOldHub, "b"},
