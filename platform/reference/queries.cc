@@ -89,12 +89,13 @@ Query *make_child_query(const Query &parent, uint32_t number, const char *key) {
   return new Query({.table = table, .parent_number = owner->number, .generation = parent.place.generation});
 }
 
+// A look that fails leaves its record to the next call.
 void *lend_next(Query &query) {
   while (!query.walk.empty()) {
-    const uint32_t number = query.walk.back();
+    std::optional<Record> record = store_load(query.place, query.walk.back());
     query.walk.pop_back();
-    if (void *record = lend(query, store_load(query.place, number))) {
-      return record;
+    if (record) {
+      return lend(query, std::move(record));
     }
   }
   return lend(query, std::nullopt);

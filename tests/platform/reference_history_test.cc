@@ -98,6 +98,26 @@ TEST_F(ReferenceRows, PasswordThatCannotBeCheckedIsRefusedWithATerminatedReason)
   EXPECT_STREQ("", reason);
 }
 
+TEST_F(ReferenceRows, RecordOfALookThatFailedIsTheNextOfTheWalk) {
+  for (const char *name : {"guest", "gone", "last"}) {
+    ASSERT_EQ(0, append_account(name));
+  }
+  ASSERT_EQ(0, write_config());
+  cmf_query *walk = cmf_query_create(NCFG_TABLE_ACCOUNTS);
+  ASSERT_NE(nullptr, cmf_query_table_head(walk));
+  Sqlite().run("DELETE FROM records WHERE key = 'gone'; ALTER TABLE records RENAME TO hidden");
+  EXPECT_EQ(nullptr, cmf_query_get_next(walk));
+  EXPECT_EQ(0u, walk->found_key_number);
+  Sqlite().run("ALTER TABLE hidden RENAME TO records");
+  for (const char *name : {"guest", "last"}) {
+    const auto *record = static_cast<const ncfg_account *>(cmf_query_get_next(walk));
+    ASSERT_NE(nullptr, record) << name;
+    EXPECT_STREQ(name, record->name);
+  }
+  EXPECT_EQ(nullptr, cmf_query_get_next(walk));
+  cmf_query_free(walk);
+}
+
 TEST_F(ReferenceRows, ThousandEventsAreKept) {
   Sqlite().run(
       "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 1000) "
