@@ -144,7 +144,7 @@ void map_debug_record() noexcept {
     return true;
   });
   if (!shared) {
-    nCfg_debug_zone = &private_record;
+    nCfg_debug_zone = mapped != nullptr ? &mapped->record : &private_record;
   }
   fill_os_version(*nCfg_debug_zone);
   nCfg_debug_zone->host_name[NCFG_HOST_NAME_LENGTH] = '\0';

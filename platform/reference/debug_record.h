@@ -4,9 +4,9 @@
 
 namespace kelvane::reference {
 
-// Maps the record and points nCfg_debug_zone to it. When the file cannot be had, this says so in the log and gives the
-// process a record of its own. One record or the other stays there to the end of the process: a signal handler may look
-// at any time.
+// Maps the record and points nCfg_debug_zone to it. When the file cannot be had, this says so in the log and leaves the
+// process the record that it mapped before, or gives it one of its own. One record or the other stays there to the end
+// of the process: a signal handler may look at any time.
 void map_debug_record() noexcept;
 
 }  // namespace kelvane::reference

@@ -314,6 +314,21 @@ TEST_F(Reference, DebugRecordOfAnotherLayoutIsReplaced) {
   }
 }
 
+TEST_F(Reference, DebugRecordStaysSharedWhenItCannotBeMappedAgain) {
+  const std::string folder = reference_root() + "/run";
+  ASSERT_EQ(0, conf_init());
+  std::filesystem::rename(folder, folder + ".moved");
+  write_file(folder, "no folder");
+  log_lines.clear();
+  ASSERT_EQ(0, conf_init());
+  EXPECT_TRUE(logged("platform: debug record: ")) << "it could not";
+  nCfg_debug_zone->agent_debug_level = 7;
+  std::filesystem::remove(folder);
+  std::filesystem::rename(folder + ".moved", folder);
+  ASSERT_EQ(0, conf_init());
+  EXPECT_EQ(7, nCfg_debug_zone->agent_debug_level);
+}
+
 TEST_F(Reference, DebugRecordIsNeverReachedThroughASymbolicLink) {
   const std::string victim = reference_root() + "/victim";
   std::filesystem::create_directories(reference_root() + "/run");
