@@ -171,7 +171,8 @@ int32_t check_passwd_policy(const struct ncfg_account *account, const char *pass
                             size_t error_size);
 
 /* Records the bookkeeping of the password policy (age, history) for the account's new password field (pending). The
- * account need not be stored yet. */
+ * account need not be stored yet. It is dropped again when the record's commit or append is refused because its query
+ * was opened before the configuration was replaced, or before conf_end. */
 void passwd_policy_save_info(struct ncfg_account *account);
 
 /* Adds the platform's default GUI dashboard to the account through a query on its child table 14050 (pending). The last

@@ -14,6 +14,7 @@
 
 #include "platform/platform.h"
 #include "platform/reference/guard.h"
+#include "platform/reference/history.h"
 #include "platform/reference/queries.h"
 #include "platform/reference/store.h"
 
@@ -83,8 +84,7 @@ std::optional<std::string> current_hash(const std::string &user) {
   if (!found) {
     return std::nullopt;
   }
-  const char *field = reinterpret_cast<const char *>(found->bytes.data()) + offsetof(ncfg_account, password);
-  return std::string(field, strnlen(field, NCFG_PASSWORD_SIZE));
+  return stored_password(found->bytes.data());
 }
 
 // The password that the account has at present is no reuse: a first boot that was cut off after the account had been

@@ -1,6 +1,5 @@
 #include "platform/reference/changes.h"
 
-#include <algorithm>
 #include <set>
 
 #include "platform/platform.h"
@@ -42,7 +41,7 @@ class Writer {
       }
       report(at->second, "another record has the name");
       if (at->second.place.table->definition.number == NCFG_TABLE_ACCOUNTS) {
-        what_.forget_passwords(at->second.record.key);
+        forget_passwords(at->second);
       }
       if (at->second.appended) {
         numbers_[at->first] = 0;
@@ -52,6 +51,14 @@ class Writer {
       what_.changes.erase(at);
       at = what_.changes.begin();
     }
+  }
+
+  // Not those of another record that is to have the name.
+  void forget_passwords(const Change &account) {
+    std::erase_if(what_.passwords, [&](const HistoryEntry &entry) {
+      return entry.number == account.record.number ||
+             (entry.number == 0 && account.appended && entry.account == account.record.key);
+    });
   }
 
   bool wants_taken_name(const Change &change) {
@@ -126,12 +133,6 @@ class Writer {
 };
 
 }  // namespace
-
-void Pending::forget_passwords(const std::string &account) {
-  passwords.erase(std::remove_if(passwords.begin(), passwords.end(),
-                                 [&](const HistoryEntry &entry) { return entry.account == account; }),
-                  passwords.end());
-}
 
 const Change *find_change(const Changes &changes, const Place &place, uint32_t number) {
   const auto found = changes.find({place.table->definition.number, number});

@@ -31,7 +31,6 @@ struct Pending {
   std::vector<HistoryEntry> passwords;
 
   size_t count() const { return changes.size() + passwords.size(); }
-  void forget_passwords(const std::string &account);
 };
 
 // Null when the record is to stay as it is.

@@ -1,9 +1,17 @@
 #include "platform/reference/history.h"
 
+#include <cstddef>
+#include <cstring>
+
 #include "platform/platform.h"
 #include "platform/reference/sqlite.h"
 
 namespace kelvane::reference {
+
+std::string stored_password(const void *account) {
+  const char *field = static_cast<const char *>(account) + offsetof(ncfg_account, password);
+  return {field, strnlen(field, NCFG_PASSWORD_SIZE)};
+}
 
 std::vector<std::string> history_of(sqlite3 *handle, uint32_t account) {
   std::vector<std::string> passwords;

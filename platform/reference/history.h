@@ -17,9 +17,13 @@ struct HistoryEntry {
   std::string account;
   std::string password;
   int64_t time;
+  uint32_t number = 0;  // key number of the account; 0: there was none of the name
 };
 
-// The passwords of the account of this key number, newest first.
+// The password, in the stored form, that stands in an account's record.
+std::string stored_password(const void *account);
+
+// The passwords of the account of this key number, newest first; none for 0.
 std::vector<std::string> history_of(sqlite3 *database, uint32_t account);
 
 // Does nothing when there is no account of this name.

@@ -48,23 +48,25 @@ sqlite3 *database_of(const Place &place) {
   return place.generation == generation ? handle : nullptr;
 }
 
-// The same, for a change. Who makes it may take no notice of a refusal: the next write fails in its stead, and a
-// password that was remembered along with it is dropped. A query from before conf_end is refused, and that is all.
-sqlite3 *database_to_change(const Place &place, const std::string &key) {
+// The same, for a change. One that is refused takes the password along that was remembered for it. Who makes it may
+// take no notice: the next write fails in its stead, but not for a query from before conf_end.
+sqlite3 *database_to_change(const Place &place, const std::string &key, const void *record) {
   sqlite3 *handle = current_database();
   if (handle == nullptr || place.generation == generation) {
     return handle;
   }
+  const uint32_t table = place.table->definition.number;
+  if (table == NCFG_TABLE_ACCOUNTS) {
+    std::erase_if(pending.passwords, [&, password = stored_password(record)](const HistoryEntry &entry) {
+      return entry.account == key && entry.password == password;
+    });
+  }
   if (place.generation < first_generation) {
     return nullptr;
   }
-  const uint32_t table = place.table->definition.number;
   message("platform: table %u, record \"%s\": the configuration was replaced since its query was opened\n", table,
           key.c_str());
   write_failed = true;
-  if (table == NCFG_TABLE_ACCOUNTS) {
-    pending.forget_passwords(key);
-  }
   return nullptr;
 }
 
@@ -124,6 +126,13 @@ bool is_still_in_place(uint64_t written_to, size_t changes) {
   return generation == written_to;
 }
 
+// 0 when there is none of the name.
+uint32_t account_number(sqlite3 *handle, const std::string &account) {
+  const Place accounts = {.table = find_table(NCFG_TABLE_ACCOUNTS), .parent_number = 0};
+  const std::optional<Record> record = find(handle, accounts, account);
+  return record ? record->number : 0;
+}
+
 std::vector<std::string> passwords_of(sqlite3 *handle, const std::string &account) {
   std::vector<std::string> passwords;
   for (auto entry = pending.passwords.rbegin(); entry != pending.passwords.rend(); ++entry) {
@@ -131,11 +140,8 @@ std::vector<std::string> passwords_of(sqlite3 *handle, const std::string &accoun
       passwords.push_back(entry->password);
     }
   }
-  const Place accounts = {.table = find_table(NCFG_TABLE_ACCOUNTS), .parent_number = 0};
-  if (const std::optional<Record> record = find(handle, accounts, account)) {
-    const std::vector<std::string> durable = history_of(handle, record->number);
-    passwords.insert(passwords.end(), durable.begin(), durable.end());
-  }
+  const std::vector<std::string> durable = history_of(handle, account_number(handle, account));
+  passwords.insert(passwords.end(), durable.begin(), durable.end());
   passwords.resize(std::min<size_t>(passwords.size(), kHistoryLength));
   return passwords;
 }
@@ -177,7 +183,7 @@ std::vector<uint32_t> store_numbers(const Place &place) {
 
 bool store_change(const Place &place, uint32_t number, const void *record) {
   const std::optional<std::string> key = key_in_record(*place.table, record);
-  sqlite3 *handle = key ? database_to_change(place, *key) : nullptr;
+  sqlite3 *handle = key ? database_to_change(place, *key, record) : nullptr;
   const std::optional<Record> before = handle == nullptr ? std::nullopt : load(handle, place, number);
   if (!before) {
     return false;
@@ -198,7 +204,7 @@ bool store_change(const Place &place, uint32_t number, const void *record) {
 
 bool store_append(const Place &place, const void *record) {
   const std::optional<std::string> key = key_in_record(*place.table, record);
-  sqlite3 *handle = key ? database_to_change(place, *key) : nullptr;
+  sqlite3 *handle = key ? database_to_change(place, *key, record) : nullptr;
   if (handle == nullptr || place.table->kind == TableKind::kSingle || !parent_exists(handle, place) ||
       find(handle, place, *key)) {
     return false;
@@ -219,7 +225,8 @@ void store_add_password(const std::string &account, const std::string &password)
   }
   const std::vector<std::string> known = passwords_of(handle, account);
   if (known.empty() || known.front() != password) {
-    pending.passwords.push_back({.account = account, .password = password, .time = time(nullptr)});
+    pending.passwords.push_back(
+        {.account = account, .password = password, .time = time(nullptr), .number = account_number(handle, account)});
   }
 }
 

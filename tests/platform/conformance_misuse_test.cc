@@ -1,4 +1,5 @@
 // Calls at the wrong time or with the wrong things: nothing is changed, nothing crashes.
+#include <cstdio>
 #include <cstring>
 
 #include "tests/platform/conformance.h"
@@ -49,21 +50,45 @@ TEST_F(Unconnected, PolicyBookkeepingBeforeTheConnectionIsNotKept) {
 
 TEST_F(Misuse, OwnQueryOutlivesTheConnectionHarmlessly) {
   cmf_query *query = cmf_query_create(NCFG_TABLE_ACCOUNTS);
+  cmf_query *lender = cmf_query_create(NCFG_TABLE_ACCOUNTS);
   const ncfg_account record = new_account("guest");
   ASSERT_NE(nullptr, find<ncfg_account>(query, "admin"));
+  ncfg_account *lent = find<ncfg_account>(lender, "admin");
+  ASSERT_NE(nullptr, lent);
+  snprintf(lent->password, sizeof lent->password, "changed");
   conf_end();
   EXPECT_EQ(nullptr, find<ncfg_account>(query, "admin"));
   EXPECT_EQ(nullptr, cmf_query_table_head(query));
   EXPECT_EQ(nullptr, cmf_query_get_next(query));
   EXPECT_EQ(nullptr, cmf_query_update(query));
   EXPECT_EQ(nullptr, cmf_query_create_child_with_key(query, NCFG_TABLE_ACCOUNT_DASHBOARD, "admin"));
-  EXPECT_GT(0, cmf_query_commit(query));
-  EXPECT_GT(0, cmf_query_table_append(query, &record));
+  for (const bool connected : {false, true}) {
+    ASSERT_EQ(0, connected ? conf_init() : 0);
+    EXPECT_GT(0, cmf_query_commit(query));
+    EXPECT_GT(0, cmf_query_commit(lender)) << "what was lent before";
+    EXPECT_GT(0, cmf_query_table_append(query, &record));
+  }
+  EXPECT_EQ(0, write_config()) << "nothing that was pending was dropped";
+  EXPECT_EQ((std::vector<std::string>{"admin"}), names(NCFG_TABLE_ACCOUNTS));
+  EXPECT_STRNE("changed", account("admin").password);
+  cmf_query_free(query);
+  cmf_query_free(lender);
+}
+
+// The agent remembers a password before it commits the record, and takes no notice of what that returns.
+TEST_F(Misuse, PasswordOfARecordThatAnEarlierConnectionLentIsForgotten) {
+  constexpr char kPassword[] = "vR7#qTz!92_mLp";
+  cmf_query *query = cmf_query_create(NCFG_TABLE_ACCOUNTS);
+  ncfg_account *admin = find<ncfg_account>(query, "admin");
+  ASSERT_NE(nullptr, admin);
+  snprintf(admin->password, sizeof admin->password, "%s", make_new_passwd(kPassword, 0));
+  conf_end();
   ASSERT_EQ(0, conf_init());
+  passwd_policy_save_info(admin);
   EXPECT_GT(0, cmf_query_commit(query));
-  EXPECT_GT(0, cmf_query_table_append(query, &record));
-  EXPECT_EQ(0, cmf_write_config(cmf_get_cur_domain_id())) << "nothing that was pending was dropped";
-  EXPECT_EQ(nullptr, find<ncfg_account>(nCfg_query(NCFG_TABLE_ACCOUNTS), "guest"));
+  EXPECT_EQ(0, write_config());
+  char reason[512];
+  EXPECT_EQ(0, check_passwd_policy(admin, kPassword, reason, sizeof reason)) << "no reuse: nobody has had it";
   cmf_query_free(query);
 }
 

@@ -1,6 +1,7 @@
 // What the reference platform keeps of passwords and events, and what becomes of pending changes that another program
 // has overtaken: as the rows of its database show it.
 #include <cstring>
+#include <utility>
 
 #include "platform/reference/reference.h"
 #include "tests/platform/conformance.h"
@@ -244,6 +245,36 @@ TEST_F(ReferenceRows, RenameToANameThatWasGivenAwayMeanwhileIsNotWritten) {
   EXPECT_STRNE("changed", account("admin").password);
 }
 
+// Its account is deleted, so that we make another of the name, and then that is given away as well.
+TEST_F(ReferenceRows, RenameThatIsNotWrittenForgetsItsOwnPasswordsOnly) {
+  for (const bool saved_first : {true, false}) {
+    SCOPED_TRACE(saved_first);
+    ASSERT_EQ(0, append_account("first"));
+    ASSERT_EQ(0, append_account("rival"));
+    ASSERT_EQ(0, write_config());
+    ASSERT_EQ(0, commit_name("first", "guest"));
+    save("the first one's", "guest");
+    save("the first one's second", "guest");
+    Sqlite().run("DELETE FROM records WHERE key = 'first'");
+    if (saved_first) {
+      save("the new one's", "guest");
+    }
+    ASSERT_EQ(0, append_account("guest"));
+    if (!saved_first) {
+      save("the new one's", "guest");
+    }
+    give_name("rival", "guest");
+    EXPECT_EQ(0, write_config());
+    EXPECT_EQ(
+        "platform: table 340, record \"guest\": another record has the name\n"
+        "platform: table 340, record \"guest\": is there already, and is replaced\n",
+        std::exchange(log_, ""));
+    EXPECT_EQ(1, rows("password_history"));
+    EXPECT_EQ(1, rows("password_history WHERE account = 'guest' AND password = 'the new one''s'"));
+    ASSERT_EQ(0, nCfg_table_delete_by_mkey(NCFG_TABLE_ACCOUNTS, "guest"));
+  }
+}
+
 // Its number is another record's by chance.
 TEST_F(ReferenceRows, NewAccountOfANameThatDoesNotComeFreeIsNotWritten) {
   ASSERT_EQ(0, append_account("guest"));
@@ -251,20 +282,23 @@ TEST_F(ReferenceRows, NewAccountOfANameThatDoesNotComeFreeIsNotWritten) {
   ASSERT_EQ(0, append_account("rival"));
   ASSERT_EQ(0, write_config());
   ASSERT_EQ(0, commit_name("guest", "visitor"));
+  save(make_new_passwd(kFirst, 0), "guest");
   ASSERT_EQ(0, append_account("guest"));
   ASSERT_EQ(0, commit_password("guest", "new"));
   ASSERT_EQ(0, append_dashboard("guest", 5));
-  save(make_new_passwd(kFirst, 0), "guest");
+  save(make_new_passwd(kUnused, 0), "guest");
+  save("another's", "other");
+  ASSERT_EQ(0, append_account("other"));
   account("guest");
   const std::string number = std::to_string(nCfg_query(NCFG_TABLE_ACCOUNTS)->found_key_number);
   Sqlite().run(("UPDATE records SET key_number = " + number + " WHERE key = 'admin'").c_str());
   give_name("rival", "visitor");
   EXPECT_EQ(0, write_config());
-  EXPECT_EQ((std::vector<std::string>{"guest", "visitor", "admin"}), names(NCFG_TABLE_ACCOUNTS));
+  EXPECT_EQ((std::vector<std::string>{"guest", "visitor", "admin", "other"}), names(NCFG_TABLE_ACCOUNTS));
   EXPECT_STREQ("stored", account("guest").password);
   EXPECT_EQ((std::vector<uint32_t>{3}), dashboard("guest"));
   EXPECT_EQ((std::vector<uint32_t>{}), dashboard("admin"));
-  EXPECT_EQ(0, rows("password_history"));
+  EXPECT_EQ(1, rows("password_history")) << "the other's";
   EXPECT_EQ(
       "platform: table 340, record \"visitor\": another record has the name\n"
       "platform: table 340, record \"guest\": another record has the name\n"

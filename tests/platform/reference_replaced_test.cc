@@ -238,7 +238,7 @@ TEST_F(Reference, RecordThatTheSharedQueryLentCannotBeCommittedToAReplacedDataba
 
 // Not everyone looks at what a commit returns.
 TEST_F(Reference, ChangeToARecordOfAReplacedDatabaseFailsTheNextWrite) {
-  const ncfg_account guest = new_account("guest");
+  ncfg_account guest = new_account("guest", "remembered");
   int32_t (*const changes[])(cmf_query *, const ncfg_account &) = {
       [](cmf_query *query, const ncfg_account &) { return cmf_query_commit(query); },
       [](cmf_query *query, const ncfg_account &record) { return cmf_query_table_append(query, &record); },
@@ -251,10 +251,9 @@ TEST_F(Reference, ChangeToARecordOfAReplacedDatabaseFailsTheNextWrite) {
     ASSERT_NE(nullptr, admin);
     move_away();
     ASSERT_EQ(0, append_account("guest")) << "in the new one";
-    for (ncfg_account remembered : {*admin, guest}) {
-      snprintf(remembered.password, sizeof remembered.password, "remembered");
-      passwd_policy_save_info(&remembered);
-    }
+    snprintf(admin->password, sizeof admin->password, "remembered");
+    passwd_policy_save_info(admin);
+    passwd_policy_save_info(&guest);
     EXPECT_GT(0, change(query, change == changes[0] ? *admin : guest));
     EXPECT_EQ(1u, lines_with("platform: table 340, record").size());
     cmf_query_free(query);
@@ -267,6 +266,26 @@ TEST_F(Reference, ChangeToARecordOfAReplacedDatabaseFailsTheNextWrite) {
     conf_end();
     log_lines.clear();
   }
+}
+
+TEST_F(Reference, RefusedChangeForgetsItsOwnPasswordOnly) {
+  ASSERT_EQ(0, conf_init());
+  cmf_query *query = cmf_query_create(NCFG_TABLE_ACCOUNTS);
+  ncfg_account *old = find<ncfg_account>(query, "admin");
+  ASSERT_NE(nullptr, old);
+  move_away();
+  snprintf(old->password, sizeof old->password, "old");
+  passwd_policy_save_info(old);
+  ASSERT_EQ(0, commit_password("admin", "new"));
+  ncfg_account admin = account("admin");
+  passwd_policy_save_info(&admin);
+  EXPECT_GT(0, cmf_query_commit(query));
+  cmf_query_free(query);
+  EXPECT_NE(0, write_config());
+  EXPECT_EQ(0, write_config());
+  EXPECT_STREQ("new", account("admin").password);
+  EXPECT_EQ(1, rows("password_history"));
+  EXPECT_EQ(1, rows("password_history WHERE account = 'admin' AND password = 'new'"));
 }
 
 // ---- in the midst of a call ----
