@@ -338,6 +338,8 @@ int move_database_away() {
   return 0;
 }
 
+constexpr char kFactoryPassword[] = "*";
+
 struct Call {
   const char *name;
   bool writes;
@@ -390,7 +392,7 @@ TEST_P(MovedDuring, TheCallUsesOneDatabaseToItsEndAndTheNextOneTheNew) {
         left = InFrontOf::left;
       }
       EXPECT_FALSE(logged("misuse")) << "SQLite's word for a connection that was closed";
-      EXPECT_STRNE(left == 0 ? "changed" : "", account("admin").password);
+      EXPECT_STRNE(left == 0 ? "changed" : kFactoryPassword, account("admin").password);
       ASSERT_EQ(0, commit_password("admin", "later"));
       ASSERT_EQ(0, append_account("after"));
       failed += write_config() != 0 ? 1 : 0;
@@ -417,12 +419,12 @@ TEST_P(MovedDuring, ALookThatFailsOnceIsNoReplacement) {
       EXPECT_EQ(0, GetParam().make());
       left = InFrontOf::left;
     }
-    EXPECT_STRNE("*", account("admin").password) << "what is pending, or was written";
+    EXPECT_STRNE(kFactoryPassword, account("admin").password) << "what is pending, or was written";
     EXPECT_EQ(0, write_config());
     EXPECT_TRUE(lines_with("replaced").empty());
     conf_end();
     ASSERT_EQ(0, conf_init());
-    EXPECT_STRNE("*", account("admin").password);
+    EXPECT_STRNE(kFactoryPassword, account("admin").password);
     conf_end();
   }
 }
