@@ -41,6 +41,7 @@ const Patterns kNoFirstKey = {"/tables/340/operator/ssh_keys/1 = \"key 2\"",
                               "/tables/340/operator/ssh_keys/2 = nothing"};
 const Patterns kKeysOfAnother = {"/tables/340/auditor/ssh_keys/1 = \"key 1\"",
                                  "/tables/340/auditor/ssh_keys/2 = \"key 2\""};
+constexpr char kNotLocked[] = "/tables/340/admin/password = \"no password: *\"";
 const Patterns kNoDashboard = {"/tables/340/*/354/* = nothing"};
 const Patterns kNoGuiDashboard = {"/tables/340/*/14050/* = nothing"};
 // Each in the place of the one before it, down to the last.
@@ -50,9 +51,10 @@ const Patterns kEntriesMoveUp = {"/tables/340/*/354/records/0/widget = 27", "/ta
                                  "/tables/340/*/354/records/6/widget = 15", "/tables/340/*/354/records/1/column = 2",
                                  "/tables/340/*/354/records/5/column = 1",  "/tables/340/*/354/records/6/column = 2",
                                  "/tables/340/*/354/records/7/* = nothing"};
-const Patterns kCertificateHeader = {
-    "/requests GET *comp=certificates* header x-ms-guest-agent-public-x509-cert = no such header",
-    "/requests GET * header x-ms-vmagent-public-x509-cert = no such header"};
+// Of a report that was made without the goal state.
+const Patterns kNoIncarnation = {"/requests POST *comp=health /Health/GoalStateIncarnation = \"\""};
+const Patterns kNoContainer = {"/requests POST *comp=health /Health/Container/* = \"\"",
+                               "/requests POST *comp=roleProperties /RoleProperties/Container/* = \"\""};
 // What the second command of an extension was to change is what the first one made of it.
 const Patterns kFirstHub = {"/tables/640/fields/event_hub_name = \"firewall-logs\"",
                             "/tables/640/fields/policy_sas_key = \"kWm3vR8s*\""};
@@ -64,25 +66,31 @@ const Patterns kFirstPasswordRemembered = {"/history/auditor = \"that of Slate-O
 constexpr char kWaitingData[] =
     "/files/tmpdata.conf = \"config system global\\\\nset hostname edge-fw-01\\\\nend\\\\n\"";
 const Patterns kCustomData = {"/files/.customdata = \"absent\"", kWaitingData, "/names/data/etc/.customdata = nothing",
-                              "/names/etc/tmpdata.conf = \"file*"};
-// That the marker is there counts; its text is for people.
-const Patterns kMarked = {"/files/.provisioned = \"\"", "/files/.customdata = \"absent\"", kWaitingData,
-                          "/names/data/etc/.customdata = nothing", "/names/etc/tmpdata.conf = \"file*"};
-// What the platform was told at the beginning of first boot, with nothing behind it.
-const Patterns kNotReady = {"/reports/health = *<State>NotReady</State>*",
-                            "/reports/role properties = nothing",
-                            "/reports/provisioning/status = \"NotReady\"",
-                            "/reports/provisioning/subStatus = \"Provisioning\"",
-                            "/reports/provisioning/description = \"Starting\"",
-                            "/reports/provisioning/properties/certificateThumbprint = \"\""};
+                              "/names/etc/tmpdata.conf = \"file 0600\""};
+const Patterns kMarkerIsEmpty = {"/files/.provisioned = \"\""};
+// What the platform was told at the beginning of first boot, with nothing behind it: over the wire in two reports, at
+// the metadata service in one.
+const Patterns kHealthNotReady = {"/reports/health = *<State>NotReady</State>*"};
+const Patterns kNoRoleProperties = {"/reports/role properties = nothing"};
+const Patterns kStatusNotReady = {"/reports/provisioning/status = \"NotReady\"",
+                                  "/reports/provisioning/subStatus = \"Provisioning\"",
+                                  "/reports/provisioning/description = \"Starting\"",
+                                  "/reports/provisioning/properties/certificateThumbprint = \"\""};
+constexpr char kEmptyProperty[] = R"(/reports/role properties = *CertificateThumbprint\\" value=\\"\\" />*)";
+constexpr char kHubFails[] = "/tables/events/*\"Config eventhub fails.\"* = true";
+// The run was over before the agent came to its loop; it is played again for longer, which is the other wait of a row.
+constexpr char kEndsInWait[] = "wait = 77 before the loop, 0 in it";
 
 // ---- reasons ----
 
 constexpr char kNoDocument[] =
     "a document that cannot be read is no document, and without one the appliance is provisioned all the same";
 constexpr char kWithoutKey[] = "an administrator is made with the keys that came, and is not looked at again";
+constexpr char kGoesOn[] = "that the factory's account could not be locked stops nothing: first boot goes on";
 constexpr char kNotShown[] =
     "without its text the certificate is not shown, and what needs it is asked for all the same";
+constexpr char kRefused[] = "without what the goal state says the reports are refused, nine times each";
+constexpr char kCertificatesRefused[] = "without a certificate that is shown the certificates are refused, nine times";
 constexpr char kEmptyMarker[] =
     "that the marker is there counts; its text is for people, and a write that fails leaves none";
 constexpr char kNoRoom[] =
@@ -96,7 +104,12 @@ constexpr char kNotLookedAt[] =
 constexpr char kWithoutResult[] = "the call has no result: that nothing came of it cannot be seen";
 constexpr char kToldOnce[] =
     "that the appliance is ready is told once, by the start that provisions, behind the marker";
+constexpr char kTakenForSent[] =
+    "a report that there is no memory for is not sent, an answer of success is believed, and it is told once";
+constexpr char kNoFingerprint[] = "a fingerprint that cannot be read is none, and is told once";
 constexpr char kUsedUp[] = "a command that fails on its way has used up its sequence number, and is not tried again";
+constexpr char kOutOfMemory[] =
+    "a pass that runs out of memory uses up the sequence numbers of all its commands that are left";
 constexpr char kFirstAccount[] =
     "keys wait for the account that is made next; a first boot that gave up leaves them to an extension's";
 
@@ -108,7 +121,7 @@ Patterns together(const std::vector<Patterns> &parts) {
   return out;
 }
 
-// The strikes of a row are failures, or kills, as the places that neither needed could not be told otherwise.
+// Every strike of a row is for every place of it: a pair that no play came to need is told.
 const std::vector<Prescribed> &rows() {
   static const std::vector<Prescribed> kRows = {
       {{"*"},
@@ -127,13 +140,13 @@ const std::vector<Prescribed> &rows() {
        kNoDocument,
        When::kFirstBoot},
       {{"memory ENOMEM malloc(GetNodeTextData < * < goal_state_parse < *",
-        "memory ENOMEM malloc(* < process_certificate < *",
-        "memory ENOMEM malloc(base64_text < *TransportCertMake < main)", "platform EIO generate_RSA_key(*",
+        "memory ENOMEM malloc(* < makeSSHKey < process_certificate < *",
+        "metadata: memory ENOMEM malloc(base64_text < *TransportCertMake < main)",
+        "metadata: platform EIO generate_RSA_key(*", "metadata: platform EIO get_rnd_bytes(8)",
         "memory ENOMEM malloc(text_format < metadata_certificate_headers < metadata_certificates_fetch < *",
-        "platform EIO get_rnd_bytes(8)", "request fabric:[chew]* request(*comp=certificates*)",
-        "request fabric:reset:100 request(*comp=certificates*)",
-        "request fabric:[hes]* request(http://169.254.169.254/*/certificates*)",
-        "request fabric:wrong-length:-7 request(http://169.254.169.254/*/certificates*)"},
+        "request fabric:[chew]* request(*comp=certificates*)", "request fabric:reset:100 request(*comp=certificates*)",
+        "request fabric:[hes]* request(http://169.254.169.254/*/certificates/1*)",
+        "request fabric:wrong-length:-7 request(http://169.254.169.254/*/certificates/1*)"},
        kNoFirstKey,
        kWithoutKey,
        When::kFirstBoot},
@@ -150,7 +163,10 @@ const std::vector<Prescribed> &rows() {
        {"/tables/340/operator/ssh_keys/[12] = nothing"},
        kWithoutKey,
        When::kFirstBoot},
-      {{"memory E* take_public_key *"}, {"/tables/340/auditor/ssh_keys/1 = \"key 1\""}, kFirstAccount, When::kGaveUp},
+      {{"memory ENOMEM malloc(* < take_public_key < *"},
+       {"/tables/340/auditor/ssh_keys/1 = \"key 1\""},
+       kFirstAccount,
+       When::kGaveUp},
       {{"platform EIO check_passwd_policy(\"operator\"*", "platform EIO make_new_passwd(*",
         "platform EIO cmf_query_create(340)", "platform EIO cmf_query_table_append(340, \"operator\"*"},
        kKeysOfAnother,
@@ -159,10 +175,11 @@ const std::vector<Prescribed> &rows() {
 
       // ---- first boot's configuration ----
       {{"platform EIO cmf_query_create(340)", "platform EIO cmf_query_do_table_find(340, 0, \"admin\", 2)",
-        "platform EIO make_new_passwd(a password, 0)", "platform EIO cmf_query_commit(340)"},
-       {"/tables/340/admin/password = \"no password: *\"", "/history/admin = nothing"},
-       "that the factory's account could not be locked stops nothing: first boot goes on",
+        "platform EIO make_new_passwd(a password, 0)"},
+       {kNotLocked, "/history/admin = nothing"},
+       kGoesOn,
        When::kFirstBoot},
+      {{"platform EIO cmf_query_commit(340)"}, {kNotLocked}, kGoesOn, When::kFirstBoot},
       {{"platform EIO cmf_query_*(100)"},
        {"/tables/100/fields/host_name = \"kelvane\""},
        kNotLookedAt,
@@ -171,7 +188,7 @@ const std::vector<Prescribed> &rows() {
        {"/files/hostname = \"absent\"", "/names/etc/hostname = nothing"},
        kNotLookedAt,
        When::kFirstBoot},
-      {{"platform EIO *(440)", "platform EIO __nCfg_sess_table_change_by_mkey(0, 440, *"},
+      {{"platform EIO *(440)", "platform EIO __nCfg_sess_table_change_by_mkey(0, 440, \"port[234]\" *"},
        {"/tables/440/port[234]/addressing_mode = 0", "/tables/440/port[234]/default_server = 1"},
        kNotLookedAt,
        When::kFirstBoot},
@@ -197,61 +214,78 @@ const std::vector<Prescribed> &rows() {
         "file E* access(/etc/tmpdata.conf)", "file E* rename(/etc/tmpdata.conf)",
         "inside E* open(/cdrom/CustomData.bin)", "inside E* open(/etc/.kelvane-copy)",
         "inside EIO *(/cdrom/CustomData.bin)", "inside EIO *(/etc/.kelvane-copy)",
-        "inside E[!I]* *(/etc/.kelvane-copy)"},
-       kCustomData,
-       kNotMoved,
-       When::kMarked},
-      {{"* KILL access(/etc/tmpdata.conf)", "* KILL access(/data/etc/.customdata)", "* KILL rename(/etc/tmpdata.conf)"},
+        "inside E[!I]* *(/etc/.kelvane-copy)", "file DEAD access(/etc/tmpdata.conf)",
+        "file DEAD access(/data/etc/.customdata)", "file DEAD rename(/etc/tmpdata.conf)",
+        "file KILL access(/etc/tmpdata.conf)", "file KILL access(/data/etc/.customdata)",
+        "file KILL rename(/etc/tmpdata.conf)"},
        kCustomData,
        kNotMoved,
        When::kMarked},
       {{"bytes EIO write(/data/etc/.provisioned)", "bytes ENOSPC write(/data/etc/.provisioned)",
-        "bytes FULL write(/data/etc/.provisioned)", "database FULL write(* in ssh_pubkey_data_set(*"},
-       {"/files/.provisioned = \"\""},
+        "bytes FULL write(/data/etc/.provisioned)", "wire: database FULL write(* in ssh_pubkey_data_set(*"},
+       kMarkerIsEmpty,
        kEmptyMarker,
        When::kMarked},
-      {{"file DEAD access(/etc/tmpdata.conf)", "file DEAD access(/data/etc/.customdata)",
-        "file DEAD rename(/etc/tmpdata.conf)"},
-       kCustomData,
+      {{"bytes DEAD write(/data/etc/.provisioned)", "bytes KILL write(/data/etc/.provisioned)",
+        "bytes POWER* write(/data/etc/.provisioned)", "file POWER* rename(/etc/tmpdata.conf)"},
+       together({kMarkerIsEmpty, kCustomData}),
        kNotMoved,
        When::kMarked},
-      {{"bytes DEAD write(/data/etc/.provisioned)"}, kMarked, kNotMoved, When::kMarked},
-      {{"bytes KILL write(/data/etc/.provisioned)", "bytes POWER* write(/data/etc/.provisioned)",
-        "file POWER* rename(/etc/tmpdata.conf)", "bytes POWER* sync()"},
-       kMarked,
-       kNotMoved,
+      {{"bytes POWER* sync()"},
+       kMarkerIsEmpty,
+       "that the marker is there counts; its text is for people, and is not on the disc yet",
        When::kMarked},
 
       // ---- requests and reports ----
-      {{"bytes KILL write(/data/etc/.provisioned)", "bytes POWER* write(/data/etc/.provisioned)",
-        "file KILL access(/etc/tmpdata.conf)", "file KILL access(/data/etc/.customdata)",
+      {{"file KILL access(/etc/tmpdata.conf)", "file KILL access(/data/etc/.customdata)",
         "file KILL rename(/etc/tmpdata.conf)", "file POWER* rename(/etc/tmpdata.conf)", "bytes KILL sync()",
         "bytes POWER* sync()", "file KILL open(/data/etc/ssh/*.fp)", "file POWER* open(/data/etc/ssh/*.fp)",
-        "bytes KILL read(/data/etc/ssh/*.fp)", "memory KILL * < report < ProvisionAgent_HandlerRun < main)",
-        "request KILL request(*comp=health)", "request POWER request(*comp=health)",
-        "request KILL request(*comp=roleProperties)", "request POWER request(*comp=roleProperties)",
-        "request KILL request(*/provisioningStatus*)", "request POWER request(*/provisioningStatus*)"},
-       kNotReady,
+        "bytes KILL read(/data/etc/ssh/*.fp)"},
+       together({kHealthNotReady, kNoRoleProperties, kStatusNotReady}),
        kToldOnce,
        When::kMarked},
-      {{"memory ENOMEM* * < report < ProvisionAgent_HandlerRun < main)", "request fabric:[che]* request(*comp=health)",
-        "request fabric:reset:100 request(*comp=health)", "request fabric:wrong-length:-7 request(*comp=health)",
-        "request fabric:[che]* request(*comp=roleProperties)", "request fabric:reset:100 request(*comp=roleProperties)",
-        "request fabric:wrong-length:-7 request(*comp=roleProperties)",
-        "request fabric:[ches]* request(*/provisioningStatus*)",
+      // With the address that is written into it: at the metadata service there is none, and no such write.
+      {{"bytes KILL write(/data/etc/.provisioned)", "bytes POWER* write(/data/etc/.provisioned)",
+        "memory KILL * < report < ProvisionAgent_HandlerRun < main)", "request KILL request(*comp=health)",
+        "request POWER request(*comp=health)"},
+       together({kHealthNotReady, kNoRoleProperties}),
+       kToldOnce,
+       When::kMarked},
+      {{"request KILL request(*comp=roleProperties)", "request POWER request(*comp=roleProperties)"},
+       kNoRoleProperties,
+       kToldOnce,
+       When::kMarked},
+      {{"request KILL request(*/provisioningStatus*)", "request POWER request(*/provisioningStatus*)"},
+       kStatusNotReady,
+       kToldOnce,
+       When::kMarked},
+      {{"memory ENOMEM* * < report < ProvisionAgent_HandlerRun < main)"},
+       together({kHealthNotReady, kNoRoleProperties}),
+       kTakenForSent,
+       When::kBehind},
+      {{"request fabric:[che]* request(*comp=health)", "request fabric:reset:100 request(*comp=health)",
+        "request fabric:wrong-length:-7 request(*comp=health)"},
+       kHealthNotReady,
+       kTakenForSent,
+       When::kBehind},
+      {{"request fabric:[che]* request(*comp=roleProperties)", "request fabric:reset:100 request(*comp=roleProperties)",
+        "request fabric:wrong-length:-7 request(*comp=roleProperties)"},
+       kNoRoleProperties,
+       kTakenForSent,
+       When::kBehind},
+      {{"request fabric:[ches]* request(*/provisioningStatus*)",
         "request fabric:reset:100 request(*/provisioningStatus*)",
         "request fabric:wrong-length:-7 request(*/provisioningStatus*)"},
-       kNotReady,
-       "a report that there is no memory for is not sent, an answer of success is believed, and it is told once",
+       kStatusNotReady,
+       kTakenForSent,
        When::kBehind},
       {{"file E* open(/data/etc/ssh/*.fp)", "bytes EIO read(/data/etc/ssh/*.fp)", "file DEAD open(/data/etc/ssh/*.fp)",
-        "bytes DEAD read(/data/etc/ssh/*.fp)", "bytes DEAD write(/data/etc/.provisioned)", "bytes DEAD sync()",
-        "file DEAD access(/etc/tmpdata.conf)", "file DEAD access(/data/etc/.customdata)",
-        "file DEAD rename(/etc/tmpdata.conf)"},
-       {R"(/reports/role properties = *CertificateThumbprint\\" value=\\"\\" />*)",
-        "/reports/provisioning/properties/certificateThumbprint = \"\""},
-       "a fingerprint that cannot be read is none, and is told once",
+        "bytes DEAD read(/data/etc/ssh/*.fp)", "bytes DEAD sync()", "file DEAD access(/etc/tmpdata.conf)",
+        "file DEAD access(/data/etc/.customdata)", "file DEAD rename(/etc/tmpdata.conf)"},
+       {kEmptyProperty, "/reports/provisioning/properties/certificateThumbprint = \"\""},
+       kNoFingerprint,
        When::kMarked},
+      {{"bytes DEAD write(/data/etc/.provisioned)"}, {kEmptyProperty}, kNoFingerprint, When::kMarked},
       {{"platform EIO passwd_policy_save_info(\"admin\")"},
        {"/history/admin = nothing"},
        kWithoutResult,
@@ -261,32 +295,62 @@ const std::vector<Prescribed> &rows() {
        kWithoutResult,
        When::kFirstBoot},
       {{"platform EIO passwd_policy_save_info(\"auditor\")"}, kFirstPasswordRemembered, kWithoutResult, When::kBehind},
-      {{"memory E* malloc(base64_text < *TransportCertMake < main)", "memory ENOMEM+ * < pluginManager_Init < main)",
-        "memory E* malloc(text_format < wire_certificates_headers < *",
-        "memory ENOMEM+ malloc(* < goal_state_parse < *", "platform EIO generate_RSA_key(*",
+      // The certificate is made once, at the start, and shown with each of these requests, the extensions' too.
+      {{"memory ENOMEM malloc(base64_text < *TransportCertMake < main)", "platform EIO generate_RSA_key(*",
         "platform EIO get_rnd_bytes(8)"},
-       kCertificateHeader,
+       {"/requests GET *comp=certificates* header x-ms-guest-agent-public-x509-cert = no such header"},
        kNotShown},
-      {{"memory ENOMEM malloc(GetNodeTextData < * < goal_state_parse < *",
-        "request fabric:[chew]* request(*comp=goalstate)", "request fabric:reset:100 request(*comp=goalstate)"},
-       {"/requests POST *comp=health /Health/GoalStateIncarnation", "/requests POST *comp=health /Health/Container/*",
-        "/requests POST *comp=roleProperties /RoleProperties/Container/*"},
-       "a report is sent with what is known of the goal state, the rest is empty"},
-      {{"memory ENOMEM malloc(GetNodeTextData < * < goal_state_parse < *",
-        "request fabric:[chew]* request(*comp=goalstate)", "request fabric:reset:100 request(*comp=goalstate)"},
-       {"wait"},
-       "without what the goal state says the reports are refused, nine times each",
-       When::kStart},
-      {{"memory ENOMEM malloc(base64_text < *TransportCertMake < main)",
-        "memory ENOMEM malloc(text_format < wire_certificates_headers < *", "platform EIO generate_RSA_key(*",
+      {{"memory ENOMEM* malloc(base64_text < *TransportCertMake < main)",
+        "memory ENOMEM+ * < pluginManager_Init < main)", "platform EIO generate_RSA_key(*",
         "platform EIO get_rnd_bytes(8)"},
-       {"wait"},
-       "without a certificate that is shown the certificates are refused, nine times"},
-      {{"request fabric:[che]* request(http://storage.example.invalid/*)",
-        "request fabric:reset:100 request(http://storage.example.invalid/*)",
-        "request fabric:wrong-length:-7 request(http://storage.example.invalid/*)"},
-       {"/requests PUT *comp=page* page range"},
-       "an answer of success is believed: pages are written into a blob that was not made"},
+       {"/requests GET * header x-ms-vmagent-public-x509-cert = no such header"},
+       kNotShown},
+      {{"memory ENOMEM* malloc(text_format < wire_certificates_headers < *",
+        "memory ENOMEM+ malloc(* < goal_state_parse < *"},
+       {"/requests GET *comp=certificates*=1 header x-ms-guest-agent-public-x509-cert = no such header"},
+       kNotShown,
+       When::kStart},
+      {{"memory ENOMEM* malloc(text_format < wire_certificates_headers < *"},
+       {"/requests GET *comp=certificates*=2 header x-ms-guest-agent-public-x509-cert = no such header"},
+       kNotShown,
+       When::kBehind},
+      {{"memory ENOMEM malloc(GetNodeTextData < * < goal_state_parse < *",
+        "request fabric:[chew]* request(*comp=goalstate)", "request fabric:reset:100 request(*comp=goalstate)"},
+       together({kNoIncarnation, kNoContainer}),
+       "a report is sent with what is known of the goal state, the rest is empty",
+       When::kStart},
+      {{"memory ENOMEM malloc(GetNodeTextData < * < goal_state_parse < *"},
+       {kEndsInWait, "wait = 180 before the loop, 1 in it", "wait = 270 before the loop, 1 in it"},
+       kRefused,
+       When::kStart},
+      {{"request fabric:[he]* request(*comp=goalstate)", "request fabric:wrong-length:-7 request(*comp=goalstate)"},
+       {kEndsInWait, "wait = 270 before the loop, 1 in it"},
+       kRefused,
+       When::kStart},
+      {{"request fabric:cut request(*comp=goalstate)", "request fabric:reset:100 request(*comp=goalstate)",
+        "request fabric:wrong-length:7 request(*comp=goalstate)"},
+       {kEndsInWait, "wait = 280 before the loop, 1 in it"},
+       kRefused,
+       When::kStart},
+      {{"wire: memory ENOMEM malloc(base64_text < *TransportCertMake < main)", "wire: platform EIO generate_RSA_key(*",
+        "wire: platform EIO get_rnd_bytes(8)"},
+       {kEndsInWait, "wait = 90 before the loop, 91 in it"},
+       kCertificatesRefused,
+       When::kStart},
+      {{"memory ENOMEM malloc(text_format < wire_certificates_headers < *"},
+       {kEndsInWait, "wait = 90 before the loop, 1 in it"},
+       kCertificatesRefused,
+       When::kStart},
+      {{"memory ENOMEM malloc(text_format < wire_certificates_headers < *"},
+       {"wait = 0 before the loop, 91 in it"},
+       kCertificatesRefused,
+       When::kBehind},
+      {{"request fabric:[che]* request(http://storage.example.invalid/status/kelvane-pages.*)",
+        "request fabric:reset:100 request(http://storage.example.invalid/status/kelvane-pages.*)",
+        "request fabric:wrong-length:-7 request(http://storage.example.invalid/status/kelvane-pages.*)"},
+       {"/requests PUT *comp=page* page range = bytes 0 to 2559"},
+       "an answer of success is believed: pages are written into a blob that was not made",
+       When::kBehind},
 
       // ---- extensions ----
       {{"memory ENOMEM realloc(add < pluginManager_Add < pluginManager_Init < main)"},
@@ -295,11 +359,12 @@ const std::vector<Prescribed> &rows() {
         "/plugins/*.CustomScriptForLinux/config/message = \"Plugin enabled\"",
         "/reports/*.CustomScriptForLinux*/message = \"Plugin enabled\""},
        "a plugin for which the registry has no room is not added; its extension is acknowledged as an unknown one, and "
-       "keeps the sequence number of that"},
+       "keeps the sequence number of that",
+       When::kMarked},
       // Which command a text is decoded for the call does not tell; without the certificates none can be decrypted.
       {{"platform EIO miglib_b64_pton(*", "memory ENOMEM malloc(*CertStoreSlot < *",
-        "request fabric:[hes]* request(http://169.254.169.254/*/certificates*)",
-        "request fabric:wrong-length:-7 request(http://169.254.169.254/*/certificates*)"},
+        "request fabric:[hes]* request(http://169.254.169.254/*/certificates/2*)",
+        "request fabric:wrong-length:-7 request(http://169.254.169.254/*/certificates/2*)"},
        together({kFirstHub, kFirstHubsMessage, kFirstPassword, kFirstPasswordRemembered}),
        kUsedUp,
        When::kBehind},
@@ -327,12 +392,19 @@ const std::vector<Prescribed> &rows() {
        together({kFirstPassword, kFirstPasswordRemembered}),
        kUsedUp,
        When::kBehind},
-      {{"memory ENOMEM+ * < main_loop_run < main)"},
+      {{"wire: memory ENOMEM+ malloc(* < WireProtocol_get_ext_handlers < *",
+        "memory ENOMEM+ * < custom_script_command < *"},
        together({kFirstHub, kFirstHubsMessage, kFirstPassword, kFirstPasswordRemembered}),
-       "a pass that runs out of memory uses up the sequence numbers of all its commands",
+       kOutOfMemory,
+       When::kBehind},
+      // Behind the event hub's command.
+      {{"memory ENOMEM+ * < AddExtensionEvent < pluginManager_LaunchCommand < *",
+        "memory ENOMEM+ * < vm_access_command < *"},
+       together({kFirstPassword, kFirstPasswordRemembered}),
+       kOutOfMemory,
        When::kBehind},
       {{"platform EIO cmf_get_cur_domain_id()", "platform EIO cmf_write_config(*"},
-       {"/tables/events/*\"Config eventhub fails.\"*"},
+       {kHubFails},
        "that it failed is an event, and stays one",
        When::kBehind},
   };
@@ -428,24 +500,15 @@ std::string prescribed_difference(const Strike &strike, const Circumstances &aro
   return "";
 }
 
-std::vector<std::string> unused_patterns(const std::set<std::string> &used, bool kill) {
+std::vector<std::string> unused_pairs(const std::set<std::string> &used, bool kill) {
   std::vector<std::string> out;
-  const auto none_of = [&](const Patterns &some, const Patterns &others, bool places) {
-    for (const char *one : some) {
-      const bool needed = std::any_of(others.begin(), others.end(), [&](const char *other) {
-        return used.count(places ? use_of(other, one) : use_of(one, other)) != 0;
-      });
-      if (!needed && (places || can_be_needed(one, kill))) {
-        out.emplace_back(one);
-      }
-    }
-  };
   for (const Prescribed &row : rows()) {
-    none_of(row.strikes, row.places, false);
-    const bool of_this_kind =
-        std::all_of(row.strikes.begin(), row.strikes.end(), [&](const char *one) { return can_be_needed(one, kill); });
-    if (of_this_kind) {
-      none_of(row.places, row.strikes, true);
+    for (const char *strike : row.strikes) {
+      for (const char *place : row.places) {
+        if (can_be_needed(strike, kill) && used.count(use_of(strike, place)) == 0) {
+          out.push_back(use_of(strike, place));
+        }
+      }
     }
   }
   return out;

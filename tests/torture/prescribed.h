@@ -21,12 +21,13 @@ struct Circumstances {
 };
 
 // "STRIKE -> PLACE", the patterns by which this may differ after this strike; empty when it may not. The status with
-// which the struck run ends is the place "exit", its longest time away from the loop, in seconds, "wait".
+// which the struck run ends is the place "exit", its longest times away from the loop, in seconds, are the place
+// "wait".
 std::string prescribed_difference(const Strike &strike, const Circumstances &around, const Difference &difference);
 
-// Of the rows' patterns those that no play of this kind came to need, of which these are the texts: each is to go, but
-// for the name of a place in memory that another build has.
-std::vector<std::string> unused_patterns(const std::set<std::string> &used, bool kill);
+// The pairs "STRIKE -> PLACE" of the rows that no play of this kind came to need, of which these are the pairs: each
+// excuses what never happens, and is to go, but for the name of a place in memory that another build has.
+std::vector<std::string> unused_pairs(const std::set<std::string> &used, bool kill);
 
 }  // namespace torture
 

@@ -65,8 +65,8 @@ void print_unused(const std::vector<Strike> &plan, const State &state, bool kill
       used.insert(patterns.get<std::string>());
     }
   }
-  for (const std::string &pattern : unused_patterns(used, kill)) {
-    std::printf("prescribed.cc: no play came to need \"%s\"\n", pattern.c_str());
+  for (const std::string &pair : unused_pairs(used, kill)) {
+    std::printf("prescribed.cc: no play came to need \"%s\"\n", pair.c_str());
   }
 }
 
