@@ -18,8 +18,9 @@
  * Other processes see what is durable. A look-up always answers from the current state, whoever changed it. A process
  * with pending changes hinders no other: several processes connect at once, and none of them carries a connection
  * through a fork. What another process did to a record while a change of it was pending never makes the write fail: a
- * change that cannot be made for that reason (its record or its owner is gone, its name is another record's) is left
- * out and reported.
+ * change that cannot be made for that reason (its record or its owner is gone, or the name that it gives its record is
+ * another's) is left out and reported. An appended record takes the place of one that has its name by then; that is
+ * reported, too.
  *
  * Another process may put a new configuration in the place of a damaged one. From then on calls answer from the new
  * one; what is pending is dropped and reported, and the next call that would have made it durable fails, once. A change
@@ -62,7 +63,8 @@ struct cmf_query {
 int32_t conf_init(void);
 
 /* Closes the connection; what is pending is dropped. Frees the shared queries; a caller's own query may still be freed,
- * and finds nothing. The debug record stays. May be called without conf_init. */
+ * but finds nothing and takes nothing from then on: its changes are refused, also after another conf_init, and fail no
+ * write. The debug record stays. May be called without conf_init. */
 void conf_end(void);
 
 /* The configuration domain that cmf_write_config takes. */
@@ -109,9 +111,10 @@ void *cmf_query_get_next(struct cmf_query *query);
 int32_t cmf_query_commit(struct cmf_query *query);
 
 /* Appends a copy of a record of the table's size (pending). It keeps its key number when it is written, unless another
- * process made a record of that key meanwhile (it then takes that one's place and number, or is left out when the name
- * was to come free and has not). 0, or negative: a record of
- * that key exists, the key is empty or not terminated, the table has a single record, or failure. */
+ * process made a record of that key meanwhile: it then takes that one's place and number, or is left out when the name
+ * was to come free and has not. In both cases a query on its child records that was opened before finds nothing and
+ * takes nothing from then on. 0, or negative: a record of that key exists, the key is empty or not terminated, the
+ * table has a single record, or failure. */
 int32_t cmf_query_table_append(struct cmf_query *query, const void *record);
 
 /* Replaces the record whose key stands in old_record by new_record, which may be the same memory; durable. session and

@@ -7,7 +7,8 @@
 //
 // When another process has put a new database in the place of the one that was used, what is pending is dropped and
 // reported, and the next write that would have succeeded fails, once. A place of the old database holds nothing, and
-// takes nothing: a change there is refused, reported, and counts as pending that was dropped.
+// takes nothing: a change there is refused, reported, and counts as pending that was dropped. At a place from before
+// store_drop a change is refused, and that is all. Either takes a password along that was remembered for the account.
 #ifndef KELVANE_PLATFORM_REFERENCE_STORE_H
 #define KELVANE_PLATFORM_REFERENCE_STORE_H
 

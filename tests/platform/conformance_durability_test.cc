@@ -405,8 +405,16 @@ TEST_F(Processes, TwoThatMakeTheSameRecordEndWithOne) {
   ASSERT_EQ(0, conf_init());
   ASSERT_EQ(0, append_account("guest"));
   ASSERT_EQ(0, append_dashboard("guest", 6));
+  cmf_query *entries =
+      cmf_query_create_child_with_key(nCfg_query(NCFG_TABLE_ACCOUNTS), NCFG_TABLE_ACCOUNT_DASHBOARD, "guest");
+  EXPECT_NE(nullptr, cmf_query_table_head(entries));
   other.tell();
   ASSERT_TRUE(other.succeeded());
+  EXPECT_EQ(0, write_config());
+  const ncfg_dashboard_entry entry = {.widget = 7, .column = 1, .open = 1, .height = 300, .reserved = {}};
+  EXPECT_EQ(nullptr, cmf_query_table_head(entries)) << "the record has the other's number";
+  EXPECT_GT(0, cmf_query_table_append(entries, &entry));
+  cmf_query_free(entries);
   EXPECT_EQ(0, write_config());
   EXPECT_EQ((std::vector<std::string>{"admin", "guest"}), names(NCFG_TABLE_ACCOUNTS));
   EXPECT_EQ((std::vector<uint32_t>{6}), dashboard("guest"));
