@@ -403,6 +403,7 @@ const std::vector<Prescribed> &rows() {
        together({kFirstPassword, kFirstPasswordRemembered}),
        kOutOfMemory,
        When::kBehind},
+      // These two are called by both commands; what came besides tells which of them it was: contradicted().
       {{"platform EIO cmf_get_cur_domain_id()", "platform EIO cmf_write_config(*"},
        {kHubFails},
        "that it failed is an event, and stays one",
@@ -498,6 +499,18 @@ std::string prescribed_difference(const Strike &strike, const Circumstances &aro
     }
   }
   return "";
+}
+
+bool contradicted(const Difference &one, const std::vector<Difference> &all) {
+  const auto came = [&](const char *pattern) {
+    return std::any_of(all.begin(), all.end(),
+                       [&](const Difference &other) { return fitting(Patterns{pattern}, other) != nullptr; });
+  };
+  if (fitting(kCustomData, one) != nullptr) {
+    return !std::all_of(kCustomData.begin(), kCustomData.end(), came);
+  }
+  const bool is_password = fitting(together({kFirstPassword, kFirstPasswordRemembered}), one) != nullptr;
+  return is_password && came(kHubFails);
 }
 
 std::vector<std::string> unused_pairs(const std::set<std::string> &used, bool kill) {

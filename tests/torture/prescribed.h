@@ -25,6 +25,11 @@ struct Circumstances {
 // "wait".
 std::string prescribed_difference(const Strike &strike, const Circumstances &around, const Difference &difference);
 
+// Whether what else differs after the play says that a difference, which a row excuses, is not meant: custom data that
+// is not in its place is to wait, whole, and a password is not excused by the event hub's command, which tells its
+// failure.
+bool contradicted(const Difference &one, const std::vector<Difference> &all);
+
 // The pairs "STRIKE -> PLACE" of the rows that no play of this kind came to need, of which these are the pairs: each
 // excuses what never happens, and is to go, but for the name of a place in memory that another build has.
 std::vector<std::string> unused_pairs(const std::set<std::string> &used, bool kill);

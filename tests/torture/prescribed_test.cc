@@ -527,6 +527,36 @@ TEST(Prescribed, APassWithoutMemoryLosesTheCommandsBehindIt) {
   EXPECT_EQ(row_for(upload, kFirstPassword), "");
 }
 
+TEST(Prescribed, CustomDataIsInItsPlaceOrWaits) {
+  const Difference gone = {"/files/.customdata", "\"config\"", "\"absent\""};
+  const Difference waits = {"/files/tmpdata.conf", "\"absent\"",
+                            R"("config system global\nset hostname edge-fw-01\nend\n")"};
+  const Difference no_name = {"/names/data/etc/.customdata", "\"file 0600\"", "nothing"};
+  const Difference name = {"/names/etc/tmpdata.conf", "nothing", "\"file 0600\""};
+  for (const Difference &one : {gone, waits, no_name, name}) {
+    EXPECT_FALSE(contradicted(one, {gone, no_name, waits, name})) << one.place;
+    EXPECT_TRUE(contradicted(one, {one})) << one.place;
+  }
+  EXPECT_TRUE(contradicted(gone, {gone, no_name})) << "it is lost";
+  EXPECT_TRUE(contradicted(waits, {waits, name})) << "it is there twice";
+  const Difference half = {"/files/tmpdata.conf", "\"absent\"", "\"config system global\""};
+  EXPECT_TRUE(contradicted(gone, {gone, no_name, half, name}));
+  const Difference open = {"/names/etc/tmpdata.conf", "nothing", "\"file 0644\""};
+  EXPECT_TRUE(contradicted(gone, {gone, no_name, waits, open}));
+}
+
+// Both commands write the configuration, and the call does not tell for which.
+TEST(Prescribed, TheHubsCommandThatFailsLosesNoPassword) {
+  const Difference hub_fails = {"/tables/events/{\"text\":\"Config eventhub fails.\"}", "nothing", "true"};
+  const Difference remembered = {"/history/auditor", "x", "\"that of Slate-Orchard-77?\""};
+  EXPECT_FALSE(contradicted(kFirstPassword, {kFirstPassword, remembered, kFirstHub}));
+  EXPECT_TRUE(contradicted(kFirstPassword, {kFirstPassword, hub_fails}));
+  EXPECT_TRUE(contradicted(remembered, {hub_fails, remembered}));
+  EXPECT_FALSE(contradicted(hub_fails, {hub_fails, kFirstPassword}));
+  EXPECT_FALSE(contradicted(kFirstHub, {kFirstHub}));
+  EXPECT_EQ(row_for(strike("platform", "cmf_write_config(1)", "EIO"), {hub_fails.place, "true", "nothing"}), "");
+}
+
 TEST(Prescribed, EveryPairThatNoPlayNeedsIsTold) {
   const std::string name = "system E* sethostname(* -> /files/hostname = \"absent\"";
   const std::string other = "system E* sethostname(* -> /names/etc/hostname = nothing";
