@@ -28,12 +28,22 @@ constexpr int kLimitSeconds = 180;  // of the machine's: a request that is never
 constexpr int64_t kLongestWait = 900;
 constexpr int64_t kPause = 10;  // what one call that fails costs: one of these pauses
 constexpr int kAims = 3;        // so often a strike is tried that falls on another call than the planned one
+constexpr char kRestart[] = "-restart";
 constexpr char kEndless[] = "  the struck run does not end\n", kNoGoingOn[] = "  the struck run does not go on\n";
-constexpr char kStruck[] = "struck", kSecond[] = "second", kQuiet[] = "quiet";
+constexpr char kBoot[] = "boot", kStruck[] = "struck", kSecond[] = "second", kQuiet[] = "quiet";
 
 // Other than the one that a kill sends; 255 is an end that is prescribed for some failures.
 bool was_a_signal(int status) {
   return status > 128 && status < 255 && status != 128 + SIGKILL;
+}
+
+// Which of the places that an undisturbed run reaches are told of a first boot only.
+bool is_of_first_boot(const std::string &place) {
+  return place.rfind("/reports/health", 0) == 0 || place.rfind("/reports/provisioning", 0) == 0;
+}
+
+std::string in_words(const Waits &some) {
+  return std::to_string(some.first) + " before the loop, " + std::to_string(some.later) + " in it";
 }
 
 }  // namespace
@@ -42,24 +52,35 @@ Bench::Bench(const Programs &programs, const std::string &protocol, const std::s
     : programs_(programs), protocol_(protocol), folder_(folder) {
   files::remove_all(folder_);
   files::create_directories(folder_ + "/template");
-  const Json written =
-      Json::parse(support::read_if_there(programs_.scenarios + "/" + protocol_ + ".json"), nullptr, true, true);
+  const size_t suffix = protocol_.rfind(kRestart);
+  is_restart_ = suffix != std::string::npos;
+  const Json written = Json::parse(
+      support::read_if_there(programs_.scenarios + "/" + protocol_.substr(0, suffix) + ".json"), nullptr, true, true);
   scenario_ = kelvane::fabric::with_made_texts(written);
   first_pass_ = scenario_.at("torture").at("first_pass").get<int64_t>();
   std::ofstream(folder_ + "/fabric.json") << Json({{"fabric", scenario_["fabric"]}}).dump();
   cloud_ = scenario::Cloud(programs_.fabric, folder_ + "/fabric.json", folder_ + "/fabric");
   scenario::make_appliance(folder_ + "/template", scenario_["appliance"]);
+  if (is_restart_) {
+    boot_template();
+  }
   make_ready();
   const int struck = struck_run("");
+  usual_waits_ = longest_waits(trace_of(kStruck));
   std::string trouble = check_end(kStruck, struck) + check_trouble(kStruck);
   const int quiet = quiet_run();
   trouble += check_quiet(quiet, true);
   if (!trouble.empty() || !refused().empty()) {
     throw std::runtime_error("the undisturbed run, see " + folder_ + ":\n" + trouble);
   }
-  usual_waits_ = longest_waits(trace_of(kStruck));
+  if (in_words(usual_waits_) != scenario_["torture"].at("waits").get<std::string>()) {
+    throw std::runtime_error("the undisturbed run waits for " + in_words(usual_waits_));
+  }
   undisturbed_ = read_sites(folder_ + "/struck.sites");
   name_places(programs_.sandbox, undisturbed_);
+  const auto all = undisturbed_.begin();
+  to_strike_ =
+      is_restart_ ? std::vector(all, all + read_sites_of_first_pass(folder_ + "/struck.sites").size()) : undisturbed_;
   // Which of the fabric's keys is where counts, too: they are the same in every play of this bench. The second one of
   // the document is there in words, with its name; the first one is taken out of a certificate, and has none.
   scenario_["torture"]["keys"] = rows_of(root(), "SELECT key FROM ssh_keys ORDER BY key LIKE '% rescue', slot");
@@ -75,6 +96,9 @@ std::string Bench::missing() const {
   const Json flat = expected_.flatten();
   std::string report;
   for (const auto &[place, value] : scenario_.at("torture").at("reaches").items()) {
+    if (is_restart_ && is_of_first_boot(place)) {
+      continue;
+    }
     if (!flat.contains(place) || flat[place] != value) {
       report += "  " + place + ": expected " + value.dump() + ", came " +
                 (flat.contains(place) ? flat[place].dump() : "nothing") + "\n";
@@ -88,6 +112,17 @@ void Bench::make_ready() {
   files::remove(folder_ + "/unsynced");
   files::copy(folder_ + "/template", root(), files::copy_options::recursive | files::copy_options::copy_symlinks);
   tell("/_fabric/reset", "{}");
+}
+
+// The template becomes an appliance that was provisioned and has handled the first goal state.
+void Bench::boot_template() {
+  make_ready();
+  const std::string trouble = check_end(kBoot, run(kBoot, 0, first_pass_ + 2, "")) + check_trouble(kBoot);
+  if (!trouble.empty()) {
+    throw std::runtime_error("the first boot, see " + folder_ + ":\n" + trouble);
+  }
+  files::remove_all(folder_ + "/template");
+  files::rename(root(), folder_ + "/template");
 }
 
 void Bench::tell(const std::string &path, const std::string &body) const {
@@ -128,7 +163,7 @@ int Bench::run(const std::string &name, int64_t begin, int64_t length, const std
 }
 
 int Bench::struck_run(const std::string &fault, int64_t longer) const {
-  return run(kStruck, 0, first_pass_ + 2 * kPass + 2 + longer, fault);
+  return run(kStruck, is_restart_ ? kRest / 2 : 0, first_pass_ + 2 * kPass + 2 + longer, fault);
 }
 
 int Bench::strike_run(const Strike &strike, int64_t longer) {
@@ -184,14 +219,12 @@ bool Bench::is_marked() const {
 std::string Bench::second_run(const Strike &strike) {
   const bool was_marked = is_marked();
   const int status = run(kSecond, kRest / 2, first_pass_ + 2 * kPass + 2, strike.second_fault());
+  around_second_ = {!was_marked, is_marked(), made_a_request(trace_of(kSecond))};
   const std::vector<Site> fallen = calls_to_strike(kSecond);
   second_ = fallen.empty() ? Site() : fallen.back();
   std::string report = check_trouble(kSecond) + check_database();
   report += status != 128 + SIGKILL ? check_end(kSecond, status) : "";
-  if (was_marked && provisions(trace_of(kSecond))) {
-    report += "  the second run provisions once more\n";
-  }
-  return report;
+  return report + (was_marked ? check_not_again(kSecond) : "");
 }
 
 std::string Bench::check_database() const {
@@ -242,9 +275,6 @@ void Bench::look_around(const Site &planned) {
 // Whatever failed, it is never away from its loop for longer than the longest.
 std::string Bench::check_wait(const Strike &strike) {
   const Waits waits = longest_waits(trace_of(kStruck));
-  const auto in_words = [](const Waits &some) {
-    return std::to_string(some.first) + " before the loop, " + std::to_string(some.later) + " in it";
-  };
   if (!within(waits, {0, 0}, kLongestWait)) {
     return "  the struck run waits for too long, in seconds: " + in_words(waits) + "\n";
   }
@@ -259,6 +289,9 @@ std::string Bench::check_struck(const Strike &strike, int status) {
   if (status == 0 && expected == 0) {
     report += check_end(kStruck, status);
   }
+  if (is_restart_ && provisions_in_part(trace_of(kStruck))) {
+    report += not_meant(strike, {{"first boot", "none", "once more"}});
+  }
   if (status == -1) {
     report += kEndless;
   } else if (status != expected) {
@@ -272,13 +305,21 @@ std::string Bench::check_struck(const Strike &strike, int status) {
 // Provisioning is repeated whole when there is no marker, and never when there is one.
 std::string Bench::check_quiet(int status, bool was_marked) const {
   std::string report = check_trouble(kQuiet) + check_end(kQuiet, status);
+  const Waits waits = longest_waits(trace_of(kQuiet));
+  if (!within(waits, usual_waits_, 0)) {
+    report += "  the quiet run waits for too long, in seconds: " + in_words(waits) + "\n";
+  }
   if (!reports_status(trace_of(kQuiet))) {
     report += "  the quiet run reports no status\n";
   }
-  if (provisions(trace_of(kQuiet)) == was_marked) {
-    report += was_marked ? "  the quiet run provisions once more\n" : "  the quiet run does not provision\n";
+  if (!was_marked && !provisions(trace_of(kQuiet))) {
+    report += "  the quiet run does not provision\n";
   }
-  return report;
+  return report + (was_marked ? check_not_again(kQuiet) : "");
+}
+
+std::string Bench::check_not_again(const std::string &name) const {
+  return provisions_in_part(trace_of(name)) ? "  the " + name + " run provisions once more\n" : "";
 }
 
 std::vector<Difference> Bench::refused() const {
@@ -297,7 +338,7 @@ std::string Bench::not_meant(const Strike &strike, const std::vector<Difference>
   for (const Difference &one : all) {
     const Strike second = {protocol_, second_, strike.second_blow(), ""};
     std::string pattern = prescribed_difference(strike, around_, one);
-    pattern = pattern.empty() ? prescribed_difference(second, around_, one) : pattern;
+    pattern = pattern.empty() ? prescribed_difference(second, around_second_, one) : pattern;
     if (pattern.empty()) {
       report += "  " + one.place + ": expected " + one.expected + ", came " + one.came + "\n";
     } else {
@@ -335,7 +376,7 @@ std::string Bench::check_going_on(const Site &planned, Strike &strike) {
 // The agent must come back to its loop in time, again and again, and when one call failed it must go on there.
 std::string Bench::check_waits(const Site &planned, Strike &strike) {
   const std::string report = check_longer(planned, strike, 2 * kLongestWait);
-  return goes_on(strike) || !strike.leaves_a_loop() ? report : report + kNoGoingOn;
+  return goes_on(strike) || !strike.leaves_questions() ? report : report + kNoGoingOn;
 }
 
 std::string Bench::play(const Strike &planned) {
@@ -348,12 +389,12 @@ std::string Bench::play(const Strike &planned) {
   look_around(planned.site);
   report += check_struck(strike, status) + check_database();
   const bool waits = status == 0 && stopped_in_a_wait(trace_of(kStruck));
-  const bool known_to_go_on = status != 0 || !strike.leaves_a_loop() || goes_on(strike);
+  const bool known_to_go_on = status != 0 || !strike.leaves_questions() || goes_on(strike);
   if (!strike.second.empty()) {
     report += second_run(strike);
   }
-  around_.marked = is_marked();
-  report += check_quiet(quiet_run(), around_.marked);
+  const bool was_marked = is_marked();
+  report += check_quiet(quiet_run(), was_marked);
   report += check_outcome(strike);
   if (waits) {
     return report + check_waits(planned.site, strike);

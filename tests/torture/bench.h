@@ -1,6 +1,7 @@
 // One protocol on the bench: a fabric that is reset between plays, a template of the appliance, and what an undisturbed
-// run ends in. A play is a run that is struck, then one that is not, then the comparison. Blocks for seconds; throws
-// std::runtime_error when it cannot go on.
+// run ends in. A play is a run that is struck, then one that is not, then the comparison. The run is a first boot, or,
+// under the name "PROTOCOL-restart", the start behind one: it finds the marker, its saved status, and a goal state that
+// it knows. Blocks for seconds; throws std::runtime_error when it cannot go on.
 #ifndef KELVANE_TESTS_TORTURE_BENCH_H
 #define KELVANE_TESTS_TORTURE_BENCH_H
 
@@ -28,6 +29,9 @@ class Bench {
   const std::string &protocol() const { return protocol_; }
   // The sites of an undisturbed run: what a plan is made of, and what a strike's place is known by.
   const std::vector<Site> &undisturbed() const { return undisturbed_; }
+  // Those of them that are struck: all of a first boot; of a restart what comes in front of the second pass, which is
+  // the same then as behind a first boot.
+  const std::vector<Site> &to_strike() const { return to_strike_; }
   // Measures strikes by the undisturbed run that they were planned by; the bench's own may differ by a realloc.
   void measure_by(const std::vector<Site> &planned) { undisturbed_ = planned; }
 
@@ -48,6 +52,7 @@ class Bench {
   std::string root() const { return folder_ + "/root"; }
   std::string missing() const;
   void make_ready();
+  void boot_template();
   void tell(const std::string &path, const std::string &body) const;
   int run(const std::string &name, int64_t begin, int64_t length, const std::string &fault) const;
   int struck_run(const std::string &fault, int64_t longer = 0) const;
@@ -69,6 +74,7 @@ class Bench {
   std::string check_wait(const Strike &strike);
   std::string check_struck(const Strike &strike, int status);
   std::string check_quiet(int status, bool was_marked) const;
+  std::string check_not_again(const std::string &name) const;
   std::vector<Difference> refused() const;
   std::string not_meant(const Strike &strike, const std::vector<Difference> &all);
   std::string check_outcome(const Strike &strike);
@@ -76,14 +82,16 @@ class Bench {
 
   Programs programs_;
   std::string protocol_;
+  bool is_restart_ = false;
   std::string folder_;
   Json scenario_;
   int64_t first_pass_ = 0;
   Waits usual_waits_;  // of the undisturbed run
   scenario::Cloud cloud_;
-  std::vector<Site> undisturbed_;
-  Circumstances around_;  // of the last struck run
-  Site second_;           // where the second kill of the play was
+  std::vector<Site> undisturbed_, to_strike_;
+  Circumstances around_;         // of the last struck run
+  Circumstances around_second_;  // of the start that the second kill ended
+  Site second_;                  // where that was
   Told before_quiet_;
   Json expected_;
   Json meant_;

@@ -31,10 +31,14 @@ constexpr size_t kTwiceEvery = 10;  // of the kills about one in so many is foll
 
 std::vector<std::string> protocols(const Options &options) {
   std::vector<std::string> out;
-  for (const char *name : {"wire", "metadata"}) {
-    const bool asked_for = options.only.find(std::string(name) + "/") != std::string::npos;
+  for (const std::string name : {"wire", "metadata", "wire-restart", "metadata-restart"}) {
+    const bool asked_for = options.only.find(name + "/") != std::string::npos;
+    const bool is_restart = name.find('-') != std::string::npos;
+    if (options.twice && is_restart) {
+      continue;  // the second kill of a pair falls on a restart
+    }
     if ((options.only.empty() || asked_for) && (options.protocol.empty() || options.protocol == name)) {
-      out.emplace_back(name);
+      out.push_back(name);
     }
   }
   return out;
@@ -43,9 +47,9 @@ std::vector<std::string> protocols(const Options &options) {
 // An address may be of any kind.
 std::vector<Strike> all_strikes(const Options &options, const Bench &bench) {
   const bool any_kind = !options.only.empty();
-  std::vector<Strike> out = strikes_of(bench.protocol(), bench.undisturbed(), options.kill || any_kind);
+  std::vector<Strike> out = strikes_of(bench.protocol(), bench.to_strike(), options.kill || any_kind);
   if (any_kind) {
-    const std::vector<Strike> failures = strikes_of(bench.protocol(), bench.undisturbed(), false);
+    const std::vector<Strike> failures = strikes_of(bench.protocol(), bench.to_strike(), false);
     out.insert(out.end(), failures.begin(), failures.end());
   } else if (options.twice) {
     out = torture::twice(out, kTwiceEvery);

@@ -19,7 +19,7 @@ constexpr char kHelp[] =
     "usage: kelvane-torture [options]\n"
     "  --kill             kill the agent, or take its power, instead of letting calls fail\n"
     "  --twice            the same, and kill the start that follows, too\n"
-    "  --protocol NAME    only wire, or only metadata\n"
+    "  --protocol NAME    only wire, metadata, wire-restart or metadata-restart\n"
     "  --class NAMES      only these, with commas between: memory, file, bytes, system, platform, request, database,\n"
     "                     inside, closing\n"
     "  --blow NAMES       only these blows, as they stand at the end of an address\n"

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <fstream>
+#include <functional>
 #include <sstream>
 #include <stdexcept>
 
@@ -52,12 +53,11 @@ const Site *counterpart(const std::vector<Site> &those, const Site &one, const s
   return found != others.end() ? &*found : nullptr;
 }
 
-}  // namespace
-
-std::vector<Site> read_sites(const std::string &file) {
+// Up to the first line that is the end.
+std::vector<Site> read_up_to(const std::string &file, const std::function<bool(const std::string &)> &is_end) {
   std::ifstream stream(file);
   std::vector<Site> out;
-  for (std::string line; std::getline(stream, line);) {
+  for (std::string line; std::getline(stream, line) && !is_end(line);) {
     const Site site = site_of(line);
     if (site.number != 0) {
       out.push_back(site);
@@ -67,6 +67,26 @@ std::vector<Site> read_sites(const std::string &file) {
     throw std::runtime_error("no sites in " + file);
   }
   return out;
+}
+
+}  // namespace
+
+std::vector<Site> read_sites(const std::string &file) {
+  return read_up_to(file, [](const std::string &) { return false; });
+}
+
+std::vector<Site> read_sites_of_first_pass(const std::string &file) {
+  bool in_loop = false;
+  int passes = 0;
+  return read_up_to(file, [&](const std::string &line) {
+    in_loop = in_loop || line == "sleep 1";
+    passes += in_loop && is_question(line) ? 1 : 0;
+    return passes == 2;
+  });
+}
+
+bool is_question(const std::string &line) {
+  return line.find("comp=goalstate") != std::string::npos || line.find("/extensionHandlers") != std::string::npos;
 }
 
 std::vector<Site> read_to_strike(const std::string &file) {

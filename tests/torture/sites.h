@@ -22,6 +22,13 @@ constexpr char kStruckLine[] = "struck ";
 // The sites in a file that the sandbox wrote.
 std::vector<Site> read_sites(const std::string &file);
 
+// Those in front of the loop's second pass.
+std::vector<Site> read_sites_of_first_pass(const std::string &file);
+
+// Whether the line, of sites or a trace, is a request for what the platform wants: it is asked in every pass, and again
+// when there is no answer.
+bool is_question(const std::string &line);
+
 // The sites in that file up to the one at which the run was struck first, which is the last; only those of its class,
 // and the requests. Empty when no strike fell.
 std::vector<Site> read_to_strike(const std::string &file);

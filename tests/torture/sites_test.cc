@@ -33,6 +33,21 @@ TEST(Sites, TheSitesSayWhereItFell) {
   EXPECT_EQ(read_sites(file).size(), 5U);
 }
 
+// What is asked in front of the loop is of no pass.
+TEST(Sites, TheFirstPassEndsWhereTheSecondAsks) {
+  const support::TempDir folder;
+  const std::string file = folder.file("sites");
+  std::ofstream(file) << "request 1 request(http://a/?comp=goalstate)\nfile 1 open(/a)\nsleep 1\nsleep 1\n"
+                         "request 2 request(http://a/?comp=goalstate)\nfile 2 open(/b)\nsleep 1\n"
+                         "request 3 request(http://a/?comp=goalstate)\nfile 3 open(/c)\n";
+  EXPECT_THAT(words_of(read_sites_of_first_pass(file)),
+              ElementsAre("request 1 request(http://a/?comp=goalstate)", "file 1 open(/a)",
+                          "request 2 request(http://a/?comp=goalstate)", "file 2 open(/b)"));
+  std::ofstream(file) << "sleep 1\nrequest 1 request(http://a/extensionHandlers?v)\nfile 1 open(/a)\n"
+                         "request 2 request(http://a/extensionHandlers?v)\nfile 2 open(/b)\n";
+  EXPECT_EQ(read_sites_of_first_pass(file).size(), 2U);
+}
+
 TEST(Sites, WhatFellOnNothingSaysNothing) {
   const support::TempDir folder;
   std::ofstream(folder.file("sites")) << "file 1 open(/a)\nend 0\n";

@@ -145,7 +145,11 @@ bool Strike::kills() const {
 }
 
 bool Strike::leaves_a_loop() const {
-  return !kills() && blow != "FULL" && blow != "DEAD" && blow.back() != '+' && site.call_class != "closing";
+  return leaves_questions() && blow != "FULL" && blow != "DEAD";
+}
+
+bool Strike::leaves_questions() const {
+  return !kills() && blow.back() != '+' && site.call_class != "closing";
 }
 
 std::string Strike::second_fault() const {

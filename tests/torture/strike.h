@@ -27,6 +27,8 @@ struct Strike {
   bool kills() const;
   // Whether the agent's loop is to go on as if nothing were: one call fails, and those that follow do not.
   bool leaves_a_loop() const;
+  // Whether it is to go on asking what the platform wants: a disc that is full or gone is no reason not to.
+  bool leaves_questions() const;
   // What the sandbox is told for the second.
   std::string second_fault() const;
   std::string second_blow() const;

@@ -74,6 +74,18 @@ TEST(Strike, TheLoopGoesOnBehindOneFailureWithinIt) {
   EXPECT_FALSE(leaves("closing", "EIO")) << "the loop has ended";
 }
 
+TEST(Strike, ItAsksOnWhateverBecomesOfTheDisc) {
+  const auto leaves = [](const char *call_class, const char *blow) {
+    return Strike{"wire", {call_class, 1, "write(/a)"}, blow, ""}.leaves_questions();
+  };
+  EXPECT_TRUE(leaves("bytes", "EIO"));
+  EXPECT_TRUE(leaves("bytes", "FULL"));
+  EXPECT_TRUE(leaves("bytes", "DEAD"));
+  EXPECT_FALSE(leaves("bytes", "POWER1"));
+  EXPECT_FALSE(leaves("memory", "ENOMEM+"));
+  EXPECT_FALSE(leaves("closing", "EIO"));
+}
+
 TEST(Strike, SaysWhichCallItIs) {
   const std::vector<Strike> all =
       strikes_of("wire", {{"request", 1, "request(a)"}, {"memory", 1, "malloc(b)"}, {"memory", 2, "malloc(b)"}}, true);

@@ -4,6 +4,8 @@
 #include <cstdlib>
 #include <sstream>
 
+#include "tests/torture/sites.h"
+
 namespace torture {
 namespace {
 
@@ -13,11 +15,6 @@ bool has(const std::string &text, const char *part) {
 
 bool ends_with(const std::string &text, const std::string &end) {
   return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
-}
-
-// It is asked in every pass, and again when there is no answer.
-bool is_question(const std::string &line) {
-  return has(line, "comp=goalstate") || has(line, "/extensionHandlers");
 }
 
 // "[62] stop"; an empty line is of the time before.
@@ -37,6 +34,10 @@ bool made_a_request(const std::string &trace) {
 
 bool provisions(const std::string &trace) {
   return has(trace, "comp=health") || has(trace, "provisioningStatus");
+}
+
+bool provisions_in_part(const std::string &trace) {
+  return provisions(trace) || has(trace, "sethostname(") || has(trace, "\"admin\"");
 }
 
 bool reports_status(const std::string &trace) {

@@ -18,6 +18,9 @@ bool made_a_request(const std::string &trace);
 // Whether it reported a first boot, over either protocol.
 bool provisions(const std::string &trace);
 
+// Whether it did anything that only a first boot does: reports, the host name, the factory's account.
+bool provisions_in_part(const std::string &trace);
+
 // Whether a status was sent, over either protocol; to ask for the blob's type is no report.
 bool reports_status(const std::string &trace);
 

@@ -116,6 +116,13 @@ TEST(Trace, AFirstBootIsReported) {
   EXPECT_FALSE(provisions("[25] request GET http://a/machine/?comp=goalstate = 0 200\n"));
 }
 
+TEST(Trace, APartOfAFirstBootIsToldWithoutAReport) {
+  EXPECT_TRUE(provisions_in_part("[0] request POST http://a/machine/?comp=health = 0 200\n"));
+  EXPECT_TRUE(provisions_in_part("[0] system sethostname(\"edge\", 4) = 0\n"));
+  EXPECT_TRUE(provisions_in_part("[0] platform cmf_query_do_table_find(340, 0, \"admin\", 2) = record 1\n"));
+  EXPECT_FALSE(provisions_in_part("[9] platform cmf_query_do_table_find(280, 0, \"prof_admin\", 2) = record 2\n"));
+}
+
 TEST(Trace, WhoComplains) {
   EXPECT_TRUE(complains("==1==ERROR: AddressSanitizer: heap-use-after-free\n"));
   EXPECT_TRUE(complains("a.cc:1:2: runtime error: signed integer overflow\n"));
