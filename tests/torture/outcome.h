@@ -34,7 +34,10 @@ Json last_reports(const Json &journal, const Json &documents, const Told &before
 
 Json outcome_of(const std::string &root, const Json &scenario, const scenario::Cloud &cloud, const Told &before);
 
-// What differs, place by place.
+// The events, each by its text: what was logged again because something was done again is no difference.
+Json each_once(const Json &events);
+
+// What differs, place by place, both ways: what is on one side only is "nothing" on the other.
 std::vector<Difference> differences(const Json &expected, const Json &came);
 
 // The requests up to the one that the fabric's blow befell, which is the last, as the sandbox tells them:
