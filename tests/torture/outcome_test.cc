@@ -149,6 +149,9 @@ TEST(Differences, WhatIsEmptyHasNoMembers) {
   EXPECT_THAT(in_words(differences({{"a", Json::array()}, {"ab", {1}}}, {{"ab", {1}}})),
               ElementsAre("/a: null, nothing"))
       << "the member of another";
+  EXPECT_THAT(in_words(differences({{"a", 5}}, full)),
+              ElementsAre("/a: 5, nothing", "/a/b: nothing, 1", "/a/c: nothing, 2"))
+      << "it was not empty";
 }
 
 Json judged(const char *target, const char *came) {
