@@ -14,7 +14,7 @@ using Patterns = std::vector<const char *>;
 enum class When {
   kAlways,
   kUnasked,    // before anything was asked for
-  kStart,      // in front of the marker
+  kStart,      // in front of the marker, or in a start that finds it
   kGaveUp,     // the same, and there is none
   kFirstBoot,  // the same, and there is one
   kMarked,     // whenever it was, and there is one
@@ -67,6 +67,11 @@ constexpr char kWaitingData[] =
     "/files/tmpdata.conf = \"config system global\\\\nset hostname edge-fw-01\\\\nend\\\\n\"";
 const Patterns kCustomData = {"/files/.customdata = \"absent\"", kWaitingData, "/names/data/etc/.customdata = nothing",
                               "/names/etc/tmpdata.conf = \"file 0600\""};
+const Patterns kCopiedAnew = {kWaitingData, "/names/etc/tmpdata.conf = \"file 0600\""};
+const Patterns kNoPrivateData = {
+    "/plugins/*.DiskScanner/config/installed = 0", "/plugins/*.DiskScanner/config/seqno = nothing",
+    "/plugins/*.DiskScanner/config/cmdtime = nothing", "/plugins/*.DiskScanner/config/extname = nothing",
+    "/plugins/*.DiskScanner/config/message = nothing"};
 const Patterns kMarkerIsEmpty = {"/files/.provisioned = \"\""};
 // What the platform was told at the beginning of first boot, with nothing behind it: over the wire in two reports, at
 // the metadata service in one.
@@ -110,6 +115,9 @@ constexpr char kNoFingerprint[] = "a fingerprint that cannot be read is none, an
 constexpr char kUsedUp[] = "a command that fails on its way has used up its sequence number, and is not tried again";
 constexpr char kOutOfMemory[] =
     "a pass that runs out of memory uses up the sequence numbers of all its commands that are left";
+constexpr char kNotSeen[] =
+    "a marker that cannot be looked at is none: the appliance is provisioned once more, with what it was given then";
+constexpr char kNoPrivateDataToTell[] = "what is not installed has no status, and no name of its own, to tell";
 constexpr char kFirstAccount[] =
     "keys wait for the account that is made next; a first boot that gave up leaves them to an extension's";
 
@@ -332,8 +340,8 @@ const std::vector<Prescribed> &rows() {
        {kEndsInWait, "wait = 280 before the loop, 1 in it"},
        kRefused,
        When::kStart},
-      {{"wire: memory ENOMEM malloc(base64_text < *TransportCertMake < main)", "wire: platform EIO generate_RSA_key(*",
-        "wire: platform EIO get_rnd_bytes(8)"},
+      {{"wire*: memory ENOMEM malloc(base64_text < *TransportCertMake < main)",
+        "wire*: platform EIO generate_RSA_key(*", "wire*: platform EIO get_rnd_bytes(8)"},
        {kEndsInWait, "wait = 90 before the loop, 91 in it"},
        kCertificatesRefused,
        When::kStart},
@@ -408,6 +416,41 @@ const std::vector<Prescribed> &rows() {
        {kHubFails},
        "that it failed is an event, and stays one",
        When::kBehind},
+
+      // ---- a start that finds the marker ----
+      {{"wire-restart: file E* access(/data/etc/.provisioned)", "wire-restart: file DEAD *",
+        "wire-restart: bytes DEAD *"},
+       {"first boot = once more", "/reports/health = \"<State>Ready</State>\"",
+        "/reports/role properties = \"<Property name=*CertificateThumbprint*\""},
+       kNotSeen},
+      {{"metadata-restart: file E* access(/data/etc/.provisioned)", "metadata-restart: file DEAD *",
+        "metadata-restart: bytes DEAD *"},
+       {"first boot = once more", "/reports/provisioning/status = \"Ready\"", "/reports/provisioning/subStatus = \"\"",
+        "/reports/provisioning/description = \"\"", "/reports/provisioning/properties/certificateThumbprint = *"},
+       kNotSeen},
+      {{"*-restart: file E* access(/data/etc/.customdata)"},
+       kCopiedAnew,
+       "custom data that cannot be seen in its place is copied from the medium, and a start that finds the marker "
+       "moves "
+       "none"},
+      {{"*-restart: memory ENOMEM realloc(add < pluginManager_Add < pluginManager_Init < main)"},
+       kFirstHub,
+       "what is saved of the plugin is another one's then, that has taken the command for good"},
+      {{"*-restart: memory ENOMEM calloc(pluginManager_RegisterUnSupported < * < load_element < *"},
+       kNoPrivateData,
+       "without memory for its private data a plugin is loaded without any: it is enabled, was never installed, and is "
+       "neither again before it is uninstalled"},
+      {{"wire-restart: memory ENOMEM calloc(pluginManager_RegisterUnSupported < * < load_element < *"},
+       {"/reports/*DiskScanner/status = \"NotReady\"", "/reports/*DiskScanner/*/configurationAppliedTime = null",
+        "/reports/*DiskScanner/*/operation = null", "/reports/*DiskScanner/*/status = null",
+        "/reports/*DiskScanner/*/message = null"},
+       kNoPrivateDataToTell},
+      {{"metadata-restart: memory ENOMEM calloc(pluginManager_RegisterUnSupported < * < load_element < *"},
+       {"/reports/*DiskScanner/status = \"NotReady\"", "/reports/*DiskScanner[?]*/configurationAppliedTime = \"\"",
+        "/reports/*DiskScanner[?]*/operation = \"\"", "/reports/*DiskScanner[?]*/status = \"\"",
+        "/reports/*DiskScanner[?]*/message = \"\"",
+        "/requests PUT http://169.254.169.254/Microsoft.Compute/status/extensions/[?]* target = *"},
+       kNoPrivateDataToTell},
   };
   return kRows;
 }
@@ -424,7 +467,7 @@ bool holds(When when, const Circumstances &around, const std::string &place) {
     case When::kUnasked:
       return !around.asked;
     case When::kStart:
-      return around.first_boot;
+      return around.first_boot || around.restart;
     case When::kGaveUp:
       return around.first_boot && !around.marked;
     case When::kFirstBoot:

@@ -18,6 +18,7 @@ struct Circumstances {
   bool first_boot = false;  // the strike fell in front of the marker
   bool marked = false;      // there was a marker when the next undisturbed start began
   bool asked = false;       // the struck run made a request
+  bool restart = false;     // the struck run found the marker
 };
 
 // "STRIKE -> PLACE", the patterns by which this may differ after this strike; empty when it may not. The status with
