@@ -102,7 +102,8 @@ void *cmf_query_update(struct cmf_query *query);
 
 /* Walks a table in key-number order: the first record, then each next one, null at the end. Records are lent as above.
  * The order is fixed by cmf_query_table_head: session changes made during the walk neither disturb nor repeat it. Null
- * also when a look fails: cmf_query_get_next then looks at the same record again. */
+ * also when a look fails: cmf_query_get_next then looks at the same record again, but behind a failed
+ * cmf_query_table_head there is no walk. */
 void *cmf_query_table_head(struct cmf_query *query);
 void *cmf_query_get_next(struct cmf_query *query);
 

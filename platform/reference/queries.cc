@@ -102,6 +102,7 @@ void *lend_next(Query &query) {
 }
 
 void *lend_first(Query &query) {
+  query.walk.clear();
   const std::vector<uint32_t> numbers = store_numbers(query.place);
   query.walk.assign(numbers.rbegin(), numbers.rend());
   return lend_next(query);

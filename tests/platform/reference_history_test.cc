@@ -116,6 +116,11 @@ TEST_F(ReferenceRows, RecordOfALookThatFailedIsTheNextOfTheWalk) {
     EXPECT_STREQ(name, record->name);
   }
   EXPECT_EQ(nullptr, cmf_query_get_next(walk));
+  ASSERT_NE(nullptr, cmf_query_table_head(walk));
+  Sqlite().run("ALTER TABLE records RENAME TO hidden");
+  EXPECT_EQ(nullptr, cmf_query_table_head(walk));
+  Sqlite().run("ALTER TABLE hidden RENAME TO records");
+  EXPECT_EQ(nullptr, cmf_query_get_next(walk)) << "the walk before is over";
   cmf_query_free(walk);
 }
 
