@@ -78,9 +78,10 @@ Bench::Bench(const Programs &programs, const std::string &protocol, const std::s
   }
   undisturbed_ = read_sites(folder_ + "/struck.sites");
   name_places(programs_.sandbox, undisturbed_);
-  const auto all = undisturbed_.begin();
-  to_strike_ =
-      is_restart_ ? std::vector(all, all + read_sites_of_first_pass(folder_ + "/struck.sites").size()) : undisturbed_;
+  to_strike_ = undisturbed_;
+  if (is_restart_) {
+    to_strike_.resize(read_sites_of_first_pass(folder_ + "/struck.sites").size());
+  }
   // Which of the fabric's keys is where counts, too: they are the same in every play of this bench. The second one of
   // the document is there in words, with its name; the first one is taken out of a certificate, and has none.
   scenario_["torture"]["keys"] = rows_of(root(), "SELECT key FROM ssh_keys ORDER BY key LIKE '% rescue', slot");
@@ -269,7 +270,8 @@ std::string Bench::check_end(const std::string &name, int status) const {
 
 // Behind a struck run, in front of anything that comes to be meant.
 void Bench::look_around(const Site &planned) {
-  around_ = {in_front_of_marker(undisturbed_, planned), is_marked(), made_a_request(trace_of(kStruck)), is_restart_};
+  const char *last = is_restart_ ? "access(/data/etc/.provisioned)" : "open(/data/etc/.provisioned)";
+  around_ = {in_front_of(last, undisturbed_, planned), is_marked(), made_a_request(trace_of(kStruck)), is_restart_};
 }
 
 // Whatever failed, it is never away from its loop for longer than the longest.

@@ -10,12 +10,14 @@ namespace {
 
 using Patterns = std::vector<const char *>;
 
-// When a row holds. What first boot leaves undone counts when there is a marker only: without one it is done again.
+// When a row holds; in a start that finds the marker only the first four do. What first boot leaves undone counts when
+// there is a marker only: without one it is done again.
 enum class When {
   kAlways,
   kUnasked,    // before anything was asked for
   kStart,      // in front of the marker, or in a start that finds it
-  kGaveUp,     // the same, and there is none
+  kUnseen,     // in a start that finds the marker, in front of its last look at it
+  kGaveUp,     // in front of the marker, and there is none
   kFirstBoot,  // the same, and there is one
   kMarked,     // whenever it was, and there is one
   kBehind,     // behind the marker: the last reports and the extensions
@@ -67,6 +69,9 @@ constexpr char kWaitingData[] =
     "/files/tmpdata.conf = \"config system global\\\\nset hostname edge-fw-01\\\\nend\\\\n\"";
 const Patterns kCustomData = {"/files/.customdata = \"absent\"", kWaitingData, "/names/data/etc/.customdata = nothing",
                               "/names/etc/tmpdata.conf = \"file 0600\""};
+constexpr char kReady[] = "/reports/health = \"<State>Ready</State>\"";
+const Patterns kStatusReady = {"/reports/provisioning/status = \"Ready\"", "/reports/provisioning/subStatus = \"\"",
+                               "/reports/provisioning/description = \"\""};
 const Patterns kCopiedAnew = {kWaitingData, "/names/etc/tmpdata.conf = \"file 0600\""};
 const Patterns kNoPrivateData = {
     "/plugins/*.DiskScanner/config/installed = 0", "/plugins/*.DiskScanner/config/seqno = nothing",
@@ -418,23 +423,31 @@ const std::vector<Prescribed> &rows() {
        When::kBehind},
 
       // ---- a start that finds the marker ----
-      {{"wire-restart: file E* access(/data/etc/.provisioned)", "wire-restart: file DEAD *",
-        "wire-restart: bytes DEAD *"},
-       {"first boot = once more", "/reports/health = \"<State>Ready</State>\"",
-        "/reports/role properties = \"<Property name=*CertificateThumbprint*\""},
-       kNotSeen},
-      {{"metadata-restart: file E* access(/data/etc/.provisioned)", "metadata-restart: file DEAD *",
-        "metadata-restart: bytes DEAD *"},
-       {"first boot = once more", "/reports/provisioning/status = \"Ready\"", "/reports/provisioning/subStatus = \"\"",
-        "/reports/provisioning/description = \"\"", "/reports/provisioning/properties/certificateThumbprint = *"},
-       kNotSeen},
+      {{"*-restart: file E* access(/data/etc/.provisioned)", "*-restart: file DEAD *", "*-restart: bytes DEAD *"},
+       {"first boot = once more"},
+       kNotSeen,
+       When::kUnseen},
+      {{"wire-restart: file E* access(/data/etc/.provisioned)"},
+       {kReady, "/reports/role properties = *value=\\\\\"123456789abcdef0123456789abcdef0\\\\\" />*"},
+       kNotSeen,
+       When::kUnseen},
+      {{"metadata-restart: file E* access(/data/etc/.provisioned)"},
+       together({kStatusReady,
+                 {"/reports/provisioning/properties/certificateThumbprint = \"123456789abcdef0123456789abcdef0\""}}),
+       kNotSeen,
+       When::kUnseen},
+      {{"wire-restart: file DEAD *", "wire-restart: bytes DEAD *"}, {kReady, kEmptyProperty}, kNotSeen, When::kUnseen},
+      {{"metadata-restart: file DEAD *", "metadata-restart: bytes DEAD *"},
+       together({kStatusReady, {"/reports/provisioning/properties/certificateThumbprint = \"\""}}),
+       kNotSeen,
+       When::kUnseen},
       {{"*-restart: file E* access(/data/etc/.customdata)"},
        kCopiedAnew,
-       "custom data that cannot be seen in its place is copied from the medium, and a start that finds the marker "
-       "moves "
-       "none"},
+       "custom data that cannot be seen in its place is copied from the medium, and a marked start moves none"},
       {{"*-restart: memory ENOMEM realloc(add < pluginManager_Add < pluginManager_Init < main)"},
-       kFirstHub,
+       together({kFirstHub,
+                 {"/plugins/*.CustomScriptForLinux/config/message = \"Plugin enabled\"",
+                  "/reports/*.CustomScriptForLinux*/message = \"Plugin enabled\""}}),
        "what is saved of the plugin is another one's then, that has taken the command for good"},
       {{"*-restart: memory ENOMEM calloc(pluginManager_RegisterUnSupported < * < load_element < *"},
        kNoPrivateData,
@@ -463,11 +476,16 @@ const char *fitting(const Patterns &patterns, const std::string &text) {
 }
 
 bool holds(When when, const Circumstances &around, const std::string &place) {
+  if (around.restart && when > When::kUnseen) {
+    return false;
+  }
   switch (when) {
     case When::kUnasked:
       return !around.asked;
     case When::kStart:
       return around.first_boot || around.restart;
+    case When::kUnseen:
+      return around.restart && around.first_boot;
     case When::kGaveUp:
       return around.first_boot && !around.marked;
     case When::kFirstBoot:

@@ -15,10 +15,12 @@ namespace torture {
 
 // What a run was at when it was struck, and what it had come to.
 struct Circumstances {
-  bool first_boot = false;  // the strike fell in front of the marker
-  bool marked = false;      // there was a marker when the next undisturbed start began
-  bool asked = false;       // the struck run made a request
-  bool restart = false;     // the struck run found the marker
+  // The strike fell in front of the marker; in a start that finds it, in front of the last look at it. The second kill
+  // of a pair: there was no marker when its start began.
+  bool first_boot = false;
+  bool marked = false;   // there was a marker behind the struck run
+  bool asked = false;    // the struck run made a request
+  bool restart = false;  // the struck run found the marker
 };
 
 // "STRIKE -> PLACE", the patterns by which this may differ after this strike; empty when it may not. The status with

@@ -13,6 +13,8 @@ using testing::Not;
 constexpr Circumstances kFirstBoot = {.first_boot = true, .marked = true, .asked = true};
 constexpr Circumstances kBehind = {.first_boot = false, .marked = true, .asked = true};
 constexpr Circumstances kUnmarked = {.first_boot = true, .marked = false, .asked = true};
+constexpr Circumstances kUnseen = {.first_boot = true, .marked = true, .asked = true, .restart = true};
+constexpr Circumstances kRestart = {.first_boot = false, .marked = true, .asked = true, .restart = true};
 constexpr Circumstances kUnasked = {.first_boot = true, .marked = false, .asked = false};
 
 std::string row_for(const Strike &strike, const Difference &difference, const Circumstances &around) {
@@ -146,7 +148,8 @@ TEST(Prescribed, WithoutAMarkerFirstBootOwesEverything) {
   EXPECT_EQ(row_for(strike("file", "open(/cdrom/ovf-env.xml)", "DEAD"), no_name, kFirstBoot), "");
 }
 
-// A letter for each time in which the row holds: f for first boot with a marker behind it, u without one, b behind it.
+// A letter for each time in which the row holds: f for first boot with a marker behind it, u without one, b behind it,
+// r for a start that finds it.
 TEST(Prescribed, EachRowHoldsInItsTimeOnly) {
   const char kCustom[] = "/files/.customdata", kAbsent[] = "\"absent\"";
   const char kThumbprint[] = "/reports/provisioning/properties/certificateThumbprint", kEmpty[] = "\"\"";
@@ -207,17 +210,17 @@ TEST(Prescribed, EachRowHoldsInItsTimeOnly) {
       {"platform", "EIO", "passwd_policy_save_info(\"admin\")", "/history/admin", kNothing, "f"},
       {"platform", "EIO", "passwd_policy_save_info(\"operator\")", "/history/operator", kNothing, "f"},
       {"platform", "EIO", "passwd_policy_save_info(\"auditor\")", "/history/auditor", kOldPassword, "b"},
-      {"platform", "EIO", "get_rnd_bytes(8)", kHeader, kNoHeader, "fub"},
-      {"platform", "EIO", "get_rnd_bytes(8)", kMetadataHeader, kNoHeader, "fub"},
-      {"memory", "ENOMEM+", "realloc(add < a < pluginManager_Init < main)", kMetadataHeader, kNoHeader, "fub"},
+      {"platform", "EIO", "get_rnd_bytes(8)", kHeader, kNoHeader, "fubr"},
+      {"platform", "EIO", "get_rnd_bytes(8)", kMetadataHeader, kNoHeader, "fubr"},
+      {"memory", "ENOMEM+", "realloc(add < a < pluginManager_Init < main)", kMetadataHeader, kNoHeader, "fubr"},
       {"memory", "ENOMEM+", "realloc(add < a < pluginManager_Init < main)", kHeader, kNoHeader, ""},
       {"memory", "ENOMEM", "realloc(add < a < pluginManager_Init < main)", kMetadataHeader, kNoHeader, ""},
-      {"memory", "ENOMEM+", "malloc(a < goal_state_parse < b)", kFirstHeader, kNoHeader, "fu"},
-      {"memory", "ENOMEM", "malloc(text_format < wire_certificates_headers < b)", kFirstHeader, kNoHeader, "fu"},
+      {"memory", "ENOMEM+", "malloc(a < goal_state_parse < b)", kFirstHeader, kNoHeader, "fur"},
+      {"memory", "ENOMEM", "malloc(text_format < wire_certificates_headers < b)", kFirstHeader, kNoHeader, "fur"},
       {"memory", "ENOMEM", "malloc(text_format < wire_certificates_headers < b)", kHeader, kNoHeader, "b"},
-      {"request", "fabric:cut", "request(http://a/?comp=goalstate)", kIncarnation, kEmpty, "fu"},
-      {"request", "fabric:cut", "request(http://a/?comp=goalstate)", "wait", kCutShort, "fu"},
-      {"platform", "EIO", "get_rnd_bytes(8)", "wait", kCutShort, "fu"},
+      {"request", "fabric:cut", "request(http://a/?comp=goalstate)", kIncarnation, kEmpty, "fur"},
+      {"request", "fabric:cut", "request(http://a/?comp=goalstate)", "wait", kCutShort, "fur"},
+      {"platform", "EIO", "get_rnd_bytes(8)", "wait", kCutShort, "fur"},
       {"request", "fabric:cut", "request(http://storage.example.invalid/a)", "wait", kCutShort, ""},
       {"request", "fabric:cut", "request(http://storage.example.invalid/status/kelvane-pages.status)", kRange,
        "bytes 0 to 2559", "b"},
@@ -238,12 +241,82 @@ TEST(Prescribed, EachRowHoldsInItsTimeOnly) {
     times += row_for(struck, difference, kFirstBoot) != "" ? "f" : "";
     times += row_for(struck, difference, kUnmarked) != "" ? "u" : "";
     times += row_for(struck, difference, kBehind) != "" ? "b" : "";
+    times += row_for(struck, difference, kRestart) != "" ? "r" : "";
     EXPECT_EQ(times, one.times) << one.blow << " " << one.call << " " << one.place;
   }
   Strike full = strike("database", "write(x in cmf_write_config(1))", "FULL");
   full.protocol = "metadata";
   EXPECT_EQ(row_for(full, {"/history/operator", "x", kNothing}, kBehind), "");
   EXPECT_NE(row_for(full, {"/history/operator", "x", kNothing}, kFirstBoot), "");
+}
+
+TEST(Prescribed, AStartThatFindsTheMarkerHasRowsOfItsOwn) {
+  const Difference once_more = {"first boot", "none", "once more"};
+  const Difference ready = {"/reports/health", "nothing", "\"<State>Ready</State>\""};
+  const Difference status = {"/reports/provisioning/status", "nothing", "\"Ready\""};
+  const auto property = [](const std::string &value) {
+    return Difference{"/reports/role properties", "nothing",
+                      R"("<Property name=\"CertificateThumbprint\" value=\")" + value + R"(\" />")"};
+  };
+  const auto thumbprint = [](const std::string &value) {
+    return Difference{"/reports/provisioning/properties/certificateThumbprint", "nothing", "\"" + value + "\""};
+  };
+  const std::string made = "123456789abcdef0123456789abcdef0";
+  const auto over = [](const char *protocol, const char *call_class, const char *call, const char *blow) {
+    Strike out = strike(call_class, call, blow);
+    out.protocol = protocol;
+    return out;
+  };
+  const char kLook[] = "access(/data/etc/.provisioned)";
+  const Strike look = over("wire-restart", "file", kLook, "EIO"),
+               dead = over("wire-restart", "bytes", "read(/a)", "DEAD");
+  const Strike service_look = over("metadata-restart", "file", kLook, "EACCES");
+  const Strike service_dead = over("metadata-restart", "file", "mkdir(/cdrom)", "DEAD");
+  for (const Strike &one : {look, dead, service_look, service_dead}) {
+    EXPECT_NE(row_for(one, once_more, kUnseen), "") << one.address();
+    EXPECT_EQ(row_for(one, once_more, kRestart), "") << one.address() << ", behind the last look";
+  }
+  EXPECT_EQ(row_for(over("wire-restart", "file", "open(/a)", "EIO"), once_more, kUnseen), "");
+  EXPECT_EQ(row_for(over("wire", "file", kLook, "EIO"), once_more, kFirstBoot), "");
+  EXPECT_NE(row_for(look, ready, kUnseen), "");
+  EXPECT_NE(row_for(dead, ready, kUnseen), "");
+  EXPECT_EQ(row_for(service_look, ready, kUnseen), "");
+  EXPECT_NE(row_for(service_look, status, kUnseen), "");
+  EXPECT_NE(row_for(service_dead, status, kUnseen), "");
+  EXPECT_EQ(row_for(look, status, kUnseen), "");
+  EXPECT_NE(row_for(look, property(made), kUnseen), "");
+  EXPECT_EQ(row_for(look, property(""), kUnseen), "") << "only a dead disc has none";
+  EXPECT_NE(row_for(dead, property(""), kUnseen), "");
+  EXPECT_EQ(row_for(dead, property(made), kUnseen), "");
+  EXPECT_NE(row_for(service_look, thumbprint(made), kUnseen), "");
+  EXPECT_EQ(row_for(service_look, thumbprint(""), kUnseen), "");
+  EXPECT_NE(row_for(service_dead, thumbprint(""), kUnseen), "");
+  EXPECT_EQ(row_for(service_dead, thumbprint(made), kUnseen), "");
+
+  const Difference waiting = {"/files/tmpdata.conf", "\"absent\"",
+                              R"("config system global\nset hostname edge-fw-01\nend\n")"};
+  const Difference lost = {"/files/.customdata", "\"x\"", "\"absent\""};
+  const Strike unseen_data = over("wire-restart", "file", "access(/data/etc/.customdata)", "EIO");
+  EXPECT_NE(row_for(unseen_data, waiting, kRestart), "");
+  EXPECT_EQ(row_for(unseen_data, lost, kRestart), "");
+  for (const char *blow : {"KILL", "DEAD"}) {
+    EXPECT_EQ(row_for(over("wire-restart", "file", "access(/data/etc/.customdata)", blow), lost, kUnseen), "") << blow;
+  }
+
+  const Difference old_hub = {"/tables/640/fields/event_hub_name", "\"firewall-logs-v2\"", "\"firewall-logs\""};
+  const char kNoRoom[] = "realloc(add < pluginManager_Add < pluginManager_Init < main)";
+  EXPECT_NE(row_for(over("metadata-restart", "memory", kNoRoom, "ENOMEM"), old_hub, kRestart), "");
+  EXPECT_EQ(row_for(over("metadata-restart", "platform", "miglib_b64_pton(a text)", "EIO"), old_hub, kRestart), "");
+  EXPECT_EQ(row_for(over("metadata", "memory", kNoRoom, "ENOMEM"), old_hub, kBehind), "");
+
+  const Difference never_installed = {"/plugins/Contoso.DiskScanner/config/installed", "1", "0"};
+  const Difference no_name = {
+      "/requests PUT http://169.254.169.254/Microsoft.Compute/status/extensions/?api-version=1 target", "a", "b"};
+  const char kData[] = "calloc(pluginManager_RegisterUnSupported < pluginManager_Find < load_element < main)";
+  EXPECT_NE(row_for(over("wire-restart", "memory", kData, "ENOMEM"), never_installed, kRestart), "");
+  EXPECT_EQ(row_for(over("wire", "memory", kData, "ENOMEM"), never_installed, kBehind), "");
+  EXPECT_NE(row_for(over("metadata-restart", "memory", kData, "ENOMEM"), no_name, kRestart), "");
+  EXPECT_EQ(row_for(over("wire-restart", "memory", kData, "ENOMEM"), no_name, kRestart), "");
 }
 
 // A disc that is full or gone is more than one call that fails.

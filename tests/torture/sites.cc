@@ -118,10 +118,10 @@ bool ends_with_call(const std::vector<Site> &to_strike, const std::vector<Site> 
          place_of(to_strike, to_strike.back()) == place_of(those, one);
 }
 
-bool in_front_of_marker(const std::vector<Site> &those, const Site &one) {
+bool in_front_of(const std::string &call, const std::vector<Site> &those, const Site &one) {
   const auto is_one = [&](const Site &site) { return site.call_class == one.call_class && site.number == one.number; };
-  const auto opens_marker = [](const Site &site) { return site.call == "open(/data/etc/.provisioned)"; };
-  return std::any_of(std::find_if(those.begin(), those.end(), is_one), those.end(), opens_marker);
+  const auto is_call = [&](const Site &site) { return site.call == call; };
+  return std::any_of(std::find_if(those.begin(), those.end(), is_one), those.end(), is_call);
 }
 
 size_t aimed_anew(const std::vector<Site> &those, const Site &one, const std::vector<Site> &to_strike,

@@ -39,8 +39,8 @@ std::string in_words(const std::vector<Site> &sites, const Site &one);
 // Whether the last of the sites up to a strike is this one of those: at the same place in both.
 bool ends_with_call(const std::vector<Site> &to_strike, const std::vector<Site> &those, const Site &one);
 
-// Whether the marker was opened behind this one of those, or by it: first boot does so last, for writing it.
-bool in_front_of_marker(const std::vector<Site> &those, const Site &one);
+// Whether a call with this text comes behind this one of those, or is it.
+bool in_front_of(const std::string &call, const std::vector<Site> &those, const Site &one);
 
 // The number at which to strike this one of those next time, when the strike fell on another call: as far from its own
 // as the number of the call that was struck is from that call's among those, but no less than 1. A call that those do

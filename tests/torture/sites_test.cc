@@ -72,10 +72,10 @@ TEST(Sites, FirstBootIsAllUpToTheLastOpeningOfTheMarker) {
                                  {"bytes", 1, "write(/data/etc/.provisioned)"},
                                  {"platform", 2, "f()"}};
   for (const size_t number : {0, 1, 2}) {
-    EXPECT_TRUE(in_front_of_marker(run, run[number])) << number;
+    EXPECT_TRUE(in_front_of("open(/data/etc/.provisioned)", run, run[number])) << number;
   }
-  EXPECT_FALSE(in_front_of_marker(run, run[3]));
-  EXPECT_FALSE(in_front_of_marker(run, run[4]));
+  EXPECT_FALSE(in_front_of("open(/data/etc/.provisioned)", run, run[3]));
+  EXPECT_FALSE(in_front_of("open(/data/etc/.provisioned)", run, run[4]));
 }
 
 TEST(Sites, AnEarlierAnswerInMorePiecesMovesNoCallBehindTheNextRequest) {
